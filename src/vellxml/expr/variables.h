@@ -1,0 +1,218 @@
+#ifndef VELLXML_EXPR_VARIABLES_H
+#define VELLXML_EXPR_VARIABLES_H
+
+#include <vellxml/expr/evaluator.h>
+#include <vellxml/vellxml_export.h>
+
+#include <QSet>
+#include <QString>
+#include <QStringList>
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+class HwEnum;
+class HwVariableManager;
+
+/// One integer variable or range declared by an archive, with the expressions that gave its values.
+class VELLXML_EXPORT HwIntVar {
+public:
+    /// The direction of a range ("up": ascending, "down": descending). Plain variables carry Down.
+    enum direction : int { Up = 0, Down = 1 };
+
+    HwIntVar() = default;
+    /// A plain variable.
+    HwIntVar(const QString& name, const QString& expression, int value);
+
+    const QString& getName() const { return m_name; }
+    void setName(const QString& name) { m_name = name; }
+    /// The expression of a variable, or the "from" expression of a range.
+    const QString& getExpression() const { return m_expression; }
+    void setExpression(const QString& expression) { m_expression = expression; }
+    /// The "to" expression of a range; empty for a variable.
+    const QString& getSecondExpression() const { return m_secondExpression; }
+    void setSecondExpression(const QString& expression) { m_secondExpression = expression; }
+    /// The value of a variable, or the "from" value of a range.
+    int getValue() const { return m_value; }
+    void setValue(int value) { m_value = value; }
+    /// The "to" value of a range; 0 for a variable.
+    int getSecondValue() const { return m_secondValue; }
+    void setSecondValue(int value) { m_secondValue = value; }
+    int getDirection() const { return m_direction; }
+    void setDirection(int value) { m_direction = value; }
+    bool isRange() const { return m_isRange != 0; }
+    void setRange(bool isRange) { m_isRange = isRange ? 1 : 0; }
+    /// The enumeration the value belongs to (not owned), or null.
+    HwEnum* getEnum() const { return m_enum; }
+    void setEnum(HwEnum* e) { m_enum = e; }
+    /// A text the declaring tag attaches, kept as given.
+    const QString& getOrigin() const { return m_origin; }
+    void setOrigin(const QString& origin) { m_origin = origin; }
+
+private:
+    QString m_expression;
+    QString m_secondExpression;
+    int m_value = 0;
+    int m_secondValue = 0;
+    int m_direction = Down;
+    int m_isRange = 0;
+    HwEnum* m_enum = nullptr;
+    QString m_name;
+    QString m_origin;
+};
+
+/// An ordered list of variables. Appending copies the record; references to records already in the
+/// table stay valid.
+class VELLXML_EXPORT HwIntVarTable {
+public:
+    using const_iterator = std::deque<HwIntVar>::const_iterator;
+
+    HwIntVarTable() = default;
+    HwIntVarTable(const HwIntVarTable&) = default;
+    HwIntVarTable(HwIntVarTable&&) = default;
+    HwIntVarTable& operator=(const HwIntVarTable&) = default;
+    HwIntVarTable& operator=(HwIntVarTable&&) = default;
+    virtual ~HwIntVarTable();
+
+    void append(const HwIntVar& variable) { m_variables.push_back(variable); }
+    int count() const { return static_cast<int>(m_variables.size()); }
+    bool isEmpty() const { return m_variables.empty(); }
+    const HwIntVar& at(int index) const { return m_variables.at(static_cast<std::size_t>(index)); }
+    HwIntVar& at(int index) { return m_variables.at(static_cast<std::size_t>(index)); }
+    /// The first variable of that exact name, or null.
+    const HwIntVar* find(const QString& name) const;
+    const_iterator begin() const { return m_variables.begin(); }
+    const_iterator end() const { return m_variables.end(); }
+
+private:
+    std::deque<HwIntVar> m_variables;
+};
+
+/// A named enumeration; entries are addressed by position.
+class VELLXML_EXPORT HwEnum {
+public:
+    explicit HwEnum(const QString& name = QString())
+        : m_name(name)
+    {
+    }
+
+    const QString& getName() const { return m_name; }
+    void setName(const QString& name) { m_name = name; }
+    void addEntry(const QString& name) { m_entries.append(name); }
+    int getEntryCount() const { return static_cast<int>(m_entries.size()); }
+    const QStringList& getEntries() const { return m_entries; }
+    /// The entry's name; "0" for a negative index, and the index itself in decimal past the last entry.
+    QString getEntryName(int index) const;
+
+private:
+    QString m_name;
+    QStringList m_entries;
+};
+
+/// What a variable manager needs from the archive that owns it. The archive implements it so that the
+/// archive's expressions see the variables of the archives it includes, and enum lookups search those
+/// archives first. Without it a manager works on its own variables and enums only.
+class VELLXML_EXPORT HwVariableScope {
+public:
+    virtual ~HwVariableScope();
+
+    /// Every variable visible from the archive: its own and those of every archive it includes, directly
+    /// or not. When two share a name, the later one in the list is the one expressions see.
+    virtual std::vector<const HwIntVar*> getVisibleVariables() const = 0;
+    /// The variable managers of the archives that the archive includes directly, in include order.
+    virtual std::vector<const HwVariableManager*> getIncludedVariableManagers() const = 0;
+
+protected:
+    HwVariableScope() = default;
+    HwVariableScope(const HwVariableScope&) = default;
+    HwVariableScope& operator=(const HwVariableScope&) = default;
+};
+
+/// The variables, ranges and enums declared by one archive, and the evaluation of the archive's
+/// expressions against them.
+///
+/// Evaluation never throws: a failing expression gives the value -1, `failed` set and the message
+/// "Error in expression of : <name>".
+class VELLXML_EXPORT HwVariableManager : public HwIntVarTable {
+public:
+    explicit HwVariableManager(HwVariableScope* archive = nullptr);
+    ~HwVariableManager();
+    HwVariableManager(const HwVariableManager&) = delete;
+    HwVariableManager& operator=(const HwVariableManager&) = delete;
+
+    /// The owning archive (not owned), or null while it is not known.
+    HwVariableScope* getArchive() const { return m_archive; }
+    void setArchive(HwVariableScope* archive) { m_archive = archive; }
+
+    /// Appends to the own variables; names are not checked (see hasVariable).
+    void addVar(const HwIntVar& variable) { append(variable); }
+    /// Whether an own variable has exactly this name.
+    bool hasVariable(const QString& name) const { return find(name) != nullptr; }
+
+    /// Takes the enum; returns it for the variables that will refer to it.
+    HwEnum* addEnum(std::unique_ptr<HwEnum> e);
+    const std::vector<std::unique_ptr<HwEnum>>& getEnums() const { return m_enums; }
+    /// Searches the managers of the included archives first, in include order and each with its own
+    /// includes before its own enums, then the own enums in declaration order. Null when none matches.
+    HwEnum* getEnumByName(const QString& name) const;
+
+    /// Evaluates `expression` against the variables visible from the owning archive (the own ones when
+    /// no archive is set). `name` names the expression in the error text.
+    int evalExpression(
+        const QString& name, const QString& expression, QString& errorText, bool& failed) const;
+    /// As above; the error text names the expression itself.
+    int evalExpression(const QString& expression, QString& errorText, bool& failed) const;
+    /// Evaluates and, on success only, appends a variable; returns its value.
+    int evalExpressionAndAddVar(const QString& name, const QString& expression, const QString& origin,
+        HwEnum* e, QString& errorText, bool& failed);
+    /// Evaluates both bounds and, when both succeed, appends a range; returns the "from" value.
+    int evalExpressionAndAddRange(const QString& name, const QString& fromExpression,
+        const QString& toExpression, int direction, const QString& origin, QString& errorText, bool& failed);
+
+private:
+    HwEnum* findEnum(const QString& name, QSet<const HwVariableManager*>& visited) const;
+
+    std::vector<std::unique_ptr<HwEnum>> m_enums;
+    HwVariableScope* m_archive = nullptr;
+};
+
+/// An evaluation context whose identifiers are integer variables. It adds the function exp2(n), 2 to the
+/// power of the low 5 bits of n as an Int.
+class VELLXML_EXPORT CXMLVarCtx : public cexev::CExEvCtx {
+public:
+    /// Binds `name` to `value`, replacing an earlier binding of the same name.
+    void setVariable(const QString& name, int value);
+
+    int getValue(const char* name, variant::Variant& result) override;
+    int callFunction(
+        const char* name, int argc, const variant::Variant* argv, variant::Variant& result) override;
+
+private:
+    std::unordered_map<std::string, int> m_values;
+};
+
+/// Evaluates an archive expression: hexadecimal and binary literals are rewritten to decimal, identifiers
+/// take the values of `variables` (a later variable of a name hides an earlier one). On failure returns
+/// -1 with `failed` set and `errorText` "Error in expression of : <name>"; on success the value (a Real
+/// floored, a result without an integer value such as a String gives 0), `failed` false and `errorText`
+/// empty.
+VELLXML_EXPORT int evaluateExpressionWithVariables(const HwIntVarTable& variables, const QString& name,
+    const QString& expression, QString& errorText, bool& failed);
+VELLXML_EXPORT int evaluateExpressionWithVariables(const std::vector<const HwIntVar*>& variables,
+    const QString& name, const QString& expression, QString& errorText, bool& failed);
+
+/// Rewrites each hexadecimal literal (0x...) and then each binary literal (0b...) that does not follow a
+/// letter, digit or '_' into its unsigned decimal text, keeping the low 32 bits of its value.
+VELLXML_EXPORT QString hexadecimalPreparseExpression(const QString& expression);
+
+/// The binary digits after an optional 0b/0B prefix, most significant first, up to the first other
+/// character; only the low 32 bits (the last 32 digits) are kept.
+VELLXML_EXPORT unsigned int convertBinaryStringToUnsignedInt(const QString& text);
+
+/// White space simplified, then every character other than a letter, digit or '_' replaced by '_'.
+VELLXML_EXPORT QString regularizeVariableName(const QString& name);
+
+#endif
