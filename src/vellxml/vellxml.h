@@ -3,6 +3,16 @@
 
 // Umbrella header: every public header of the library.
 
+#include <vellxml/expr/evaluator.h>
+#include <vellxml/expr/names.h>
+#include <vellxml/expr/variables.h>
+#include <vellxml/expr/variant.h>
+#include <vellxml/host/probe.h>
+#include <vellxml/model/archive.h>
+#include <vellxml/model/bitfield.h>
+#include <vellxml/model/composites.h>
+#include <vellxml/model/element.h>
+#include <vellxml/model/valuable.h>
 #include <vellxml/vellxml_export.h>
 #include <vellxml/version.h>
 

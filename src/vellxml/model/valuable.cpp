@@ -1,0 +1,594 @@
+#include "format_p.h"
+
+#include <vellxml/model/bitfield.h>
+#include <vellxml/model/valuable.h>
+
+#include <cstring>
+
+using vellxml::model_p::hexUpper;
+using vellxml::model_p::printDumpLine;
+
+HwValuable::HwValuable(const QString& name, bool readable, bool writable)
+    : HwXMLElement(name, TYPE_VALUABLE)
+    , m_readable(readable)
+    , m_writable(writable)
+{
+}
+
+HwValuable::HwValuable(const HwValuable& other)
+    : HwXMLElement(other)
+    , m_readable(other.m_readable)
+    , m_writable(other.m_writable)
+    , m_extraText(other.m_extraText)
+    , m_lowPartName(other.m_lowPartName)
+    , m_highPartName(other.m_highPartName)
+    , m_displayType(other.m_displayType)
+    , m_enumHolder(other.m_enumHolder)
+{
+    for (const auto& bitField : other.m_bitFields)
+        addBitField(std::make_unique<HwBitField>(*bitField));
+    // A group refers to bitfields by pointer: point the copy's groups at the copied bitfields.
+    for (const auto& group : other.m_bitGroups) {
+        auto copy = std::make_unique<HwBitGroup>(group->getName(), this);
+        for (const HwBitField* member : group->getBitFields()) {
+            if (HwBitField* copiedMember = getBitFieldByName(member->getName()))
+                copy->addBitField(copiedMember);
+        }
+        addBitGroup(std::move(copy));
+    }
+}
+
+HwValuable::~HwValuable() = default;
+
+unsigned int HwValuable::getAlignConstraint() const
+{
+    return sizeOf();
+}
+
+bool HwValuable::isValuable() const
+{
+    return true;
+}
+
+void HwValuable::memSet(const unsigned char* image)
+{
+    switch (getBitSize()) {
+    case 8:
+        setValue(image[0]);
+        break;
+    case 16: {
+        std::uint16_t value;
+        std::memcpy(&value, image, sizeof value);
+        setValue(value);
+        break;
+    }
+    case 32: {
+        std::uint32_t value;
+        std::memcpy(&value, image, sizeof value);
+        setValue(value);
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+void HwValuable::getReadMask(unsigned char* mask) const
+{
+    const unsigned int bits = getBitSize();
+    if (bits == 8 || bits == 16 || bits == 32)
+        std::memset(mask, m_readable ? 0xFF : 0x00, bits / 8);
+}
+
+void HwValuable::memGet(unsigned char* image) const
+{
+    switch (getBitSize()) {
+    case 8:
+        image[0] = static_cast<unsigned char>(getValue());
+        break;
+    case 16: {
+        const auto value = static_cast<std::uint16_t>(getValue());
+        std::memcpy(image, &value, sizeof value);
+        break;
+    }
+    case 32: {
+        const std::uint32_t value = getValue();
+        std::memcpy(image, &value, sizeof value);
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+void HwValuable::dumpInfo(int level) const
+{
+    dumpIndent(level);
+    printDumpLine(getType(), getName());
+    for (const auto& bitField : m_bitFields)
+        bitField->dumpInfo(level + 1);
+}
+
+void HwValuable::buildPhysicalMap()
+{
+}
+
+unsigned int HwValuable::getSignedValue() const
+{
+    return getValue();
+}
+
+unsigned int HwValuable::getValueForWritingBitfieldFromCache(unsigned int cache) const
+{
+    for (const auto& bitField : m_bitFields) {
+        const int kind = bitField->getWriteKind();
+        if (kind == HwBitField::WRITE_SET || kind == HwBitField::WRITE_CLEAR)
+            cache &= ~bitField->getFullValueUnshifted();
+    }
+    return cache;
+}
+
+unsigned int HwValuable::getValueForWritingBitfield() const
+{
+    return getValueForWritingBitfieldFromCache(getValue());
+}
+
+bool HwValuable::isSigned() const
+{
+    return false;
+}
+
+HwBitField* HwValuable::addBitField(std::unique_ptr<HwBitField> bitField)
+{
+    bitField->reparent(this);
+    m_bitFields.push_back(std::move(bitField));
+    return m_bitFields.back().get();
+}
+
+HwBitGroup* HwValuable::addBitGroup(std::unique_ptr<HwBitGroup> bitGroup)
+{
+    m_bitGroups.push_back(std::move(bitGroup));
+    return m_bitGroups.back().get();
+}
+
+HwBitField* HwValuable::getBitFieldByName(const QString& name) const
+{
+    for (const auto& bitField : m_bitFields) {
+        if (bitField->getName() == name)
+            return bitField.get();
+    }
+    return nullptr;
+}
+
+HwBitGroup* HwValuable::getBitGroupByName(const QString& name) const
+{
+    for (const auto& group : m_bitGroups) {
+        if (group->getName() == name)
+            return group.get();
+    }
+    return nullptr;
+}
+
+QString HwValuable::getProtectString() const
+{
+    return QLatin1String(m_readable ? "r" : "-") + QLatin1String(m_writable ? "w" : "-");
+}
+
+QString HwValuable::getValueString(DisplayType format) const
+{
+    if (format == DISPLAY_DEFAULT)
+        format = m_displayType;
+    if (!m_readable)
+        return QStringLiteral("?");
+    switch (format) {
+    case DISPLAY_HEX: {
+        QString digits = hexUpper(getValue());
+        // A negative number shows the bit pattern of its own width, not the sign-extended 32 bits.
+        if (isSigned())
+            digits = digits.right(static_cast<int>(sizeOf() * 2));
+        return QLatin1String("0x") + digits;
+    }
+    case DISPLAY_BIN: {
+        QString bits = QStringLiteral("0b");
+        const unsigned int value = getValue();
+        for (int bit = static_cast<int>(getBitSize()) - 1; bit >= 0; --bit)
+            bits += QLatin1Char(bit < 32 && ((value >> bit) & 1u) ? '1' : '0');
+        return bits;
+    }
+    default:
+        if (isSigned())
+            return QString::number(static_cast<std::int32_t>(getSignedValue()));
+        return QString::number(getValue());
+    }
+}
+
+// Registers ---------------------------------------------------------------------------------------------
+
+HwRegister32::HwRegister32(const QString& name, bool readable, bool writable)
+    : HwValuable(name, readable, writable)
+{
+    setElementType(TYPE_REG32);
+}
+
+HwRegister32::HwRegister32(const HwRegister32& other)
+    : HwValuable(other)
+    , m_value(other.m_value)
+{
+}
+
+unsigned int HwRegister32::sizeOf() const
+{
+    return 4;
+}
+
+QString HwRegister32::getTypeString() const
+{
+    return getTypeName().isEmpty() ? QStringLiteral("Reg32") : getTypeName();
+}
+
+unsigned int HwRegister32::getValue() const
+{
+    return m_value;
+}
+
+void HwRegister32::setValue(unsigned int value)
+{
+    m_value = value;
+}
+
+HwRegister16::HwRegister16(const QString& name, bool readable, bool writable)
+    : HwValuable(name, readable, writable)
+{
+    setElementType(TYPE_REG16);
+}
+
+HwRegister16::HwRegister16(const HwRegister16& other)
+    : HwValuable(other)
+    , m_value(other.m_value)
+{
+}
+
+unsigned int HwRegister16::sizeOf() const
+{
+    return 2;
+}
+
+QString HwRegister16::getTypeString() const
+{
+    return getTypeName().isEmpty() ? QStringLiteral("Reg16") : getTypeName();
+}
+
+unsigned int HwRegister16::getValue() const
+{
+    return m_value;
+}
+
+void HwRegister16::setValue(unsigned int value)
+{
+    m_value = static_cast<std::uint16_t>(value);
+}
+
+HwRegister8::HwRegister8(const QString& name, bool readable, bool writable)
+    : HwValuable(name, readable, writable)
+{
+    setElementType(TYPE_REG8);
+}
+
+HwRegister8::HwRegister8(const HwRegister8& other)
+    : HwValuable(other)
+    , m_value(other.m_value)
+{
+}
+
+unsigned int HwRegister8::sizeOf() const
+{
+    return 1;
+}
+
+QString HwRegister8::getTypeString() const
+{
+    return getTypeName().isEmpty() ? QStringLiteral("Reg8") : getTypeName();
+}
+
+unsigned int HwRegister8::getValue() const
+{
+    return m_value;
+}
+
+void HwRegister8::setValue(unsigned int value)
+{
+    m_value = static_cast<std::uint8_t>(value);
+}
+
+HwInternalRegister8::HwInternalRegister8(const QString& name, bool readable, bool writable)
+    : HwRegister8(name, readable, writable)
+{
+    setElementType(TYPE_IREG8);
+}
+
+HwInternalRegister8::HwInternalRegister8(const HwInternalRegister8& other)
+    : HwRegister8(other)
+{
+}
+
+HwInternalRegister8::~HwInternalRegister8() = default;
+
+// Integers ----------------------------------------------------------------------------------------------
+// Built readable and writable, shown in decimal. The signed ones keep their bit pattern and sign-extend it
+// in getValue().
+
+HwInt32::HwInt32(const QString& name)
+    : HwValuable(name, true, true)
+{
+    setElementType(TYPE_INT32);
+    setDisplayType(DISPLAY_DEC);
+}
+
+HwInt32::HwInt32(const HwInt32& other)
+    : HwValuable(other)
+    , m_value(other.m_value)
+{
+}
+
+unsigned int HwInt32::sizeOf() const
+{
+    return 4;
+}
+
+unsigned int HwInt32::getAlignConstraint() const
+{
+    return 4;
+}
+
+QString HwInt32::getTypeString() const
+{
+    return getTypeName().isEmpty() ? QStringLiteral("int32") : getTypeName();
+}
+
+unsigned int HwInt32::getValue() const
+{
+    return m_value;
+}
+
+void HwInt32::setValue(unsigned int value)
+{
+    m_value = value;
+}
+
+bool HwInt32::isSigned() const
+{
+    return true;
+}
+
+HwInt16::HwInt16(const QString& name)
+    : HwValuable(name, true, true)
+{
+    setElementType(TYPE_INT16);
+    setDisplayType(DISPLAY_DEC);
+}
+
+HwInt16::HwInt16(const HwInt16& other)
+    : HwValuable(other)
+    , m_value(other.m_value)
+{
+}
+
+unsigned int HwInt16::sizeOf() const
+{
+    return 2;
+}
+
+unsigned int HwInt16::getAlignConstraint() const
+{
+    return 2;
+}
+
+QString HwInt16::getTypeString() const
+{
+    return getTypeName().isEmpty() ? QStringLiteral("int16") : getTypeName();
+}
+
+unsigned int HwInt16::getValue() const
+{
+    return (m_value & 0x8000u) ? (m_value | 0xFFFF0000u) : m_value;
+}
+
+void HwInt16::setValue(unsigned int value)
+{
+    m_value = static_cast<std::uint16_t>(value);
+}
+
+bool HwInt16::isSigned() const
+{
+    return true;
+}
+
+HwInt8::HwInt8(const QString& name)
+    : HwValuable(name, true, true)
+{
+    setElementType(TYPE_INT8);
+    setDisplayType(DISPLAY_DEC);
+}
+
+HwInt8::HwInt8(const HwInt8& other)
+    : HwValuable(other)
+    , m_value(other.m_value)
+{
+}
+
+unsigned int HwInt8::sizeOf() const
+{
+    return 1;
+}
+
+unsigned int HwInt8::getAlignConstraint() const
+{
+    return 1;
+}
+
+QString HwInt8::getTypeString() const
+{
+    return getTypeName().isEmpty() ? QStringLiteral("int8") : getTypeName();
+}
+
+unsigned int HwInt8::getValue() const
+{
+    return (m_value & 0x80u) ? (m_value | 0xFFFFFF00u) : m_value;
+}
+
+void HwInt8::setValue(unsigned int value)
+{
+    m_value = static_cast<std::uint8_t>(value);
+}
+
+bool HwInt8::isSigned() const
+{
+    return true;
+}
+
+HwUnsignedInt32::HwUnsignedInt32(const QString& name)
+    : HwValuable(name, true, true)
+{
+    setElementType(TYPE_UINT32);
+    setDisplayType(DISPLAY_DEC);
+}
+
+HwUnsignedInt32::HwUnsignedInt32(const HwUnsignedInt32& other)
+    : HwValuable(other)
+    , m_value(other.m_value)
+{
+}
+
+unsigned int HwUnsignedInt32::sizeOf() const
+{
+    return 4;
+}
+
+unsigned int HwUnsignedInt32::getAlignConstraint() const
+{
+    return 4;
+}
+
+QString HwUnsignedInt32::getTypeString() const
+{
+    return getTypeName().isEmpty() ? QStringLiteral("uint32") : getTypeName();
+}
+
+unsigned int HwUnsignedInt32::getValue() const
+{
+    return m_value;
+}
+
+void HwUnsignedInt32::setValue(unsigned int value)
+{
+    m_value = value;
+}
+
+HwUnsignedInt16::HwUnsignedInt16(const QString& name)
+    : HwValuable(name, true, true)
+{
+    setElementType(TYPE_UINT16);
+    setDisplayType(DISPLAY_DEC);
+}
+
+HwUnsignedInt16::HwUnsignedInt16(const HwUnsignedInt16& other)
+    : HwValuable(other)
+    , m_value(other.m_value)
+{
+}
+
+unsigned int HwUnsignedInt16::sizeOf() const
+{
+    return 2;
+}
+
+unsigned int HwUnsignedInt16::getAlignConstraint() const
+{
+    return 2;
+}
+
+QString HwUnsignedInt16::getTypeString() const
+{
+    return getTypeName().isEmpty() ? QStringLiteral("uint16") : getTypeName();
+}
+
+unsigned int HwUnsignedInt16::getValue() const
+{
+    return m_value;
+}
+
+void HwUnsignedInt16::setValue(unsigned int value)
+{
+    m_value = static_cast<std::uint16_t>(value);
+}
+
+HwUnsignedInt8::HwUnsignedInt8(const QString& name)
+    : HwValuable(name, true, true)
+{
+    setElementType(TYPE_UINT8);
+    setDisplayType(DISPLAY_DEC);
+}
+
+HwUnsignedInt8::HwUnsignedInt8(const HwUnsignedInt8& other)
+    : HwValuable(other)
+    , m_value(other.m_value)
+{
+}
+
+unsigned int HwUnsignedInt8::sizeOf() const
+{
+    return 1;
+}
+
+unsigned int HwUnsignedInt8::getAlignConstraint() const
+{
+    return 1;
+}
+
+QString HwUnsignedInt8::getTypeString() const
+{
+    return getTypeName().isEmpty() ? QStringLiteral("uint8") : getTypeName();
+}
+
+unsigned int HwUnsignedInt8::getValue() const
+{
+    return m_value;
+}
+
+void HwUnsignedInt8::setValue(unsigned int value)
+{
+    m_value = static_cast<std::uint8_t>(value);
+}
+
+HwBoolean::HwBoolean(const QString& name)
+    : HwUnsignedInt8(name)
+{
+    setElementType(TYPE_BOOL);
+}
+
+HwBoolean::HwBoolean(const HwBoolean& other)
+    : HwUnsignedInt8(other)
+{
+}
+
+QString HwBoolean::getTypeString() const
+{
+    return getTypeName().isEmpty() ? QStringLiteral("bool") : getTypeName();
+}
+
+HwVoid::HwVoid(const QString& name)
+    : HwUnsignedInt32(name)
+{
+    setElementType(TYPE_VOID);
+    setDisplayType(DISPLAY_HEX);
+}
+
+HwVoid::HwVoid(const HwVoid& other)
+    : HwUnsignedInt32(other)
+{
+}
+
+QString HwVoid::getTypeString() const
+{
+    return getTypeName().isEmpty() ? QStringLiteral("void") : getTypeName();
+}

@@ -1,0 +1,262 @@
+#ifndef VELLXML_MODEL_VALUABLE_H
+#define VELLXML_MODEL_VALUABLE_H
+
+#include <vellxml/model/element.h>
+#include <vellxml/vellxml_export.h>
+
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class HwBitField;
+class HwBitGroup;
+
+/// How a value is shown. DISPLAY_DEFAULT asks for the valuable's or bitfield's own format.
+enum DisplayType : int { DISPLAY_DEC = 0, DISPLAY_HEX = 1, DISPLAY_BIN = 2, DISPLAY_DEFAULT = 3 };
+
+/// An element holding one 8, 16 or 32-bit value: a register, an integer, a boolean or a pointer.
+///
+/// The value is a cache: the last value the client read or set. Reading and writing the target is
+/// HwXMLElement::read/write; storing the result is the client's job (setValue, setReadError). A valuable
+/// owns its bitfields and bit groups.
+class VELLXML_EXPORT HwValuable : public HwXMLElement {
+public:
+    HwValuable(const QString& name, bool readable, bool writable);
+    ~HwValuable() override;
+
+    /// The valuable's own size.
+    unsigned int getAlignConstraint() const override;
+    bool isValuable() const override;
+    void memSet(const unsigned char* image) override;
+    void getReadMask(unsigned char* mask) const override;
+    void memGet(unsigned char* image) const override;
+    void dumpInfo(int level) const override;
+
+    /// Assigns the bitfields their packed physical positions; the VHDL generator provides it.
+    virtual void buildPhysicalMap();
+    /// The value as a signed number's bit pattern (the signed classes already sign-extend getValue()).
+    virtual unsigned int getSignedValue() const;
+    /// The cached value, zero- or sign-extended to 32 bits.
+    virtual unsigned int getValue() const = 0;
+    /// Sets the cached value, truncated to the class width.
+    virtual void setValue(unsigned int value) = 0;
+    /// The cache with the bits of every write-one-to-set and write-one-to-clear bitfield cleared: the base
+    /// of a read-modify-write that must not trigger the fields it does not target.
+    virtual unsigned int getValueForWritingBitfieldFromCache(unsigned int cache) const;
+    virtual unsigned int getValueForWritingBitfield() const;
+    virtual bool isSigned() const;
+
+    /// Adopts the bitfield (re-parented here) and appends it.
+    HwBitField* addBitField(std::unique_ptr<HwBitField> bitField);
+    /// Adopts the bit group and appends it.
+    HwBitGroup* addBitGroup(std::unique_ptr<HwBitGroup> bitGroup);
+    /// The first bitfield of that exact name, or null.
+    HwBitField* getBitFieldByName(const QString& name) const;
+    /// The first bit group of that exact name, or null.
+    HwBitGroup* getBitGroupByName(const QString& name) const;
+    const std::vector<std::unique_ptr<HwBitField>>& getBitFields() const { return m_bitFields; }
+    const std::vector<std::unique_ptr<HwBitGroup>>& getBitGroups() const { return m_bitGroups; }
+
+    bool isReadable() const { return m_readable; }
+    bool isWritable() const { return m_writable; }
+    /// "r" or "-", then "w" or "-".
+    QString getProtectString() const;
+    /// The value in a display format; "?" when read-protected.
+    QString getValueString(DisplayType format) const;
+    DisplayType getDisplayType() const { return m_displayType; }
+    void setDisplayType(DisplayType displayType) { m_displayType = displayType; }
+
+    /// Names of the low and high halves, which the C generator overlays on the register.
+    QString getLowPartName() const { return m_lowPartName; }
+    void setLowPartName(const QString& name) { m_lowPartName = name; }
+    QString getHighPartName() const { return m_highPartName; }
+    void setHighPartName(const QString& name) { m_highPartName = name; }
+    /// Free text of the valuable's tag, kept for the C generator.
+    QString getExtraText() const { return m_extraText; }
+    void setExtraText(const QString& text) { m_extraText = text; }
+    /// True for a register that only carries an enum's values.
+    bool isEnumHolder() const { return m_enumHolder; }
+    void setEnumHolder(bool enumHolder) { m_enumHolder = enumHolder; }
+
+protected:
+    /// Copies the element fields, protection, display and flags, then the bitfields and the bit groups,
+    /// whose members are re-linked to the copied bitfields of the same names.
+    explicit HwValuable(const HwValuable& other);
+
+private:
+    bool m_readable;
+    bool m_writable;
+    std::vector<std::unique_ptr<HwBitField>> m_bitFields;
+    std::vector<std::unique_ptr<HwBitGroup>> m_bitGroups;
+    QString m_extraText;
+    QString m_lowPartName;
+    QString m_highPartName;
+    DisplayType m_displayType = DISPLAY_HEX;
+    bool m_enumHolder = false;
+};
+
+/// A 32-bit target register.
+class VELLXML_EXPORT HwRegister32 : public HwValuable {
+public:
+    explicit HwRegister32(const QString& name, bool readable = true, bool writable = true);
+    explicit HwRegister32(const HwRegister32& other);
+    unsigned int sizeOf() const override;
+    /// The type name when set, else "Reg32".
+    QString getTypeString() const override;
+    unsigned int getValue() const override;
+    void setValue(unsigned int value) override;
+
+private:
+    std::uint32_t m_value = 0;
+};
+
+/// A 16-bit target register.
+class VELLXML_EXPORT HwRegister16 : public HwValuable {
+public:
+    explicit HwRegister16(const QString& name, bool readable = true, bool writable = true);
+    explicit HwRegister16(const HwRegister16& other);
+    unsigned int sizeOf() const override;
+    /// The type name when set, else "Reg16".
+    QString getTypeString() const override;
+    unsigned int getValue() const override;
+    void setValue(unsigned int value) override;
+
+private:
+    std::uint16_t m_value = 0;
+};
+
+/// An 8-bit target register.
+class VELLXML_EXPORT HwRegister8 : public HwValuable {
+public:
+    explicit HwRegister8(const QString& name, bool readable = true, bool writable = true);
+    explicit HwRegister8(const HwRegister8& other);
+    unsigned int sizeOf() const override;
+    /// The type name when set, else "Reg8".
+    QString getTypeString() const override;
+    unsigned int getValue() const override;
+    void setValue(unsigned int value) override;
+
+private:
+    std::uint8_t m_value = 0;
+};
+
+/// An 8-bit register of the debug side, reached through the host's internal access.
+class VELLXML_EXPORT HwInternalRegister8 : public HwRegister8 {
+public:
+    explicit HwInternalRegister8(const QString& name, bool readable = true, bool writable = true);
+    explicit HwInternalRegister8(const HwInternalRegister8& other);
+    ~HwInternalRegister8() override;
+};
+
+/// A signed 32-bit integer of a memory structure; shown in decimal.
+class VELLXML_EXPORT HwInt32 : public HwValuable {
+public:
+    explicit HwInt32(const QString& name);
+    explicit HwInt32(const HwInt32& other);
+    unsigned int sizeOf() const override;
+    unsigned int getAlignConstraint() const override;
+    QString getTypeString() const override;
+    unsigned int getValue() const override;
+    void setValue(unsigned int value) override;
+    bool isSigned() const override;
+
+private:
+    std::uint32_t m_value = 0;
+};
+
+/// A signed 16-bit integer; getValue() sign-extends it.
+class VELLXML_EXPORT HwInt16 : public HwValuable {
+public:
+    explicit HwInt16(const QString& name);
+    explicit HwInt16(const HwInt16& other);
+    unsigned int sizeOf() const override;
+    unsigned int getAlignConstraint() const override;
+    QString getTypeString() const override;
+    unsigned int getValue() const override;
+    void setValue(unsigned int value) override;
+    bool isSigned() const override;
+
+private:
+    std::uint16_t m_value = 0; // the bit pattern
+};
+
+/// A signed 8-bit integer; getValue() sign-extends it.
+class VELLXML_EXPORT HwInt8 : public HwValuable {
+public:
+    explicit HwInt8(const QString& name);
+    explicit HwInt8(const HwInt8& other);
+    unsigned int sizeOf() const override;
+    unsigned int getAlignConstraint() const override;
+    QString getTypeString() const override;
+    unsigned int getValue() const override;
+    void setValue(unsigned int value) override;
+    bool isSigned() const override;
+
+private:
+    std::uint8_t m_value = 0; // the bit pattern
+};
+
+/// An unsigned 32-bit integer.
+class VELLXML_EXPORT HwUnsignedInt32 : public HwValuable {
+public:
+    explicit HwUnsignedInt32(const QString& name);
+    explicit HwUnsignedInt32(const HwUnsignedInt32& other);
+    unsigned int sizeOf() const override;
+    unsigned int getAlignConstraint() const override;
+    QString getTypeString() const override;
+    unsigned int getValue() const override;
+    void setValue(unsigned int value) override;
+
+private:
+    std::uint32_t m_value = 0;
+};
+
+/// An unsigned 16-bit integer.
+class VELLXML_EXPORT HwUnsignedInt16 : public HwValuable {
+public:
+    explicit HwUnsignedInt16(const QString& name);
+    explicit HwUnsignedInt16(const HwUnsignedInt16& other);
+    unsigned int sizeOf() const override;
+    unsigned int getAlignConstraint() const override;
+    QString getTypeString() const override;
+    unsigned int getValue() const override;
+    void setValue(unsigned int value) override;
+
+private:
+    std::uint16_t m_value = 0;
+};
+
+/// An unsigned 8-bit integer.
+class VELLXML_EXPORT HwUnsignedInt8 : public HwValuable {
+public:
+    explicit HwUnsignedInt8(const QString& name);
+    explicit HwUnsignedInt8(const HwUnsignedInt8& other);
+    unsigned int sizeOf() const override;
+    unsigned int getAlignConstraint() const override;
+    QString getTypeString() const override;
+    unsigned int getValue() const override;
+    void setValue(unsigned int value) override;
+
+private:
+    std::uint8_t m_value = 0;
+};
+
+/// A boolean: an unsigned 8-bit integer of its own kind.
+class VELLXML_EXPORT HwBoolean : public HwUnsignedInt8 {
+public:
+    explicit HwBoolean(const QString& name);
+    explicit HwBoolean(const HwBoolean& other);
+    QString getTypeString() const override;
+};
+
+/// A value of unknown meaning: 32 bits, shown in hexadecimal, never read or written on the target.
+class VELLXML_EXPORT HwVoid : public HwUnsignedInt32 {
+public:
+    explicit HwVoid(const QString& name);
+    explicit HwVoid(const HwVoid& other);
+    QString getTypeString() const override;
+};
+
+#endif
