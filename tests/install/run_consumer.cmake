@@ -28,6 +28,6 @@ run(${CMAKE_COMMAND} -S "${CONSUMER_SOURCE_DIR}" -B "${WORK_DIR}/build" -G "${GE
   "-DEXPECTED_QT_MAJOR=${QT_MAJOR}")
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/build")
 run("${WORK_DIR}/build/consumer")
-if(NOT last_output STREQUAL "2*(3+4) = 14\n")
+if(NOT last_output STREQUAL "2*(3+4) = 14\n$uart.cfg at 0x40010004 = 0x20, mode = 2\n")
   message(FATAL_ERROR "unexpected consumer output: '${last_output}'")
 endif()
