@@ -8,7 +8,11 @@
 #include <vellxml/expr/variables.h>
 #include <vellxml/expr/variant.h>
 #include <vellxml/host/probe.h>
-#include <vellxml/model/archive.h>
+#include <vellxml/loader/archive.h>
+#include <vellxml/loader/archive_loader.h>
+#include <vellxml/loader/document.h>
+#include <vellxml/loader/memory_map.h>
+#include <vellxml/loader/text_helpers.h>
 #include <vellxml/model/bitfield.h>
 #include <vellxml/model/composites.h>
 #include <vellxml/model/element.h>

@@ -1,7 +1,7 @@
 #include "host/host_support.h"
 
 #include <vellxml/host/simulator.h>
-#include <vellxml/model/archive.h>
+#include <vellxml/loader/archive.h>
 #include <vellxml/model/bitfield.h>
 #include <vellxml/model/composites.h>
 #include <vellxml/model/valuable.h>

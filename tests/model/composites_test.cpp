@@ -1,6 +1,6 @@
 #include "model/model_support.h"
 
-#include <vellxml/model/archive.h>
+#include <vellxml/loader/archive.h>
 #include <vellxml/model/bitfield.h>
 #include <vellxml/model/composites.h>
 #include <vellxml/model/valuable.h>

@@ -34,6 +34,7 @@ void printError(const std::string& message);
 bool isHelpOption(const std::string& arg);
 
 extern const Command evalCommand;
+extern const Command encryptCommand;
 
 } // namespace vellxml::cli
 

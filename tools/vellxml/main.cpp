@@ -8,7 +8,7 @@ namespace vellxml::cli {
 
 const std::vector<Command>& commands()
 {
-    static const std::vector<Command> all {evalCommand};
+    static const std::vector<Command> all {evalCommand, encryptCommand};
     return all;
 }
 

@@ -51,6 +51,9 @@ public:
     /// A text the declaring tag attaches, kept as given.
     const QString& getOrigin() const { return m_origin; }
     void setOrigin(const QString& origin) { m_origin = origin; }
+    /// Whether the generators write the variable (a `var` with export="no" is for expressions only).
+    bool isExported() const { return m_exported; }
+    void setExported(bool exported) { m_exported = exported; }
 
 private:
     QString m_expression;
@@ -62,6 +65,7 @@ private:
     HwEnum* m_enum = nullptr;
     QString m_name;
     QString m_origin;
+    bool m_exported = true;
 };
 
 /// An ordered list of variables. Appending copies the record; references to records already in the
@@ -78,6 +82,12 @@ public:
     virtual ~HwIntVarTable();
 
     void append(const HwIntVar& variable) { m_variables.push_back(variable); }
+    /// Drops the variables past the first `count` (a failed load takes back what it declared).
+    void truncate(int count)
+    {
+        if (count >= 0 && static_cast<std::size_t>(count) < m_variables.size())
+            m_variables.resize(static_cast<std::size_t>(count));
+    }
     int count() const { return static_cast<int>(m_variables.size()); }
     bool isEmpty() const { return m_variables.empty(); }
     const HwIntVar& at(int index) const { return m_variables.at(static_cast<std::size_t>(index)); }

@@ -1,6 +1,5 @@
 #include "format_p.h"
 
-#include <vellxml/model/archive.h>
 #include <vellxml/model/composites.h>
 
 #include <algorithm>
@@ -35,6 +34,8 @@ HwStruct::HwStruct(const QString& name, const QString& typeName)
 
 HwStruct::HwStruct(const HwStruct& other)
     : HwXMLElement(other)
+    , m_typedef(other.m_typedef)
+    , m_rubyConstants(other.m_rubyConstants)
     , m_currentSize(other.m_currentSize)
     , m_alignment(other.m_alignment)
 {
@@ -323,19 +324,8 @@ void HwPointer::setValue(unsigned int value)
     m_value = value;
 }
 
-HwXMLElement* HwPointer::allocatePointedElement()
-{
-    if (m_pointedElement)
-        return m_pointedElement.get();
-    HwRootArchive* root = getRootArchive();
-    if (!root)
-        return nullptr;
-    std::unique_ptr<HwXMLElement> element =
-        root->allocateElementFromTypeName(m_pointedTypeName, QStringLiteral("*(%1)").arg(getName()));
-    if (!element)
-        return nullptr;
-    return pointTo(std::move(element));
-}
+// HwPointer::allocatePointedElement() lives with the root archive (loader/archive.cpp), which knows the
+// registered types.
 
 void HwPointer::deletePointedElement()
 {

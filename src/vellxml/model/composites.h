@@ -40,9 +40,17 @@ public:
     unsigned int getCurrentSize() const { return m_currentSize; }
     /// True when a member, or a member of a nested structure or array, is an internal register.
     bool hasInternalRegisters() const;
+    /// A `typedef` type (a `module` is not one).
+    bool isTypedef() const { return m_typedef; }
+    void setTypedef(bool on) { m_typedef = on; }
+    /// The generators give the scripting layer the structure's constants.
+    bool hasRubyConstants() const { return m_rubyConstants; }
+    void setRubyConstants(bool on) { m_rubyConstants = on; }
 
 private:
     std::vector<std::unique_ptr<HwXMLElement>> m_members;
+    bool m_typedef = false;
+    bool m_rubyConstants = false;
     unsigned int m_currentSize = 0;
     unsigned int m_alignment = 0;
 };

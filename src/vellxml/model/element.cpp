@@ -1,6 +1,5 @@
 #include "format_p.h"
 
-#include <vellxml/model/archive.h>
 #include <vellxml/model/bitfield.h>
 #include <vellxml/model/composites.h>
 #include <vellxml/model/element.h>
@@ -279,17 +278,25 @@ HwXMLElement* HwXMLElement::getTopParent() const
 HwRootArchive* HwXMLElement::getRootArchive() const
 {
     HwXMLElement* top = getTopParent();
-    if (top && top->getType() == TYPE_ROOTARCHIVE)
-        return static_cast<HwRootArchive*>(top);
-    return nullptr;
+    return top ? top->asRootArchive() : nullptr;
 }
 
 HwXMLArchive* HwXMLElement::getTopArchive() const
 {
     for (HwXMLElement* ancestor = m_parent; ancestor; ancestor = ancestor->m_parent) {
-        if (ancestor->getType() == TYPE_ARCHIVE)
-            return static_cast<HwXMLArchive*>(ancestor);
+        if (HwXMLArchive* archive = ancestor->asXMLArchive())
+            return archive;
     }
+    return nullptr;
+}
+
+HwXMLArchive* HwXMLElement::asXMLArchive()
+{
+    return nullptr;
+}
+
+HwRootArchive* HwXMLElement::asRootArchive()
+{
     return nullptr;
 }
 

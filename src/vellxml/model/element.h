@@ -152,6 +152,10 @@ public:
     HwRootArchive* getRootArchive() const;
     /// The nearest enclosing archive, or null.
     HwXMLArchive* getTopArchive() const;
+    /// The element itself when it is an archive file (the loader's HwXMLArchive), else null.
+    virtual HwXMLArchive* asXMLArchive();
+    /// The element itself when it is the root archive (the loader's HwRootArchive), else null.
+    virtual HwRootArchive* asRootArchive();
     /// True without parent or directly under an archive.
     bool isRootElement() const;
     /// True when declared directly in the root archive.

@@ -1,0 +1,246 @@
+// Times one load of a chip description: wall and CPU time, peak memory, what was built. A timed command-line
+// run rather than a Google Benchmark, since one load of a large chip takes seconds and its peak memory is the
+// other half of the result.
+#include <vellxml/loader/archive.h>
+#include <vellxml/loader/memory_map.h>
+#include <vellxml/model/composites.h>
+#include <vellxml/model/valuable.h>
+
+#include <QString>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace {
+
+struct MessageCounts {
+    long errors = 0;
+    long warnings = 0;
+    long logs = 0;
+    bool verbose = false;
+};
+
+MessageCounts g_messages;
+// Start of the load, so that verbose log lines show where the time goes file by file.
+std::chrono::steady_clock::time_point g_loadStart;
+// Messages beyond these are counted, not printed.
+constexpr long kPrintedMessages = 20;
+
+void onError(const char* text)
+{
+    if (++g_messages.errors <= kPrintedMessages)
+        std::fprintf(stderr, "error: %s%s", text, text[0] && text[std::strlen(text) - 1] == '\n' ? "" : "\n");
+}
+
+void onWarning(const char* text)
+{
+    if (++g_messages.warnings <= kPrintedMessages)
+        std::fprintf(
+            stderr, "warning: %s%s", text, text[0] && text[std::strlen(text) - 1] == '\n' ? "" : "\n");
+}
+
+void onLog(const char* text)
+{
+    ++g_messages.logs;
+    if (g_messages.verbose) {
+        const double elapsed =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - g_loadStart).count();
+        std::fprintf(stderr, "log %8.3f s: %s%s", elapsed, text,
+            text[0] && text[std::strlen(text) - 1] == '\n' ? "" : "\n");
+    }
+}
+
+double cpuSeconds()
+{
+    rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
+        + static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+/// Peak resident set size so far, in kibibytes (Linux reports ru_maxrss in KiB).
+long peakKiB()
+{
+    rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+/// Current resident set size in kibibytes, or -1 where /proc is not available.
+long currentKiB()
+{
+    std::FILE* file = std::fopen("/proc/self/statm", "r");
+    if (!file)
+        return -1;
+    long pages = 0;
+    long resident = -1;
+    if (std::fscanf(file, "%ld %ld", &pages, &resident) != 2)
+        resident = -1;
+    std::fclose(file);
+    return resident < 0 ? -1 : resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+double mib(long kib)
+{
+    return static_cast<double>(kib) / 1024.0;
+}
+
+/// What a loaded tree holds, counted by walking it once.
+struct TreeCounts {
+    std::int64_t elements = 0;
+    std::int64_t structures = 0;
+    std::int64_t arrays = 0;
+    std::int64_t valuables = 0;
+    std::int64_t bitfields = 0;
+};
+
+void count(const HwXMLElement* element, TreeCounts& counts)
+{
+    ++counts.elements;
+    if (element->isArray()) {
+        ++counts.arrays;
+        for (const auto& item : static_cast<const HwArray*>(element)->getMemberList())
+            count(item.get(), counts);
+    } else if (element->isStruct()) {
+        ++counts.structures;
+        for (const auto& member : static_cast<const HwStruct*>(element)->getMemberList())
+            count(member.get(), counts);
+    } else if (element->isValuable()) {
+        // Pointed elements are built on demand and are not walked.
+        ++counts.valuables;
+        const auto* valuable = static_cast<const HwValuable*>(element);
+        counts.bitfields += static_cast<std::int64_t>(valuable->getBitFields().size());
+        counts.elements += static_cast<std::int64_t>(valuable->getBitFields().size());
+    }
+}
+
+/// Instances whose address ranges overlap the next instance's (by base address).
+int overlappingInstances(const HwRootArchive& root)
+{
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
+    for (const HwXMLElement* instance : root.getInstanciatedTemplates())
+        ranges.emplace_back(instance->getBaseAddress(), instance->sizeOf());
+    std::sort(ranges.begin(), ranges.end());
+    int overlaps = 0;
+    for (std::size_t i = 1; i < ranges.size(); ++i)
+        if (ranges[i - 1].first + ranges[i - 1].second > ranges[i].first)
+            ++overlaps;
+    return overlaps;
+}
+
+void usage()
+{
+    std::fprintf(stderr,
+        "usage: vellxml_load_bench ROOT_FILE [--soft] [--verbose] [--max-elements N]\n"
+        "Loads ROOT_FILE once and prints the load's wall and CPU time, peak memory and what it built.\n"
+        "--verbose prints the loader's log lines (one per file read) with the time since the load began.\n"
+        "Exits 1 when the load fails or reports an error, 2 on bad arguments.\n");
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QString path;
+    bool chip = true;
+    long long maxElements = -1;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--soft") == 0) {
+            chip = false;
+        } else if (std::strcmp(argv[i], "--verbose") == 0) {
+            g_messages.verbose = true;
+        } else if (std::strcmp(argv[i], "--max-elements") == 0 && i + 1 < argc) {
+            char* end = nullptr;
+            maxElements = std::strtoll(argv[++i], &end, 0);
+            if (!end || *end || maxElements <= 0) {
+                usage();
+                return 2;
+            }
+        } else if (argv[i][0] != '-' && path.isEmpty()) {
+            path = QString::fromLocal8Bit(argv[i]);
+        } else {
+            usage();
+            return 2;
+        }
+    }
+    if (path.isEmpty()) {
+        usage();
+        return 2;
+    }
+
+    auto memoryMap = std::make_unique<HwMemoryMap>();
+    HwMemoryMapLoader loader;
+    if (maxElements > 0)
+        loader.limits().maxElements = maxElements;
+
+    const long baselinePeak = peakKiB();
+    const long baselineCurrent = currentKiB();
+    const double cpuStart = cpuSeconds();
+    const auto wallStart = std::chrono::steady_clock::now();
+    g_loadStart = wallStart;
+    HwRootArchive* root =
+        loader.loadRootArchiveFromFile(memoryMap.get(), path, onLog, onError, onWarning, chip);
+    const auto wallEnd = std::chrono::steady_clock::now();
+    const double cpuEnd = cpuSeconds();
+    const long loadedPeak = peakKiB();
+    const long loadedCurrent = currentKiB();
+
+    const double wall = std::chrono::duration<double>(wallEnd - wallStart).count();
+    std::printf("file:                %s\n", path.toLocal8Bit().constData());
+    std::printf("result:              %s\n", root ? "loaded" : "failed");
+    std::printf("errors:              %ld\n", g_messages.errors);
+    std::printf("warnings:            %ld\n", g_messages.warnings);
+    std::printf("log lines:           %ld\n", g_messages.logs);
+    std::printf("load wall time:      %.3f s\n", wall);
+    std::printf("load cpu time:       %.3f s\n", cpuEnd - cpuStart);
+    std::printf("peak rss:            %.1f MiB (ru_maxrss)\n", mib(loadedPeak));
+    std::printf("peak rss increase:   %.1f MiB (over %.1f MiB before the load)\n",
+        mib(loadedPeak - baselinePeak), mib(baselinePeak));
+    if (baselineCurrent >= 0 && loadedCurrent >= 0)
+        std::printf("rss after load:      %.1f MiB (+%.1f MiB)\n", mib(loadedCurrent),
+            mib(loadedCurrent - baselineCurrent));
+
+    if (root) {
+        // Walking the tree is not part of the load's time.
+        TreeCounts types;
+        std::int64_t typeNames = 0;
+        for (const auto& archive : root->getArchives()) {
+            typeNames += archive->getTemplateManager().getTypeNames().size();
+            for (const auto& element : archive->getElements())
+                count(element.get(), types);
+        }
+        TreeCounts placed;
+        for (const auto& element : root->getElements())
+            count(element.get(), placed);
+        std::printf("archives:            %zu\n", root->getArchives().size());
+        std::printf("types:               %lld\n", static_cast<long long>(typeNames));
+        std::printf("instances:           %zu (%d overlapping)\n", root->getInstanciatedTemplates().size(),
+            overlappingInstances(*root));
+        std::printf(
+            "type elements:       %lld (%lld valuables, %lld bitfields, %lld structures, %lld arrays)\n",
+            static_cast<long long>(types.elements), static_cast<long long>(types.valuables),
+            static_cast<long long>(types.bitfields), static_cast<long long>(types.structures),
+            static_cast<long long>(types.arrays));
+        std::printf(
+            "instance elements:   %lld (%lld valuables, %lld bitfields, %lld structures, %lld arrays)\n",
+            static_cast<long long>(placed.elements), static_cast<long long>(placed.valuables),
+            static_cast<long long>(placed.bitfields), static_cast<long long>(placed.structures),
+            static_cast<long long>(placed.arrays));
+    }
+
+    const auto freeStart = std::chrono::steady_clock::now();
+    memoryMap.reset();
+    const auto freeEnd = std::chrono::steady_clock::now();
+    std::printf("unload wall time:    %.3f s\n", std::chrono::duration<double>(freeEnd - freeStart).count());
+
+    return root && g_messages.errors == 0 ? 0 : 1;
+}

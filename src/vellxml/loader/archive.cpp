@@ -1,0 +1,357 @@
+#include <vellxml/loader/archive.h>
+#include <vellxml/loader/memory_map.h>
+#include <vellxml/model/composites.h>
+#include <vellxml/model/format_p.h>
+#include <vellxml/model/valuable.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSet>
+
+using vellxml::model_p::printDumpLine;
+
+void HwTemplateManager::addTemplate(HwXMLElement* element, const QString& typeName)
+{
+    if (!m_templates.contains(typeName))
+        m_order.append(typeName);
+    m_templates.insert(typeName, element);
+}
+
+HwXMLArchive::HwXMLArchive(const QString& name)
+    : HwXMLElement(name, TYPE_ARCHIVE)
+    , m_variables(std::make_unique<HwVariableManager>(this))
+{
+}
+
+HwXMLArchive::~HwXMLArchive() = default;
+
+unsigned int HwXMLArchive::sizeOf() const
+{
+    return 0;
+}
+
+unsigned int HwXMLArchive::getAlignConstraint() const
+{
+    return 0;
+}
+
+QString HwXMLArchive::getRubyClassName() const
+{
+    return QString();
+}
+
+QString HwXMLArchive::getRubyPrefix() const
+{
+    return QString();
+}
+
+QString HwXMLArchive::getTypeString() const
+{
+    return QStringLiteral("archive");
+}
+
+void HwXMLArchive::memSet(const unsigned char*)
+{
+}
+
+void HwXMLArchive::getReadMask(unsigned char*) const
+{
+}
+
+void HwXMLArchive::memGet(unsigned char*) const
+{
+}
+
+void HwXMLArchive::dumpInfo(int level) const
+{
+    dumpIndent(level);
+    printDumpLine(getType(), getName());
+    for (const auto& element : m_elements)
+        element->dumpInfo(level + 1);
+}
+
+HwXMLElement* HwXMLArchive::addElement(std::unique_ptr<HwXMLElement> element)
+{
+    element->reparent(this);
+    m_elements.push_back(std::move(element));
+    return m_elements.back().get();
+}
+
+QString HwXMLArchive::getTotalPath() const
+{
+    return QDir::cleanPath(m_directory + QLatin1Char('/') + getName());
+}
+
+QString HwXMLArchive::getRelativePath(bool withName) const
+{
+    if (withName)
+        return getName();
+    const QString name = getName();
+    const int slash = name.lastIndexOf(QLatin1Char('/'));
+    return slash < 0 ? QString() : name.left(slash);
+}
+
+QString HwXMLArchive::getBaseName() const
+{
+    return QFileInfo(getName()).baseName();
+}
+
+namespace {
+
+QString relativeFile(const QString& directory, const QString& file)
+{
+    return directory.isEmpty() ? file : directory + QLatin1Char('/') + file;
+}
+
+} // namespace
+
+QString HwXMLArchive::getHFileRelativeName() const
+{
+    return relativeFile(getRelativePath(false), getBaseName() + QLatin1String(".h"));
+}
+
+QString HwXMLArchive::getASMFileRelativeName() const
+{
+    return relativeFile(getRelativePath(false), getBaseName() + QLatin1String("_asm.h"));
+}
+
+QString HwXMLArchive::getASMARMFileRelativeName() const
+{
+    return relativeFile(getRelativePath(false), getBaseName() + QLatin1String("_asm_arm.h"));
+}
+
+QString HwXMLArchive::getVHDLPkgName() const
+{
+    return m_vhdlPkg.isEmpty() ? getBaseName() + QLatin1String("_reg_pkg") : m_vhdlPkg;
+}
+
+QString HwXMLArchive::getVHDLFileRelativeName() const
+{
+    return relativeFile(getRelativePath(false), getVHDLPkgName() + QLatin1String(".vhd"));
+}
+
+HwXMLInclude* HwXMLArchive::addInclude(std::unique_ptr<HwXMLInclude> include)
+{
+    m_includes.push_back(std::move(include));
+    return m_includes.back().get();
+}
+
+HwMemoryMap* HwXMLArchive::getMemoryMap() const
+{
+    const HwRootArchive* root = getRootArchive();
+    return root ? root->getMemoryMap() : nullptr;
+}
+
+namespace {
+
+// Depth first over the include graph, each archive once (includes may form cycles).
+void collectIncluded(
+    const HwXMLArchive* archive, QSet<const HwXMLArchive*>& seen, std::vector<const HwIntVar*>& out)
+{
+    for (const HwXMLArchive* included : archive->getIncludedArchives()) {
+        if (seen.contains(included))
+            continue;
+        seen.insert(included);
+        collectIncluded(included, seen, out);
+        for (const HwIntVar& variable : included->getVariableManager())
+            out.push_back(&variable);
+    }
+}
+
+} // namespace
+
+std::vector<const HwIntVar*> HwXMLArchive::getAllIncludedVariables() const
+{
+    std::vector<const HwIntVar*> out;
+    for (const HwIntVar& variable : *m_variables)
+        out.push_back(&variable);
+    QSet<const HwXMLArchive*> seen {this};
+    collectIncluded(this, seen, out);
+    return out;
+}
+
+std::vector<const HwIntVar*> HwXMLArchive::getVisibleVariables() const
+{
+    std::vector<const HwIntVar*> out;
+    if (const HwMemoryMap* map = getMemoryMap()) {
+        for (const HwIntVar& variable : map->getGlobalVariables())
+            out.push_back(&variable);
+    }
+    QSet<const HwXMLArchive*> seen {this};
+    collectIncluded(this, seen, out);
+    for (const HwIntVar& variable : *m_variables)
+        out.push_back(&variable);
+    return out;
+}
+
+std::vector<const HwVariableManager*> HwXMLArchive::getIncludedVariableManagers() const
+{
+    std::vector<const HwVariableManager*> out;
+    for (const HwXMLArchive* included : m_includedArchives)
+        out.push_back(&included->getVariableManager());
+    return out;
+}
+
+HwRootArchive::HwRootArchive(const QString& name)
+    : HwRootArchive(nullptr, name)
+{
+}
+
+HwRootArchive::HwRootArchive(HwMemoryMap* memoryMap, const QString& name)
+    : HwXMLElement(name, TYPE_ROOTARCHIVE)
+    , m_memoryMap(memoryMap)
+{
+}
+
+// Instances are copies that no archive refers to, so they go first; archives hold the types.
+HwRootArchive::~HwRootArchive()
+{
+    m_instances.clear();
+    m_elements.clear();
+    m_archiveIndex.clear();
+    m_archives.clear();
+}
+
+unsigned int HwRootArchive::sizeOf() const
+{
+    return 0;
+}
+
+unsigned int HwRootArchive::getAlignConstraint() const
+{
+    return 0;
+}
+
+QString HwRootArchive::getRubyClassName() const
+{
+    return QString();
+}
+
+QString HwRootArchive::getRubyPrefix() const
+{
+    return QString();
+}
+
+QString HwRootArchive::getTypeString() const
+{
+    return QStringLiteral("rootarchive");
+}
+
+void HwRootArchive::memSet(const unsigned char*)
+{
+}
+
+void HwRootArchive::getReadMask(unsigned char*) const
+{
+}
+
+void HwRootArchive::memGet(unsigned char*) const
+{
+}
+
+void HwRootArchive::dumpInfo(int level) const
+{
+    dumpIndent(level);
+    printDumpLine(getType(), getName());
+    for (const auto& element : m_elements)
+        element->dumpInfo(level + 1);
+}
+
+HwXMLElement* HwRootArchive::addElement(std::unique_ptr<HwXMLElement> element)
+{
+    element->reparent(this);
+    m_elements.push_back(std::move(element));
+    return m_elements.back().get();
+}
+
+std::vector<HwXMLElement*> HwRootArchive::getInstanciatedTemplates() const
+{
+    return m_instances;
+}
+
+HwXMLArchive* HwRootArchive::addXMLArchive(std::unique_ptr<HwXMLArchive> archive)
+{
+    archive->reparent(this);
+    const QString key = archive->getDirectory() + QChar(0) + archive->getRelativePath(true);
+    if (!m_archiveIndex.contains(key))
+        m_archiveIndex.insert(key, archive.get());
+    m_archives.push_back(std::move(archive));
+    return m_archives.back().get();
+}
+
+HwXMLArchive* HwRootArchive::hasArchive(const QString& directory, const QString& name) const
+{
+    return m_archiveIndex.value(directory + QChar(0) + name, nullptr);
+}
+
+HwXMLElement* HwRootArchive::getTemplate(const QString& typeName) const
+{
+    for (const auto& archive : m_archives) {
+        if (HwXMLElement* element = archive->contains(typeName))
+            return element;
+    }
+    return nullptr;
+}
+
+HwXMLElement* HwRootArchive::instanciateTemplate(
+    const QString& typeName, const QString& name, std::uint32_t address)
+{
+    const HwXMLElement* type = getTemplate(typeName);
+    if (!type)
+        return nullptr;
+    std::unique_ptr<HwXMLElement> instance = HwXMLElement::anonymousCopy(type);
+    if (!instance)
+        return nullptr;
+    instance->setName(name);
+    instance->remap(address);
+    HwXMLElement* placed = addElement(std::move(instance));
+    m_instances.push_back(placed);
+    return placed;
+}
+
+std::unique_ptr<HwXMLElement> HwRootArchive::allocateElementFromTypeName(
+    const QString& typeName, const QString& name)
+{
+    if (typeName == QLatin1String("void"))
+        return std::make_unique<HwVoid>(name);
+    if (typeName == QLatin1String("int8"))
+        return std::make_unique<HwInt8>(name);
+    if (typeName == QLatin1String("uint8"))
+        return std::make_unique<HwUnsignedInt8>(name);
+    if (typeName == QLatin1String("int16"))
+        return std::make_unique<HwInt16>(name);
+    if (typeName == QLatin1String("uint16"))
+        return std::make_unique<HwUnsignedInt16>(name);
+    if (typeName == QLatin1String("int32"))
+        return std::make_unique<HwInt32>(name);
+    if (typeName == QLatin1String("uint32"))
+        return std::make_unique<HwUnsignedInt32>(name);
+    if (typeName == QLatin1String("bool"))
+        return std::make_unique<HwBoolean>(name);
+    if (typeName == QLatin1String("memory"))
+        return std::make_unique<HwMemory>(name, 0);
+    const HwXMLElement* type = getTemplate(typeName);
+    if (!type)
+        return nullptr;
+    std::unique_ptr<HwXMLElement> element = HwXMLElement::anonymousCopy(type);
+    if (element) {
+        element->setName(name);
+        element->remap(0);
+    }
+    return element;
+}
+
+// Defined here rather than with the pointer class: only the root archive knows the registered types.
+HwXMLElement* HwPointer::allocatePointedElement()
+{
+    if (m_pointedElement)
+        return m_pointedElement.get();
+    HwRootArchive* root = getRootArchive();
+    if (!root)
+        return nullptr;
+    std::unique_ptr<HwXMLElement> element =
+        root->allocateElementFromTypeName(m_pointedTypeName, QStringLiteral("*(%1)").arg(getName()));
+    if (!element)
+        return nullptr;
+    return pointTo(std::move(element));
+}

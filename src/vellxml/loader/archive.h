@@ -1,0 +1,200 @@
+#ifndef VELLXML_LOADER_ARCHIVE_H
+#define VELLXML_LOADER_ARCHIVE_H
+
+#include <vellxml/expr/variables.h>
+#include <vellxml/model/element.h>
+#include <vellxml/vellxml_export.h>
+
+#include <QHash>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+#include <vector>
+
+class HwMemoryMap;
+
+/// The types (modules, typedefs, externals) that one archive defines, by type name. The archive owns the
+/// elements; the registry only finds them.
+class VELLXML_EXPORT HwTemplateManager {
+public:
+    /// Registers `element` under `typeName`; an earlier registration of the name is replaced.
+    void addTemplate(HwXMLElement* element, const QString& typeName);
+    bool contains(const QString& typeName) const { return m_templates.contains(typeName); }
+    /// The element registered under the name, or null.
+    HwXMLElement* getTemplate(const QString& typeName) const { return m_templates.value(typeName, nullptr); }
+    /// Type names in registration order.
+    const QStringList& getTypeNames() const { return m_order; }
+
+private:
+    QHash<QString, HwXMLElement*> m_templates;
+    QStringList m_order;
+};
+
+/// One `include` tag: the header of its unconditional file, its comment, and one entry per `case` read.
+class VELLXML_EXPORT HwXMLInclude {
+public:
+    struct ConditionalEntry {
+        QString condition;
+        QString headerName;
+    };
+
+    const QString& getHeaderName() const { return m_headerName; }
+    void setHeaderName(const QString& name) { m_headerName = name; }
+    const QString& getComment() const { return m_comment; }
+    void setComment(const QString& comment) { m_comment = comment; }
+    const std::vector<ConditionalEntry>& getConditionalEntries() const { return m_entries; }
+    void addConditionalEntry(const QString& condition, const QString& headerName)
+    {
+        m_entries.push_back({condition, headerName});
+    }
+
+private:
+    QString m_headerName;
+    QString m_comment;
+    std::vector<ConditionalEntry> m_entries;
+};
+
+/// One archive file of a chip description: its place (directory and relative name), generation options,
+/// includes, variables, types and the elements its top-level tags declare.
+///
+/// Archives are elements so that they can parent what they declare: they have no size, no alignment and no
+/// memory image. The root archive owns every archive; the included-archive list does not own.
+class VELLXML_EXPORT HwXMLArchive : public HwXMLElement, public HwVariableScope {
+public:
+    explicit HwXMLArchive(const QString& name);
+    ~HwXMLArchive() override;
+
+    unsigned int sizeOf() const override;
+    unsigned int getAlignConstraint() const override;
+    QString getRubyClassName() const override;
+    QString getRubyPrefix() const override;
+    QString getTypeString() const override;
+    void memSet(const unsigned char* image) override;
+    void getReadMask(unsigned char* mask) const override;
+    void memGet(unsigned char* image) const override;
+    void dumpInfo(int level) const override;
+    HwXMLArchive* asXMLArchive() override { return this; }
+
+    /// Adopts the element (re-parented here) and appends it. Returns it.
+    HwXMLElement* addElement(std::unique_ptr<HwXMLElement> element);
+    const std::vector<std::unique_ptr<HwXMLElement>>& getElements() const { return m_elements; }
+
+    // Place and generation options.
+    const QString& getDirectory() const { return m_directory; }
+    void setDirectory(const QString& directory) { m_directory = directory; }
+    bool getGenerateAsm() const { return m_generateAsm; }
+    void setGenerateAsm(bool on) { m_generateAsm = on; }
+    bool getGenerateHeader() const { return m_generateHeader; }
+    void setGenerateHeader(bool on) { m_generateHeader = on; }
+    const QString& getVHDLPkgAttribute() const { return m_vhdlPkg; }
+    void setVHDLPkgAttribute(const QString& name) { m_vhdlPkg = name; }
+    const QString& getCJoker() const { return m_cjoker; }
+    void setCJoker(const QString& text) { m_cjoker = text; }
+
+    /// The directory, "/", the name, cleaned: the file named in every message about the archive.
+    QString getTotalPath() const;
+    /// The name itself when `withName`, else its directory part ("" when it has none).
+    QString getRelativePath(bool withName) const;
+    /// The name's file name up to its first dot.
+    QString getBaseName() const;
+    QString getHFileRelativeName() const;
+    QString getASMFileRelativeName() const;
+    QString getASMARMFileRelativeName() const;
+    /// The `vhdlpkg` attribute, or the base name and "_reg_pkg".
+    QString getVHDLPkgName() const;
+    QString getVHDLFileRelativeName() const;
+
+    // Includes.
+    const std::vector<HwXMLArchive*>& getIncludedArchives() const { return m_includedArchives; }
+    void addIncludedArchive(HwXMLArchive* archive) { m_includedArchives.push_back(archive); }
+    const QStringList& getIncludedHeaders() const { return m_includedHeaders; }
+    void addIncludedHeader(const QString& header) { m_includedHeaders.append(header); }
+    const std::vector<std::unique_ptr<HwXMLInclude>>& getIncludes() const { return m_includes; }
+    HwXMLInclude* addInclude(std::unique_ptr<HwXMLInclude> include);
+
+    // Variables and types.
+    HwVariableManager& getVariableManager() { return *m_variables; }
+    const HwVariableManager& getVariableManager() const { return *m_variables; }
+    HwTemplateManager& getTemplateManager() { return m_templates; }
+    const HwTemplateManager& getTemplateManager() const { return m_templates; }
+    /// The type this archive defines under the name, or null.
+    HwXMLElement* contains(const QString& typeName) const { return m_templates.getTemplate(typeName); }
+    /// The memory map of the root archive above this one, or null.
+    HwMemoryMap* getMemoryMap() const;
+
+    /// Own variables, then those of the included archives (each once, depth first): the variables the
+    /// generators write with this archive.
+    std::vector<const HwIntVar*> getAllIncludedVariables() const;
+
+    // HwVariableScope: the memory map's global variables, then those of the included archives, then the own
+    // ones, so that a nearer declaration hides a farther one.
+    std::vector<const HwIntVar*> getVisibleVariables() const override;
+    std::vector<const HwVariableManager*> getIncludedVariableManagers() const override;
+
+private:
+    std::vector<std::unique_ptr<HwXMLElement>> m_elements;
+    QString m_directory;
+    bool m_generateAsm = true;
+    bool m_generateHeader = true;
+    QString m_vhdlPkg;
+    QString m_cjoker;
+    std::vector<HwXMLArchive*> m_includedArchives;
+    QStringList m_includedHeaders;
+    std::vector<std::unique_ptr<HwXMLInclude>> m_includes;
+    std::unique_ptr<HwVariableManager> m_variables;
+    HwTemplateManager m_templates;
+};
+
+/// The top of a loaded chip: owns every archive of the tree and the instances placed at absolute addresses,
+/// and finds types across the archives.
+class VELLXML_EXPORT HwRootArchive : public HwXMLElement {
+public:
+    explicit HwRootArchive(const QString& name);
+    HwRootArchive(HwMemoryMap* memoryMap, const QString& name);
+    ~HwRootArchive() override;
+
+    unsigned int sizeOf() const override;
+    unsigned int getAlignConstraint() const override;
+    QString getRubyClassName() const override;
+    QString getRubyPrefix() const override;
+    QString getTypeString() const override;
+    void memSet(const unsigned char* image) override;
+    void getReadMask(unsigned char* mask) const override;
+    void memGet(unsigned char* image) const override;
+    void dumpInfo(int level) const override;
+    HwRootArchive* asRootArchive() override { return this; }
+
+    HwMemoryMap* getMemoryMap() const { return m_memoryMap; }
+
+    /// Adopts the element (re-parented here) and appends it. Returns it.
+    HwXMLElement* addElement(std::unique_ptr<HwXMLElement> element);
+    const std::vector<std::unique_ptr<HwXMLElement>>& getElements() const { return m_elements; }
+    /// The instances made by instanciateTemplate, in creation order.
+    std::vector<HwXMLElement*> getInstanciatedTemplates() const;
+
+    /// Takes the archive (parented here) and appends it to the load order. Returns it.
+    HwXMLArchive* addXMLArchive(std::unique_ptr<HwXMLArchive> archive);
+    const std::vector<std::unique_ptr<HwXMLArchive>>& getArchives() const { return m_archives; }
+    /// The first archive of that directory and name (getRelativePath(true)), or null.
+    HwXMLArchive* hasArchive(const QString& directory, const QString& name) const;
+    /// The element defining the type, from the first archive (in load order) that has it; null if none.
+    HwXMLElement* getTemplate(const QString& typeName) const;
+    /// A copy of the type's element named `name`, at `address`, appended to the instances; null for an
+    /// unknown type.
+    HwXMLElement* instanciateTemplate(const QString& typeName, const QString& name, std::uint32_t address);
+
+    /// A new, unattached element: a basic type ("void", "int8" ... "uint32", "bool", "memory") or a copy of
+    /// a registered type, with the given name; null for an unknown type name.
+    std::unique_ptr<HwXMLElement> allocateElementFromTypeName(const QString& typeName, const QString& name);
+
+private:
+    HwMemoryMap* m_memoryMap = nullptr;
+    std::vector<std::unique_ptr<HwXMLArchive>> m_archives;
+    // The first archive of each directory and name, for hasArchive().
+    QHash<QString, HwXMLArchive*> m_archiveIndex;
+    std::vector<std::unique_ptr<HwXMLElement>> m_elements;
+    std::vector<HwXMLElement*> m_instances;
+};
+
+#endif

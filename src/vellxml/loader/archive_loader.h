@@ -1,0 +1,117 @@
+#ifndef VELLXML_LOADER_ARCHIVE_LOADER_H
+#define VELLXML_LOADER_ARCHIVE_LOADER_H
+
+#include <vellxml/loader/document.h>
+#include <vellxml/vellxml_export.h>
+
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+
+class HwArray;
+class HwBitField;
+class HwBitFieldOptions;
+class HwBitGroup;
+class HwEnum;
+class HwRootArchive;
+class HwStruct;
+class HwValuable;
+class HwXMLArchive;
+class HwXMLElement;
+class HwXMLInclude;
+class HwXmlElementView;
+
+/// The result of loading one archive file.
+enum XMDOpenError : int {
+    XMD_OK = 0,
+    XMD_NOT_OPENED = 1, ///< the file could not be opened
+    XMD_ALREADY_LOADED = 2, ///< the existing archive is returned
+    XMD_INVALID = 3 ///< the file was read but is no valid archive
+};
+
+/// Reads archive files and turns their tags into the model. One loader serves one load: it carries the
+/// callbacks, the limits and the counts those limits bound.
+///
+/// Every handler reports a failure once, where it finds it, as "file:line:column:text" with the total path
+/// of the archive being read, and returns false or null; the caller then fails without further messages.
+class VELLXML_EXPORT HwArchiveLoader {
+public:
+    HwArchiveLoader(HwMessageCallback log, HwMessageCallback error, HwMessageCallback warning,
+        const HwLoadLimits& limits = HwLoadLimits());
+    ~HwArchiveLoader();
+    HwArchiveLoader(const HwArchiveLoader&) = delete;
+    HwArchiveLoader& operator=(const HwArchiveLoader&) = delete;
+
+    /// Reads one file (once per tree: a file already loaded gives its archive and XMD_ALREADY_LOADED).
+    HwXMLArchive* loadArchiveFromFile(const QString& path, const QString& name, const QString& directory,
+        HwRootArchive* root, HwMessageCallback log, HwMessageCallback error, HwMessageCallback warning,
+        bool reportOpenProblems, XMDOpenError& result);
+
+    HwXMLArchive* manageArchiveTag(
+        const HwXmlElementView& element, const QString& name, const QString& directory, HwRootArchive* root);
+    /// 0 done, 1 skipped (file missing), 3 failed.
+    int manageIncludeTag(const HwXmlElementView& element, HwXMLArchive* archive);
+    int manageIncludeEntry(HwXMLArchive* archive, HwXMLInclude* include, const QString& file,
+        const QString& condition, bool load, bool optional);
+    bool manageModuleOrTypedefTag(const HwXmlElementView& element, HwXMLArchive* archive);
+    bool manageModuleOrTypedefTag(
+        const HwXmlElementView& element, HwStruct* structure, HwXMLArchive* archive);
+
+    // Register-level tags.
+    std::unique_ptr<HwXMLElement> manageValuableTag(const HwXmlElementView& element, HwXMLArchive* archive,
+        const QString& typeName, const QString& tagName);
+    bool manageBitsTag(const HwXmlElementView& element, HwValuable* valuable, HwXMLArchive* archive,
+        HwBitGroup* group = nullptr);
+    bool manageBitgroupTag(const HwXmlElementView& element, HwValuable* valuable, HwXMLArchive* archive);
+    bool manageBitgroupEntryTag(
+        const HwXmlElementView& element, HwBitGroup* group, HwValuable* valuable, HwXMLArchive* archive);
+    bool manageOptionsTag(const HwXmlElementView& element, HwBitField* bitField, HwXMLArchive* archive);
+    bool manageOptionsOptionTag(const HwXmlElementView& element, HwBitField* bitField, HwXMLArchive* archive);
+    std::unique_ptr<HwXMLElement> manageHoleTag(
+        const HwXmlElementView& element, HwXMLArchive* archive, const QString& typeName);
+    bool manageSpacerTag(const HwXmlElementView& element, HwXMLArchive* archive);
+
+    // Types, instances and declarations.
+    std::unique_ptr<HwXMLElement> manageStructTag(
+        const HwXmlElementView& element, HwXMLArchive* archive, const QString& typeName);
+    std::unique_ptr<HwXMLElement> manageInstanceTag(
+        const HwXmlElementView& element, HwXMLArchive* archive, const QString& typeName);
+    HwXMLElement* manageInstanceTag(const HwXmlElementView& element, HwXMLArchive* archive);
+    std::unique_ptr<HwXMLElement> managePtrTag(
+        const HwXmlElementView& element, HwXMLArchive* archive, const QString& typeName);
+    std::unique_ptr<HwXMLElement> manageMemoryTag(
+        const HwXmlElementView& element, HwXMLArchive* archive, const QString& typeName);
+    bool manageAliasTag(const HwXmlElementView& element, HwXMLArchive* archive);
+    HwXMLElement* manageExternalTag(const HwXmlElementView& element, HwXMLArchive* archive);
+    bool manageVarTag(const HwXmlElementView& element, HwXMLArchive* archive);
+    bool manageRangeTag(const HwXmlElementView& element, HwXMLArchive* archive);
+    bool manageEnumTag(const HwXmlElementView& element, HwXMLArchive* archive);
+    bool manageEnumEntryTag(const HwXmlElementView& element, HwEnum* e, HwXMLArchive* archive);
+    bool manageEnumBoundTag(const HwXmlElementView& element, HwEnum* e, HwXMLArchive* archive);
+
+    void ErrorMessage(const QString& file, int line, int column, const QString& text) const;
+    void WarningMessage(const QString& file, int line, int column, const QString& text) const;
+    void LogMessage(const QString& file, int line, int column, const QString& text) const;
+
+private:
+    void reportError(const HwXMLArchive* archive, const HwXmlElementView& element, const QString& text) const;
+    /// Counts `count` new elements against the limit; reports and returns false when it is passed.
+    bool charge(const HwXMLArchive* archive, const HwXmlElementView& element, std::int64_t count);
+    /// Wraps `element` into an array of `count` items when the budget allows.
+    std::unique_ptr<HwXMLElement> makeArray(const HwXMLArchive* archive, const HwXmlElementView& element,
+        std::unique_ptr<HwXMLElement> item, int count, const QString& countText);
+    std::unique_ptr<HwXMLElement> manageStructMember(
+        const HwXmlElementView& child, HwXMLArchive* archive, const QString& typeName, bool& handled);
+
+    HwMessageCallback m_log;
+    HwMessageCallback m_error;
+    HwMessageCallback m_warning;
+    HwLoadLimits m_limits;
+    int m_includeDepth = 0;
+    // The include (or case) whose entry is being read, for the position of the depth message.
+    const HwXmlElementView* m_includeElement = nullptr;
+    std::int64_t m_elementCount = 0;
+};
+
+#endif

@@ -1,0 +1,95 @@
+#include <vellxml/loader/archive.h>
+#include <vellxml/loader/archive_loader.h>
+#include <vellxml/loader/memory_map.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+HwMemoryMap* HwMemoryMap::m_activeMemoryMap = nullptr;
+bool HwMemoryMap::m_bitfieldGen = false;
+bool HwMemoryMap::m_bitfieldGenIgnoreReserved = false;
+bool HwMemoryMap::m_forceMaskShift = false;
+
+HwMemoryMap::HwMemoryMap()
+    : m_globals(std::make_unique<HwVariableManager>())
+{
+}
+
+HwMemoryMap::~HwMemoryMap()
+{
+    if (m_activeMemoryMap == this)
+        m_activeMemoryMap = nullptr;
+}
+
+void HwMemoryMap::setChipRootArchive(std::unique_ptr<HwRootArchive> root)
+{
+    m_chipRoot = std::move(root);
+}
+
+void HwMemoryMap::setSoftRootArchive(std::unique_ptr<HwRootArchive> root)
+{
+    m_softRoot = std::move(root);
+}
+
+namespace {
+
+void emitText(HwMessageCallback callback, const QString& text)
+{
+    if (callback)
+        callback(text.toUtf8().constData());
+}
+
+} // namespace
+
+void HwMemoryMapLoader::ErrorMessage(const QString& text) const
+{
+    emitText(m_error, text);
+}
+
+void HwMemoryMapLoader::WarningMessage(const QString& text) const
+{
+    emitText(m_warning, text);
+}
+
+void HwMemoryMapLoader::LogMessage(const QString& text) const
+{
+    emitText(m_log, text);
+}
+
+HwRootArchive* HwMemoryMapLoader::loadRootArchiveFromFile(HwMemoryMap* memoryMap, const QString& path,
+    HwMessageCallback log, HwMessageCallback error, HwMessageCallback warning, bool chip)
+{
+    m_log = log;
+    m_error = error;
+    m_warning = warning;
+    if (path.isEmpty()) {
+        LogMessage(chip ? QStringLiteral("No XML Chip to Load.") : QStringLiteral("No XML Soft to Load."));
+        return nullptr;
+    }
+    const QFileInfo info(path);
+    const QString baseName = info.baseName();
+    m_directory = info.absolutePath();
+    auto root = std::make_unique<HwRootArchive>(memoryMap, baseName);
+    // Global variables declared by a failing load are taken back with the rest.
+    const int globalCount = memoryMap ? memoryMap->getGlobalVariables().count() : 0;
+    HwArchiveLoader loader(log, error, warning, m_limits);
+    XMDOpenError result = XMD_OK;
+    HwXMLArchive* archive = loader.loadArchiveFromFile(
+        path, info.fileName(), m_directory, root.get(), log, error, warning, true, result);
+    if (!archive) {
+        if (memoryMap)
+            memoryMap->getGlobalVariables().truncate(globalCount);
+        return nullptr;
+    }
+    LogMessage((chip ? QStringLiteral("Chip %1 loaded.") : QStringLiteral("Soft %1 loaded.")).arg(baseName));
+    HwRootArchive* loaded = root.get();
+    if (memoryMap) {
+        if (chip)
+            memoryMap->setChipRootArchive(std::move(root));
+        else
+            memoryMap->setSoftRootArchive(std::move(root));
+        return loaded;
+    }
+    // Without a memory map the caller owns the root.
+    return root.release();
+}

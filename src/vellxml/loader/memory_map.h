@@ -1,0 +1,82 @@
+#ifndef VELLXML_LOADER_MEMORY_MAP_H
+#define VELLXML_LOADER_MEMORY_MAP_H
+
+#include <vellxml/expr/variables.h>
+#include <vellxml/loader/document.h>
+#include <vellxml/vellxml_export.h>
+
+#include <QString>
+
+#include <memory>
+
+class HwRootArchive;
+
+/// A loaded chip as the rest of the system sees it: the chip description's root archive, the soft
+/// description's, the global variables every archive's expressions see, and the generators' options.
+class VELLXML_EXPORT HwMemoryMap {
+public:
+    HwMemoryMap();
+    ~HwMemoryMap();
+    HwMemoryMap(const HwMemoryMap&) = delete;
+    HwMemoryMap& operator=(const HwMemoryMap&) = delete;
+
+    HwRootArchive* getChipRootArchive() const { return m_chipRoot.get(); }
+    HwRootArchive* getSoftRootArchive() const { return m_softRoot.get(); }
+    /// Takes the root, deleting the earlier one of the same kind.
+    void setChipRootArchive(std::unique_ptr<HwRootArchive> root);
+    void setSoftRootArchive(std::unique_ptr<HwRootArchive> root);
+
+    /// Variables declared with global="yes" by any archive of either description.
+    HwVariableManager& getGlobalVariables() { return *m_globals; }
+    const HwVariableManager& getGlobalVariables() const { return *m_globals; }
+
+    /// Generators skip a header whose file is newer than its description.
+    bool getSkipNewerHeaders() const { return m_skipNewerHeaders; }
+    void setSkipNewerHeaders(bool on) { m_skipNewerHeaders = on; }
+    /// Generators also write the ARM flavour of the assembly headers.
+    bool getGenerateArmAsm() const { return m_generateArmAsm; }
+    void setGenerateArmAsm(bool on) { m_generateArmAsm = on; }
+
+    /// The memory map currently in use by the debugger; process-wide, not locked.
+    static HwMemoryMap* m_activeMemoryMap;
+    /// Generator switches, process-wide: bitfield structures in C headers, leaving reserved fields out of
+    /// them, and mask/shift macros for every bitfield.
+    static bool m_bitfieldGen;
+    static bool m_bitfieldGenIgnoreReserved;
+    static bool m_forceMaskShift;
+
+private:
+    std::unique_ptr<HwRootArchive> m_chipRoot;
+    std::unique_ptr<HwRootArchive> m_softRoot;
+    std::unique_ptr<HwVariableManager> m_globals;
+    bool m_skipNewerHeaders = false;
+    bool m_generateArmAsm = false;
+};
+
+/// The entry of a load: reads a root file and everything it includes into a new root archive.
+class VELLXML_EXPORT HwMemoryMapLoader {
+public:
+    /// Loads the chip (chip true) or soft description of `path` for `memoryMap`. Messages go, formatted
+    /// "file:line:column:text", to the log, error and warning callbacks (null ones are silent). On success
+    /// the memory map takes the new root (deleting an earlier one of the same kind) and it is returned; on
+    /// failure null is returned and nothing built by the call remains. Without a memory map (null) the caller
+    /// owns the returned root.
+    HwRootArchive* loadRootArchiveFromFile(HwMemoryMap* memoryMap, const QString& path, HwMessageCallback log,
+        HwMessageCallback error, HwMessageCallback warning, bool chip);
+
+    /// The bounds of the next loads.
+    HwLoadLimits& limits() { return m_limits; }
+
+    void ErrorMessage(const QString& text) const;
+    void WarningMessage(const QString& text) const;
+    void LogMessage(const QString& text) const;
+
+private:
+    HwMessageCallback m_log = nullptr;
+    HwMessageCallback m_error = nullptr;
+    HwMessageCallback m_warning = nullptr;
+    QString m_directory;
+    HwLoadLimits m_limits;
+};
+
+#endif

@@ -1,0 +1,426 @@
+#include "xml_element_p.h"
+
+#include <QFile>
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <unordered_set>
+
+namespace {
+
+QString fromPugi(const char* text)
+{
+    return QString::fromUtf8(text);
+}
+
+void appendEscaped(QString& out, const char* text, bool attribute)
+{
+    for (const QChar c : QString::fromUtf8(text)) {
+        switch (c.unicode()) {
+        case '&':
+            out += QLatin1String("&amp;");
+            break;
+        case '<':
+            out += QLatin1String("&lt;");
+            break;
+        case '>':
+            out += QLatin1String("&gt;");
+            break;
+        case '"':
+            out += QLatin1String("&quot;");
+            break;
+        case '\r':
+            out += QLatin1String("&#xd;");
+            break;
+        case '\n':
+            out += attribute ? QLatin1String("&#xa;") : QLatin1String("\n");
+            break;
+        default:
+            out += c;
+        }
+    }
+}
+
+// Writes markup the way the comment readers expect it: no added white space, empty elements as "<x/>",
+// text and attribute values escaped (a double quote as "&quot;", a carriage return as "&#xd;").
+void serializeNode(const pugi::xml_node& node, QString& out)
+{
+    switch (node.type()) {
+    case pugi::node_element: {
+        out += QLatin1Char('<') + fromPugi(node.name());
+        for (const pugi::xml_attribute& attribute : node.attributes()) {
+            out += QLatin1Char(' ') + fromPugi(attribute.name()) + QLatin1String("=\"");
+            appendEscaped(out, attribute.value(), true);
+            out += QLatin1Char('"');
+        }
+        if (!node.first_child()) {
+            out += QLatin1String("/>");
+            return;
+        }
+        out += QLatin1Char('>');
+        for (const pugi::xml_node& child : node.children())
+            serializeNode(child, out);
+        out += QLatin1String("</") + fromPugi(node.name()) + QLatin1Char('>');
+        return;
+    }
+    case pugi::node_pcdata:
+        appendEscaped(out, node.value(), false);
+        return;
+    case pugi::node_cdata:
+        out += QLatin1String("<![CDATA[") + fromPugi(node.value()) + QLatin1String("]]>");
+        return;
+    default:
+        return;
+    }
+}
+
+void collectText(const pugi::xml_node& node, QString& out)
+{
+    for (const pugi::xml_node& child : node.children()) {
+        if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
+            out += fromPugi(child.value());
+        else if (child.type() == pugi::node_element)
+            collectText(child, out);
+    }
+}
+
+// The parser does not check that attribute names are unique; XML requires it.
+bool uniqueAttributes(const pugi::xml_node& node, QString& duplicate)
+{
+    // Tags have a handful of attributes: compare them pairwise, and hash only a long list.
+    int count = 0;
+    for (pugi::xml_attribute attribute = node.first_attribute(); attribute && count <= 8;
+         attribute = attribute.next_attribute())
+        ++count;
+    if (count <= 8) {
+        for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+            for (pugi::xml_attribute b = a.next_attribute(); b; b = b.next_attribute()) {
+                if (std::strcmp(a.name(), b.name()) == 0) {
+                    duplicate = fromPugi(a.name());
+                    return false;
+                }
+            }
+        }
+        return true;
+    }
+    std::unordered_set<std::string_view> names;
+    for (const pugi::xml_attribute& attribute : node.attributes()) {
+        if (!names.insert(std::string_view(attribute.name())).second) {
+            duplicate = fromPugi(attribute.name());
+            return false;
+        }
+    }
+    return true;
+}
+
+QString sizeLimitMessage(std::int64_t limit)
+{
+    return QStringLiteral("The file is larger than %1 bytes.").arg(limit);
+}
+
+// The declared encoding of an XML declaration at the start of the text, empty when none is declared.
+QString declaredEncoding(const QByteArray& text)
+{
+    if (!text.startsWith("<?xml"))
+        return QString();
+    const int end = text.indexOf("?>");
+    if (end < 0)
+        return QString();
+    static const QRegularExpression pattern(QStringLiteral("encoding\\s*=\\s*[\"']([^\"']*)[\"']"));
+    const QRegularExpressionMatch match = pattern.match(QString::fromLatin1(text.left(end)));
+    return match.hasMatch() ? match.captured(1) : QString();
+}
+
+QByteArray utf16ToUtf8(const QByteArray& bytes, bool bigEndian)
+{
+    QString text;
+    text.reserve(bytes.size() / 2);
+    for (int i = 2; i + 1 < bytes.size(); i += 2) {
+        const auto first = static_cast<unsigned char>(bytes[i]);
+        const auto second = static_cast<unsigned char>(bytes[i + 1]);
+        text += QChar(static_cast<char16_t>(bigEndian ? (first << 8) | second : (second << 8) | first));
+    }
+    return text.toUtf8();
+}
+
+// The plain text of an encrypted archive, or an error. `file` is open and positioned after the magic.
+bool decryptArchive(QFile& file, const HwLoadLimits& limits, QByteArray& plain, QString& error)
+{
+    const std::int64_t fileSize = file.size();
+    if (fileSize < static_cast<std::int64_t>(XMD_HEADER_SIZE)) {
+        error = QStringLiteral("Encrypted file shorter than its %1-byte header.").arg(XMD_HEADER_SIZE);
+        return false;
+    }
+    unsigned char header[XMD_HEADER_SIZE - 4];
+    if (file.read(reinterpret_cast<char*>(header), sizeof header) != static_cast<qint64>(sizeof header)) {
+        error = QStringLiteral("Encrypted file shorter than its %1-byte header.").arg(XMD_HEADER_SIZE);
+        return false;
+    }
+    const std::uint32_t plainLength = static_cast<std::uint32_t>(header[2])
+        | (static_cast<std::uint32_t>(header[3]) << 8) | (static_cast<std::uint32_t>(header[4]) << 16)
+        | (static_cast<std::uint32_t>(header[5]) << 24);
+    const unsigned char* iv = header + 6;
+    const std::int64_t cipherLength = fileSize - static_cast<std::int64_t>(XMD_HEADER_SIZE);
+    const std::int64_t expected = (static_cast<std::int64_t>(plainLength) + 15) / 16 * 16;
+    if (cipherLength != expected) {
+        error = QStringLiteral(
+            "Encrypted file declares %1 bytes of plain text but holds %2 bytes of cipher text.")
+                    .arg(plainLength)
+                    .arg(cipherLength);
+        return false;
+    }
+    if (static_cast<std::int64_t>(plainLength) > limits.maxFileSize) {
+        error = sizeLimitMessage(limits.maxFileSize);
+        return false;
+    }
+    const QByteArray cipher = file.read(cipherLength);
+    if (cipher.size() != cipherLength) {
+        error = QStringLiteral("Encrypted file could not be read.");
+        return false;
+    }
+    plain.resize(static_cast<int>(cipherLength));
+    if (cipherLength > 0
+        && !AES_Decrypt(reinterpret_cast<const unsigned char*>(cipher.constData()),
+            reinterpret_cast<unsigned char*>(plain.data()), static_cast<int>(cipherLength), iv, nullptr)) {
+        error = QStringLiteral("Encrypted file could not be decrypted.");
+        return false;
+    }
+    plain.truncate(static_cast<int>(plainLength));
+    // A wrong key gives bytes that are not text; report that rather than a puzzling parse error.
+    int first = 0;
+    if (plain.startsWith("\xEF\xBB\xBF"))
+        first = 3;
+    while (first < plain.size() && std::strchr(" \t\r\n", plain[first]) && plain[first] != '\0')
+        ++first;
+    if (plain.contains('\0') || first >= plain.size() || plain[first] != '<') {
+        error = QStringLiteral("Encrypted file does not decrypt to an XML document (wrong key?).");
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+QString HwXmlElementView::tagName() const
+{
+    return fromPugi(m_node.name());
+}
+
+QString HwXmlElementView::lowerTagName() const
+{
+    return tagName().toLower();
+}
+
+QString HwXmlElementView::attribute(const char* name, const QString& fallback) const
+{
+    const pugi::xml_attribute attribute = m_node.attribute(name);
+    return attribute ? fromPugi(attribute.value()) : fallback;
+}
+
+std::vector<HwXmlElementView> HwXmlElementView::childElements() const
+{
+    std::vector<HwXmlElementView> children;
+    for (const pugi::xml_node& child : m_node.children()) {
+        if (child.type() == pugi::node_element)
+            children.emplace_back(child, m_document);
+    }
+    return children;
+}
+
+QString HwXmlElementView::text() const
+{
+    QString out;
+    collectText(m_node, out);
+    return out;
+}
+
+QString HwXmlElementView::serialize() const
+{
+    QString out;
+    serializeNode(m_node, out);
+    return out;
+}
+
+int HwXmlElementView::line() const
+{
+    int line = 0;
+    int column = 0;
+    // The element's offset is that of its name; the start tag begins one byte earlier.
+    m_document->position(m_node.offset_debug() - 1, line, column);
+    return line;
+}
+
+int HwXmlElementView::column() const
+{
+    int line = 0;
+    int column = 0;
+    m_document->position(m_node.offset_debug() - 1, line, column);
+    return column;
+}
+
+bool HwXmlDocument::parse(QByteArray utf8, const HwLoadLimits& limits, int& line, int& column, QString& error)
+{
+    m_text = std::move(utf8);
+    m_lineStarts.assign(1, 0);
+    const char* const begin = m_text.constData();
+    const char* const end = begin + m_text.size();
+    for (const char* at = begin;
+         (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;) {
+        ++at;
+        m_lineStarts.push_back(at - begin);
+    }
+    line = 0;
+    column = 0;
+    const unsigned int options = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol
+        | pugi::parse_wconv_attribute | pugi::parse_doctype;
+    const pugi::xml_parse_result result = m_document.load_buffer(
+        m_text.constData(), static_cast<std::size_t>(m_text.size()), options, pugi::encoding_utf8);
+    if (!result) {
+        position(result.offset, line, column);
+        error = fromPugi(result.description());
+        return false;
+    }
+    for (const pugi::xml_node& node : m_document.children()) {
+        if (node.type() == pugi::node_doctype && !limits.allowDocumentType) {
+            const int at = m_text.indexOf("<!DOCTYPE");
+            position(at < 0 ? 0 : at, line, column);
+            error = QStringLiteral("A document type declaration is not allowed.");
+            return false;
+        }
+    }
+    if (!m_document.document_element()) {
+        error = QStringLiteral("No document element found");
+        return false;
+    }
+    // Walk the tree without recursion to bound the nesting that later recursive code will meet.
+    int depth = 0;
+    QString duplicate;
+    pugi::xml_node node = m_document.document_element();
+    const pugi::xml_node top = node;
+    depth = 1;
+    while (node) {
+        if (node.type() == pugi::node_element && !uniqueAttributes(node, duplicate)) {
+            position(node.offset_debug() - 1, line, column);
+            error = QStringLiteral("Duplicate attribute '%1'.").arg(duplicate);
+            return false;
+        }
+        if (node.type() == pugi::node_element && depth > limits.maxElementDepth) {
+            position(node.offset_debug() - 1, line, column);
+            error = QStringLiteral("Elements are nested deeper than %1 levels.").arg(limits.maxElementDepth);
+            return false;
+        }
+        if (node.first_child()) {
+            node = node.first_child();
+            ++depth;
+            continue;
+        }
+        while (node && node != top && !node.next_sibling()) {
+            node = node.parent();
+            --depth;
+        }
+        if (!node || node == top)
+            break;
+        node = node.next_sibling();
+    }
+    return true;
+}
+
+HwXmlElementView HwXmlDocument::documentElement() const
+{
+    return HwXmlElementView(m_document.document_element(), this);
+}
+
+void HwXmlDocument::position(std::ptrdiff_t offset, int& line, int& column) const
+{
+    offset = std::clamp<std::ptrdiff_t>(offset, 0, m_text.size());
+    const auto next = std::upper_bound(m_lineStarts.begin(), m_lineStarts.end(), offset);
+    const std::ptrdiff_t start = *(next - 1);
+    line = static_cast<int>(next - m_lineStarts.begin());
+    column = 1;
+    for (std::ptrdiff_t i = start; i < offset; ++i) {
+        // Count characters, not bytes: UTF-8 continuation bytes do not start one.
+        if ((static_cast<unsigned char>(m_text.constData()[i]) & 0xC0) != 0x80)
+            ++column;
+    }
+}
+
+namespace vellxml::loader_p {
+
+int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& utf8, QString& error)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return READ_NOT_OPENED;
+    QByteArray bytes;
+    const QByteArray magic = file.read(4);
+    if (magic == "EXML") {
+        if (!decryptArchive(file, limits, bytes, error))
+            return READ_INVALID;
+    } else {
+        if (file.size() > limits.maxFileSize) {
+            error = sizeLimitMessage(limits.maxFileSize);
+            return READ_INVALID;
+        }
+        file.seek(0);
+        bytes = file.readAll();
+    }
+    if (bytes.startsWith("\xFF\xFE") || bytes.startsWith("\xFE\xFF")) {
+        utf8 = utf16ToUtf8(bytes, bytes.startsWith("\xFE\xFF"));
+        return READ_OK;
+    }
+    if (bytes.startsWith("\xEF\xBB\xBF"))
+        bytes.remove(0, 3);
+    const QString encoding = declaredEncoding(bytes).toLower();
+    if (encoding.isEmpty() || encoding == QLatin1String("utf-8") || encoding == QLatin1String("utf8")) {
+        utf8 = std::move(bytes);
+        return READ_OK;
+    }
+    if (encoding == QLatin1String("iso-8859-1") || encoding == QLatin1String("latin1")
+        || encoding == QLatin1String("latin-1")) {
+        utf8 = QString::fromLatin1(bytes).toUtf8();
+        return READ_OK;
+    }
+    error =
+        QStringLiteral("Unsupported encoding '%1' (UTF-8, UTF-16 with a byte-order mark or ISO-8859-1 only).")
+            .arg(declaredEncoding(bytes));
+    return READ_INVALID;
+}
+
+QString commentFromMarkup(QString markup)
+{
+    markup.remove(QStringLiteral("<comment>"));
+    markup.remove(QStringLiteral("</comment>"));
+    markup.remove(QStringLiteral("<comment/>"));
+    markup = markup.simplified();
+    markup.replace(QStringLiteral("<br/>"), QStringLiteral("<br>"));
+    markup = markup.simplified();
+    markup.replace(QStringLiteral("&quot;"), QStringLiteral("\""));
+    return markup;
+}
+
+QString cjokerFromMarkup(QString markup)
+{
+    markup.remove(QStringLiteral("<cjoker>"));
+    markup.remove(QStringLiteral("</cjoker>"));
+    markup.remove(QStringLiteral("<cjoker/>"));
+    markup.replace(QStringLiteral("&quot;"), QStringLiteral("\""));
+    markup.replace(QStringLiteral("&amp;"), QStringLiteral("&"));
+    markup.replace(QStringLiteral("&gt;"), QStringLiteral(">"));
+    markup.replace(QStringLiteral("&lt;"), QStringLiteral("<"));
+    markup.remove(QStringLiteral("&#xd;"));
+    return markup;
+}
+
+} // namespace vellxml::loader_p
+
+QString readCommentFromCommentTag(const HwXmlElementView& element)
+{
+    return vellxml::loader_p::commentFromMarkup(element.serialize());
+}
+
+QString readCJokerFromCommentTag(const HwXmlElementView& element)
+{
+    return vellxml::loader_p::cjokerFromMarkup(element.serialize());
+}

@@ -1,0 +1,113 @@
+#include "loader_support.h"
+
+#include <vellxml/loader/text_helpers.h>
+
+#include <QDomDocument>
+
+namespace {
+
+QDomElement parse(QDomDocument& document, const QString& text)
+{
+    EXPECT_TRUE(document.setContent(text));
+    return document.documentElement();
+}
+
+TEST(TextHelpersTest, CommentTagsKeepTheirMarkupAsText)
+{
+    struct Case {
+        const char* xml;
+        const char* comment;
+    };
+    const Case cases[] = {
+        {"<comment>First line<br/>second   line</comment>", "First line<br>second line"},
+        {"<comment>  say \"hi\"\n  now </comment>", "say \"hi\" now"},
+        {"<comment/>", ""},
+        {"<comment>a <b>bold</b> word</comment>", "a <b>bold</b> word"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.xml);
+        QDomDocument document;
+        EXPECT_EQ(readCommentFromCommentTag(parse(document, QString::fromUtf8(c.xml))),
+            QString::fromUtf8(c.comment));
+    }
+    QDomDocument document;
+    EXPECT_EQ(readCJokerFromCommentTag(parse(document,
+                  QStringLiteral("<cjoker>#define A(x) ((x) &lt; 2 &amp;&amp; \"s\")\n  int y;</cjoker>"))),
+        QStringLiteral("#define A(x) ((x) < 2 && \"s\")\n  int y;"));
+}
+
+// The loader's own reader gives the same texts as the DOM versions.
+class LoaderCommentTest : public loadertest::Fixture { };
+
+TEST_F(LoaderCommentTest, ArchiveCommentAndCJoker)
+{
+    HwRootArchive* root =
+        loadArchive("<comment>One<br/>  two &quot;q&quot; <i>x</i></comment>\n"
+                    "<cjoker>#define M(a) ((a) &lt;&lt; 1 &amp; 3)\n  static int z;&#xd;</cjoker>");
+    ASSERT_NE(root, nullptr);
+    const HwXMLArchive* archive = root->getArchives().front().get();
+    EXPECT_EQ(archive->getComment(), QStringLiteral("One<br> two \"q\" <i>x</i>"));
+    EXPECT_EQ(archive->getCJoker(), QStringLiteral("#define M(a) ((a) << 1 & 3)\n  static int z;"));
+}
+
+TEST(TextHelpersTest, CommentsBecomeCCommentBlocks)
+{
+    struct Case {
+        const char* text;
+        int width;
+        int level;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"short text", 80, 0, "/// short text"},
+        {"  one<br>two<br><br>three  ", 80, 1, "    /// one\n    /// two\n    ///\n    /// three"},
+        // The effective width never leaves less than 40 columns: width 20 at level 0 behaves as 40.
+        {"aaaa bbbb cccc dddd eeee ffff gggg hhhh iiii", 20, 0,
+            "/// aaaa bbbb cccc dddd eeee ffff gggg\n/// hhhh iiii"},
+        {"alpha beta gamma", 16, 0, "/// alpha beta gamma"},
+        {"x&#xd;y", 80, 0, "/// xy"},
+        // A word longer than the room stands alone.
+        {"a abcdefghijabcdefghijabcdefghijabcdefghijabcdefghij b", 40, 0,
+            "/// a\n/// abcdefghijabcdefghijabcdefghijabcdefghijabcdefghij\n/// b"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(convertCommentToCComment(QString::fromUtf8(c.text), c.width, c.level),
+            QString::fromUtf8(c.expected));
+    }
+}
+
+TEST(TextHelpersTest, ColumnPadding)
+{
+    EXPECT_EQ(space_complement_to(QStringLiteral("abcdefghij"), 8), QStringLiteral(" "));
+    EXPECT_EQ(space_complement_to(QStringLiteral("abcdefgh"), 8), QStringLiteral(" "));
+    EXPECT_EQ(space_complement_to(QStringLiteral("abc"), 8), QStringLiteral("     "));
+    EXPECT_EQ(two_fields_line(QStringLiteral("#define A"), QStringLiteral("1"), 12),
+        QStringLiteral("#define A   1\n"));
+}
+
+TEST(TextHelpersTest, SpacersAreNumberedAcrossTheProcess)
+{
+    const HwIntVar first = generateSpacer();
+    const HwIntVar second = generateSpacer();
+    ASSERT_TRUE(first.getName().startsWith(QLatin1String("VELLXMLSPACER_")));
+    const int n = first.getName().mid(14).toInt();
+    EXPECT_EQ(second.getName(), QStringLiteral("VELLXMLSPACER_%1").arg(n + 1));
+    EXPECT_EQ(first.getValue(), 0);
+    EXPECT_EQ(first.getDirection(), HwIntVar::Down);
+    EXPECT_EQ(first.getEnum(), nullptr);
+}
+
+TEST(TextHelpersTest, RecursiveMkdirCreatesEachLevel)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    EXPECT_TRUE(recursiveMkdir(dir.path(), QStringLiteral("a/b//c")));
+    EXPECT_TRUE(QDir(dir.path() + QStringLiteral("/a/b/c")).exists());
+    EXPECT_TRUE(recursiveMkdir(dir.path(), QStringLiteral("a/b")));
+    QFile blocker(dir.path() + QStringLiteral("/file"));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    EXPECT_FALSE(recursiveMkdir(dir.path(), QStringLiteral("file/sub")));
+}
+
+} // namespace
