@@ -37,6 +37,8 @@ TEST(PreparseTest, HexadecimalAndBinaryLiteralsBecomeDecimal)
         {"0x", "0x"},
         {"0b2", "0b2"},
         {"A.0x1", "A.1"},
+        {"A0B1", "A0B1"},
+        {"10 + x0 - 0 b1", "10 + x0 - 0 b1"}, // no literal at all
         {"", ""},
     };
     for (const Row& row : rows) {
@@ -103,6 +105,34 @@ TEST(NamesTest, Normalisation)
         EXPECT_EQ(NameUpper(row.in), row.upper);
         EXPECT_EQ(NameLower(row.in), row.lower);
         EXPECT_EQ(ESDRConvert(row.in), row.esdr);
+    }
+}
+
+// White space is what QString::simplified() takes for it (Unicode blanks included) and becomes one '_';
+// a character outside the BMP is one character, so one '_'.
+TEST(NamesTest, RegularizedNamesOfAnyText)
+{
+    struct Row {
+        const char* in;
+        const char* regularized;
+    };
+    const Row rows[] = {
+        {" \u00a0a\u2003b\u3000c\t\r\n\v\f", "a_b_c"},
+        {"x\u0085y\u2028z", "x_y_z"},
+        {"smile\U0001F600end", "smile_end"},
+        {"a  - b", "a___b"},
+        {"____", "____"},
+        {"9lives", "9lives"},
+        {"\u00e9t\u00e9", "_t_"},
+        {"   ", ""},
+        {"a\x01"
+         "b",
+            "a_b"},
+        {"tab\there", "tab_here"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.in);
+        EXPECT_EQ(regularizeVariableName(QString::fromUtf8(row.in)), QString::fromUtf8(row.regularized));
     }
 }
 
@@ -319,6 +349,44 @@ TEST(VariableManagerTest, IncludedArchivesAreVisible)
     // Without an archive only the own variables count.
     root.manager.setArchive(nullptr);
     EXPECT_EQ(root.manager.evalExpression(QStringLiteral("CLOCK"), errorText, failed), -1);
+    EXPECT_TRUE(failed);
+}
+
+// Evaluations reuse a name lookup; every kind of change to what an archive sees must reach them.
+TEST(VariableManagerTest, EvaluationsSeeEveryLaterChange)
+{
+    FakeArchive root;
+    FakeArchive included;
+    root.manager.addVar(HwIntVar(QStringLiteral("A"), QStringLiteral("1"), 1));
+    QString errorText;
+    bool failed = false;
+    const auto eval = [&](const char* expression) {
+        return root.manager.evalExpression(QString::fromLatin1(expression), errorText, failed);
+    };
+    EXPECT_EQ(eval("A"), 1);
+    root.manager.at(0).setValue(2);
+    EXPECT_EQ(eval("A"), 2);
+    root.manager.at(0).setName(QStringLiteral("B"));
+    EXPECT_EQ(eval("B"), 2);
+    EXPECT_EQ(eval("A"), -1);
+
+    // An include made after an evaluation, announced as a scope must announce it.
+    root.includes = {&included};
+    noteVariablesChanged();
+    EXPECT_EQ(eval("C"), -1);
+    included.manager.addVar(HwIntVar(QStringLiteral("C"), QStringLiteral("3"), 3));
+    EXPECT_EQ(eval("C + B"), 5);
+    // The own variable hides the included one of the same name.
+    included.manager.addVar(HwIntVar(QStringLiteral("B"), QStringLiteral("9"), 9));
+    EXPECT_EQ(eval("B"), 2);
+    root.manager.truncate(0);
+    EXPECT_EQ(eval("B"), 9);
+
+    HwVariableManager copy;
+    copy.addVar(HwIntVar(QStringLiteral("D"), QStringLiteral("4"), 4));
+    EXPECT_EQ(copy.evalExpression(QStringLiteral("D"), errorText, failed), 4);
+    static_cast<HwIntVarTable&>(copy) = HwIntVarTable();
+    EXPECT_EQ(copy.evalExpression(QStringLiteral("D"), errorText, failed), -1);
     EXPECT_TRUE(failed);
 }
 

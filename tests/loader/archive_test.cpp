@@ -75,4 +75,33 @@ TEST(XMLArchiveTest, VisibleVariablesPutNearerDeclarationsLast)
     EXPECT_EQ(a->getMemoryMap(), &map);
 }
 
+// Evaluations reuse a name lookup: an include, a new global or a move under a memory map after an
+// evaluation must still be seen by the next one.
+TEST(XMLArchiveTest, EvaluationsSeeLaterIncludesGlobalsAndPlace)
+{
+    HwMemoryMap map;
+    auto detached = std::make_unique<HwXMLArchive>(QStringLiteral("a.xml"));
+    HwVariableManager& variables = detached->getVariableManager();
+    QString error;
+    bool failed = false;
+    EXPECT_EQ(variables.evalExpression(QStringLiteral("G"), error, failed), -1);
+    map.getGlobalVariables().addVar(HwIntVar(QStringLiteral("G"), QStringLiteral("1"), 1));
+    EXPECT_EQ(variables.evalExpression(QStringLiteral("G"), error, failed), -1); // no map above it yet
+    HwRootArchive root(&map, QStringLiteral("chip"));
+    HwXMLArchive* a = root.addXMLArchive(std::move(detached));
+    EXPECT_EQ(variables.evalExpression(QStringLiteral("G"), error, failed), 1);
+    map.getGlobalVariables().at(0).setValue(5);
+    EXPECT_EQ(variables.evalExpression(QStringLiteral("G"), error, failed), 5);
+
+    HwXMLArchive* b = root.addXMLArchive(std::make_unique<HwXMLArchive>(QStringLiteral("b.xml")));
+    b->getVariableManager().addVar(HwIntVar(QStringLiteral("G"), QStringLiteral("7"), 7));
+    EXPECT_EQ(variables.evalExpression(QStringLiteral("G"), error, failed), 5);
+    a->addIncludedArchive(b);
+    EXPECT_EQ(variables.evalExpression(QStringLiteral("G"), error, failed), 7); // included hides global
+    map.getGlobalVariables().truncate(0);
+    b->getVariableManager().truncate(0);
+    EXPECT_EQ(variables.evalExpression(QStringLiteral("G"), error, failed), -1);
+    EXPECT_TRUE(failed);
+}
+
 } // namespace

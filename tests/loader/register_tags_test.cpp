@@ -254,6 +254,21 @@ TEST_F(RegisterTagsTest, EveryMessageWithItsPosition)
          "</reg32>",
             5, 1, "Bitfield options 'o' contains an unvalid 'x' tag.\n"},
         {"<hole size=\"Q\"/>", 3, 1, "Hole expression Q : Error in expression of : Q\n"},
+        // A position splits at the last ':' that leaves both sides non-empty; a line break keeps it whole.
+        {"<reg32 name=\"r\">\n<bits name=\"b\" pos=\"4:\"/></reg32>", 4, 1,
+            "Valuable r, bitfield b, expression 4: : Error in expression of : 4:\n"},
+        {"<reg32 name=\"r\">\n<bits name=\"b\" pos=\":4\"/></reg32>", 4, 1,
+            "Valuable r, bitfield b, expression :4 : Error in expression of : :4\n"},
+        {"<reg32 name=\"r\">\n<bits name=\"b\" pos=\"a:b:\"/></reg32>", 4, 1,
+            "Valuable r, bitfield b, expression a : Error in expression of : a\n"},
+        {"<reg32 name=\"r\">\n<bits name=\"b\" pos=\"3::\"/></reg32>", 4, 1,
+            "Valuable r, bitfield b, expression : : Error in expression of : :\n"},
+        {"<reg32 name=\"r\">\n<bits name=\"b\" pos=\"1:2:3\"/></reg32>", 4, 1,
+            "Valuable r, bitfield b, expression 1:2 : Error in expression of : 1:2\n"},
+        {"<reg32 name=\"r\">\n<bits name=\"b\" pos=\"1:&#10;0\"/></reg32>", 4, 1,
+            "Valuable r, bitfield b, expression 1:\n0 : Error in expression of : 1:\n0\n"},
+        {"<reg32 name=\"r\">\n<bits name=\"b\" pos=\"1&#10;:0\"/></reg32>", 4, 1,
+            "Valuable r, bitfield b, expression 1\n:0 : Error in expression of : 1\n:0\n"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.body);

@@ -50,6 +50,51 @@ TEST_F(LoaderCommentTest, ArchiveCommentAndCJoker)
     EXPECT_EQ(archive->getCJoker(), QStringLiteral("#define M(a) ((a) << 1 & 3)\n  static int z;"));
 }
 
+// Plain comments take a shorter way than markup ones; both must give the texts the markup way gives.
+TEST_F(LoaderCommentTest, PlainAndMarkupCommentsAgree)
+{
+    struct Case {
+        const char* xml;
+        const char* comment;
+    };
+    const Case cases[] = {
+        {"One line, plain.", "One line, plain."},
+        {"two  blanks", "two blanks"},
+        {" lead", "lead"},
+        {"trail ", "trail"},
+        {"a&amp;quot;b", "a&amp;quot;b"},
+        {"x &lt;br/&gt; y", "x &lt;br/&gt; y"},
+        {"\xc2\xa0lead\xe2\x80\x83mid\xe3\x80\x80 tail\xc2\xa0", "lead mid tail"},
+        {"tab\tand\r\nnewline &#13;cr&#xd; end", "tab and newline &#xd;cr&#xd; end"},
+        {"&#x85;nel&#x2028;ls", "nel ls"},
+        {"q &quot;x&quot; 'y' &gt; &lt; &amp;amp; &amp;", "q \"x\" 'y' &gt; &lt; &amp;amp; &amp;"},
+        {"", ""},
+        {"   \n  ", ""},
+        {"a<!-- c -->b", "ab"},
+        {"emoji \xf0\x9f\x98\x80  x", "emoji \xf0\x9f\x98\x80 x"},
+        {"<![CDATA[ a  <b> &quot; ]]>", "<![CDATA[ a <b> \" ]]>"},
+        {"a <br/>\n <br /> b", "a <br><br> b"},
+        {"<br/>lead", "<br>lead"},
+        {"trail <br/>", "trail <br>"},
+        {" <br/> ", "<br>"},
+        {"x<br/>y", "x<br>y"},
+        {"a <br/>&#13;<br/> &quot;q&quot; ", "a <br>&#xd;<br> \"q\""},
+        {"a <br x=\"1\"/> b", "a <br x=\"1\"/> b"},
+        {"a <br></br> b", "a <br> b"},
+        {"a <BR/> b", "a <BR/> b"},
+        {"a <b>bold</b> <comment/> c", "a <b>bold</b> c"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.xml);
+        HwMemoryMap map;
+        HwRootArchive* root = m_loader.loadRootArchiveFromFile(&map,
+            write(QStringLiteral("c.xml"), QByteArray("<archive><comment>") + c.xml + "</comment></archive>"),
+            loadertest::onLog, loadertest::onError, loadertest::onWarning, true);
+        ASSERT_NE(root, nullptr);
+        EXPECT_EQ(root->getArchives().front()->getComment(), QString::fromUtf8(c.comment));
+    }
+}
+
 TEST(TextHelpersTest, CommentsBecomeCCommentBlocks)
 {
     struct Case {

@@ -5,19 +5,66 @@
 #include <QByteArray>
 #include <QRegularExpression>
 
+#include <atomic>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
 const QString internalName = QStringLiteral("____internal");
 
-template<typename Variables>
-int evaluate(const Variables& variables, const QString& name, const QString& expression, QString& errorText,
-    bool& failed)
+std::atomic<std::uint64_t> generation {1};
+
+} // namespace
+
+// Names are kept as UTF-8, the form the evaluator asks for, so that a look-up converts nothing. The views
+// point into `names`, whose byte arrays keep their data in place when the vector grows.
+struct HwVariableManager::Lookup {
+    std::vector<QByteArray> names;
+    std::unordered_map<std::string_view, int> values;
+
+    template<typename Variables>
+    explicit Lookup(const Variables& variables)
+    {
+        for (const auto& variable : variables) {
+            names.push_back(variable.getName().toUtf8());
+            // A later variable of a name hides an earlier one.
+            values[std::string_view(names.back().constData(),
+                static_cast<std::size_t>(names.back().size()))] = variable.getValue();
+        }
+    }
+};
+
+namespace {
+
+// The variables of a prepared lookup, then those of CXMLVarCtx (none) and the evaluator's own.
+class LookupContext : public CXMLVarCtx {
+public:
+    explicit LookupContext(const HwVariableManager::Lookup& lookup)
+        : m_lookup(lookup)
+    {
+    }
+
+    int getValue(const char* name, variant::Variant& result) override
+    {
+        if (name) {
+            const auto it = m_lookup.values.find(std::string_view(name));
+            if (it != m_lookup.values.end()) {
+                result.setInt(it->second);
+                return 1;
+            }
+        }
+        return CXMLVarCtx::getValue(name, result);
+    }
+
+private:
+    const HwVariableManager::Lookup& m_lookup;
+};
+
+int evaluate(const HwVariableManager::Lookup& lookup, const QString& name, const QString& expression,
+    QString& errorText, bool& failed)
 {
-    CXMLVarCtx context;
-    for (const auto& variable : variables)
-        context.setVariable(variable.getName(), variable.getValue());
+    LookupContext context(lookup);
     const QByteArray text = hexadecimalPreparseExpression(expression).toUtf8();
     cexev::CExEv evaluator(&context);
     variant::Variant result;
@@ -89,7 +136,41 @@ HwIntVar::HwIntVar(const QString& name, const QString& expression, int value)
 {
 }
 
-HwIntVarTable::~HwIntVarTable() = default;
+void noteVariablesChanged()
+{
+    generation.fetch_add(1, std::memory_order_relaxed);
+}
+
+std::uint64_t variablesGeneration()
+{
+    return generation.load(std::memory_order_relaxed);
+}
+
+HwIntVarTable::HwIntVarTable(HwIntVarTable&& other)
+    : m_variables(std::move(other.m_variables))
+{
+    noteVariablesChanged();
+}
+
+HwIntVarTable& HwIntVarTable::operator=(const HwIntVarTable& other)
+{
+    m_variables = other.m_variables;
+    noteVariablesChanged();
+    return *this;
+}
+
+HwIntVarTable& HwIntVarTable::operator=(HwIntVarTable&& other)
+{
+    m_variables = std::move(other.m_variables);
+    noteVariablesChanged();
+    return *this;
+}
+
+// A manager may still hold a lookup that includes this table's variables.
+HwIntVarTable::~HwIntVarTable()
+{
+    noteVariablesChanged();
+}
 
 const HwIntVar* HwIntVarTable::find(const QString& name) const
 {
@@ -154,13 +235,28 @@ HwEnum* HwVariableManager::findEnum(const QString& name, QSet<const HwVariableMa
     return nullptr;
 }
 
+std::shared_ptr<const HwVariableManager::Lookup> HwVariableManager::currentLookup() const
+{
+    const std::lock_guard<std::mutex> lock(m_lookupMutex);
+    // Read the count before collecting: a change made meanwhile leaves the lookup marked out of date.
+    const std::uint64_t now = variablesGeneration();
+    if (!m_lookup || m_lookupGeneration != now) {
+        if (m_archive) {
+            const std::vector<const HwIntVar*> visible = m_archive->getVisibleVariables();
+            m_lookup = std::make_shared<const Lookup>(PointerList {visible});
+        } else {
+            m_lookup = std::make_shared<const Lookup>(*this);
+        }
+        m_lookupGeneration = now;
+    }
+    return m_lookup;
+}
+
 int HwVariableManager::evalExpression(
     const QString& name, const QString& expression, QString& errorText, bool& failed) const
 {
-    if (m_archive)
-        return evaluateExpressionWithVariables(
-            m_archive->getVisibleVariables(), name, expression, errorText, failed);
-    return evaluateExpressionWithVariables(*this, name, expression, errorText, failed);
+    const std::shared_ptr<const Lookup> lookup = currentLookup();
+    return evaluate(*lookup, name, expression, errorText, failed);
 }
 
 int HwVariableManager::evalExpression(const QString& expression, QString& errorText, bool& failed) const
@@ -236,17 +332,29 @@ int CXMLVarCtx::callFunction(
 int evaluateExpressionWithVariables(const HwIntVarTable& variables, const QString& name,
     const QString& expression, QString& errorText, bool& failed)
 {
-    return evaluate(variables, name, expression, errorText, failed);
+    return evaluate(HwVariableManager::Lookup(variables), name, expression, errorText, failed);
 }
 
 int evaluateExpressionWithVariables(const std::vector<const HwIntVar*>& variables, const QString& name,
     const QString& expression, QString& errorText, bool& failed)
 {
-    return evaluate(PointerList {variables}, name, expression, errorText, failed);
+    return evaluate(HwVariableManager::Lookup(PointerList {variables}), name, expression, errorText, failed);
 }
 
 QString hexadecimalPreparseExpression(const QString& expression)
 {
+    // Every literal starts with "0x" or "0b" (either case): most expressions have none, and a scan is far
+    // cheaper than two pattern searches.
+    bool maybeLiteral = false;
+    const QChar* const data = expression.constData();
+    for (qsizetype i = 0; i + 1 < expression.size() && !maybeLiteral; ++i) {
+        if (data[i] == QLatin1Char('0')) {
+            const unsigned int next = data[i + 1].unicode() | 0x20u;
+            maybeLiteral = next == 'x' || next == 'b';
+        }
+    }
+    if (!maybeLiteral)
+        return expression;
     static const QRegularExpression hexadecimal(QStringLiteral("(^|[^A-Za-z0-9_])(0(x|X)[A-Fa-f0-9]+)"));
     static const QRegularExpression binary(QStringLiteral("(^|[^A-Za-z0-9_])(0(b|B)[01]+)"));
     QString text = expression;
@@ -273,6 +381,40 @@ unsigned int convertBinaryStringToUnsignedInt(const QString& text)
 
 QString regularizeVariableName(const QString& name)
 {
-    static const QRegularExpression other(QStringLiteral("[^A-Za-z0-9_]"));
-    return name.simplified().replace(other, QStringLiteral("_"));
+    const auto isWordCharacter = [](QChar c) {
+        const char16_t u = c.unicode();
+        return (u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z') || (u >= u'0' && u <= u'9') || u == u'_';
+    };
+    // Most names are identifiers already; they come back shared, without a copy.
+    const QChar* const data = name.constData();
+    qsizetype end = name.size();
+    qsizetype i = 0;
+    while (i < end && isWordCharacter(data[i]))
+        ++i;
+    if (i == end)
+        return name;
+    // White space as simplified() sees it: trimmed, each inner run one blank, which then becomes '_' like
+    // every other character outside [A-Za-z0-9_]. A surrogate pair is one character.
+    qsizetype begin = 0;
+    while (begin < end && data[begin].isSpace())
+        ++begin;
+    while (end > begin && data[end - 1].isSpace())
+        --end;
+    QString out;
+    out.reserve(end - begin);
+    for (i = begin; i < end; ++i) {
+        const QChar c = data[i];
+        if (isWordCharacter(c)) {
+            out += c;
+            continue;
+        }
+        if (c.isSpace()) {
+            while (i + 1 < end && data[i + 1].isSpace())
+                ++i;
+        } else if (c.isHighSurrogate() && i + 1 < end && data[i + 1].isLowSurrogate()) {
+            ++i;
+        }
+        out += QLatin1Char('_');
+    }
+    return out;
 }

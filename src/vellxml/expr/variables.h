@@ -8,14 +8,23 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstdint>
 #include <deque>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 class HwEnum;
 class HwVariableManager;
+
+/// Tells the variable managers that a variable's name or value, or the set of variables visible from some
+/// archive, may have changed: they rebuild their name lookup before the next evaluation. Tables and
+/// variables call it themselves; a scope calls it when its includes or its place in the tree change.
+VELLXML_EXPORT void noteVariablesChanged();
+/// A count that noteVariablesChanged() increments (process-wide).
+VELLXML_EXPORT std::uint64_t variablesGeneration();
 
 /// One integer variable or range declared by an archive, with the expressions that gave its values.
 class VELLXML_EXPORT HwIntVar {
@@ -28,7 +37,11 @@ public:
     HwIntVar(const QString& name, const QString& expression, int value);
 
     const QString& getName() const { return m_name; }
-    void setName(const QString& name) { m_name = name; }
+    void setName(const QString& name)
+    {
+        m_name = name;
+        noteVariablesChanged();
+    }
     /// The expression of a variable, or the "from" expression of a range.
     const QString& getExpression() const { return m_expression; }
     void setExpression(const QString& expression) { m_expression = expression; }
@@ -37,7 +50,11 @@ public:
     void setSecondExpression(const QString& expression) { m_secondExpression = expression; }
     /// The value of a variable, or the "from" value of a range.
     int getValue() const { return m_value; }
-    void setValue(int value) { m_value = value; }
+    void setValue(int value)
+    {
+        m_value = value;
+        noteVariablesChanged();
+    }
     /// The "to" value of a range; 0 for a variable.
     int getSecondValue() const { return m_secondValue; }
     void setSecondValue(int value) { m_secondValue = value; }
@@ -76,21 +93,28 @@ public:
 
     HwIntVarTable() = default;
     HwIntVarTable(const HwIntVarTable&) = default;
-    HwIntVarTable(HwIntVarTable&&) = default;
-    HwIntVarTable& operator=(const HwIntVarTable&) = default;
-    HwIntVarTable& operator=(HwIntVarTable&&) = default;
+    HwIntVarTable(HwIntVarTable&& other);
+    HwIntVarTable& operator=(const HwIntVarTable& other);
+    HwIntVarTable& operator=(HwIntVarTable&& other);
     virtual ~HwIntVarTable();
 
-    void append(const HwIntVar& variable) { m_variables.push_back(variable); }
+    void append(const HwIntVar& variable)
+    {
+        m_variables.push_back(variable);
+        noteVariablesChanged();
+    }
     /// Drops the variables past the first `count` (a failed load takes back what it declared).
     void truncate(int count)
     {
-        if (count >= 0 && static_cast<std::size_t>(count) < m_variables.size())
+        if (count >= 0 && static_cast<std::size_t>(count) < m_variables.size()) {
             m_variables.resize(static_cast<std::size_t>(count));
+            noteVariablesChanged();
+        }
     }
     int count() const { return static_cast<int>(m_variables.size()); }
     bool isEmpty() const { return m_variables.empty(); }
     const HwIntVar& at(int index) const { return m_variables.at(static_cast<std::size_t>(index)); }
+    /// A record to change in place: its setters of name and value announce the change themselves.
     HwIntVar& at(int index) { return m_variables.at(static_cast<std::size_t>(index)); }
     /// The first variable of that exact name, or null.
     const HwIntVar* find(const QString& name) const;
@@ -130,7 +154,9 @@ public:
     virtual ~HwVariableScope();
 
     /// Every variable visible from the archive: its own and those of every archive it includes, directly
-    /// or not. When two share a name, the later one in the list is the one expressions see.
+    /// or not. When two share a name, the later one in the list is the one expressions see. The manager
+    /// keeps what it was given until noteVariablesChanged() is called: a scope whose list changes other
+    /// than through a variable table (an include added, a move in the tree) calls it.
     virtual std::vector<const HwIntVar*> getVisibleVariables() const = 0;
     /// The variable managers of the archives that the archive includes directly, in include order.
     virtual std::vector<const HwVariableManager*> getIncludedVariableManagers() const = 0;
@@ -155,7 +181,11 @@ public:
 
     /// The owning archive (not owned), or null while it is not known.
     HwVariableScope* getArchive() const { return m_archive; }
-    void setArchive(HwVariableScope* archive) { m_archive = archive; }
+    void setArchive(HwVariableScope* archive)
+    {
+        m_archive = archive;
+        noteVariablesChanged();
+    }
 
     /// Appends to the own variables; names are not checked (see hasVariable).
     void addVar(const HwIntVar& variable) { append(variable); }
@@ -182,11 +212,20 @@ public:
     int evalExpressionAndAddRange(const QString& name, const QString& fromExpression,
         const QString& toExpression, int direction, const QString& origin, QString& errorText, bool& failed);
 
+    /// The name-to-value lookup that evaluations use; opaque outside the expression engine.
+    struct Lookup;
+
 private:
     HwEnum* findEnum(const QString& name, QSet<const HwVariableManager*>& visited) const;
+    std::shared_ptr<const Lookup> currentLookup() const;
 
     std::vector<std::unique_ptr<HwEnum>> m_enums;
     HwVariableScope* m_archive = nullptr;
+    // Evaluations are the loader's most frequent operation and the root archive of a chip sees more than a
+    // thousand variables: the lookup is built once and kept until noteVariablesChanged() is called.
+    mutable std::mutex m_lookupMutex;
+    mutable std::shared_ptr<const Lookup> m_lookup;
+    mutable std::uint64_t m_lookupGeneration = 0;
 };
 
 /// An evaluation context whose identifiers are integer variables. It adds the function exp2(n), 2 to the

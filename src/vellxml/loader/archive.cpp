@@ -136,6 +136,12 @@ HwXMLInclude* HwXMLArchive::addInclude(std::unique_ptr<HwXMLInclude> include)
     return m_includes.back().get();
 }
 
+void HwXMLArchive::reparent(HwXMLElement* parent)
+{
+    HwXMLElement::reparent(parent);
+    noteVariablesChanged();
+}
+
 HwMemoryMap* HwXMLArchive::getMemoryMap() const
 {
     const HwRootArchive* root = getRootArchive();
@@ -210,6 +216,12 @@ HwRootArchive::~HwRootArchive()
     m_elements.clear();
     m_archiveIndex.clear();
     m_archives.clear();
+}
+
+void HwRootArchive::reparent(HwXMLElement* parent)
+{
+    HwXMLElement::reparent(parent);
+    noteVariablesChanged();
 }
 
 unsigned int HwRootArchive::sizeOf() const

@@ -75,6 +75,8 @@ public:
     void memGet(unsigned char* image) const override;
     void dumpInfo(int level) const override;
     HwXMLArchive* asXMLArchive() override { return this; }
+    /// Moving the archive may change the memory map whose globals it sees.
+    void reparent(HwXMLElement* parent) override;
 
     /// Adopts the element (re-parented here) and appends it. Returns it.
     HwXMLElement* addElement(std::unique_ptr<HwXMLElement> element);
@@ -107,7 +109,11 @@ public:
 
     // Includes.
     const std::vector<HwXMLArchive*>& getIncludedArchives() const { return m_includedArchives; }
-    void addIncludedArchive(HwXMLArchive* archive) { m_includedArchives.push_back(archive); }
+    void addIncludedArchive(HwXMLArchive* archive)
+    {
+        m_includedArchives.push_back(archive);
+        noteVariablesChanged();
+    }
     const QStringList& getIncludedHeaders() const { return m_includedHeaders; }
     void addIncludedHeader(const QString& header) { m_includedHeaders.append(header); }
     const std::vector<std::unique_ptr<HwXMLInclude>>& getIncludes() const { return m_includes; }
@@ -164,6 +170,8 @@ public:
     void memGet(unsigned char* image) const override;
     void dumpInfo(int level) const override;
     HwRootArchive* asRootArchive() override { return this; }
+    /// Moving the root changes what the archives below it find above them.
+    void reparent(HwXMLElement* parent) override;
 
     HwMemoryMap* getMemoryMap() const { return m_memoryMap; }
 

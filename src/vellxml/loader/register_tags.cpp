@@ -22,6 +22,37 @@ using vellxml::loader_p::splitWords;
 
 namespace {
 
+// "up:down" splits as "^(.+):(.+)$" would split it: at the last ':' that leaves both sides non-empty. The
+// pattern's "." and "$" give line breaks a meaning of their own, so a text holding one goes through it;
+// positions never do, and a hand-written split is much cheaper than a match.
+void splitPosition(const QString& pos, QString& upText, QString& downText)
+{
+    bool lineBreak = false;
+    for (const QChar c : pos) {
+        const char16_t u = c.unicode();
+        if ((u >= u'\n' && u <= u'\r') || u == 0x85 || u == 0x2028 || u == 0x2029) {
+            lineBreak = true;
+            break;
+        }
+    }
+    if (lineBreak) {
+        static const QRegularExpression range(QStringLiteral("^(.+):(.+)$"));
+        const QRegularExpressionMatch match = range.match(pos);
+        if (match.hasMatch()) {
+            upText = match.captured(1);
+            downText = match.captured(2);
+        }
+        return;
+    }
+    for (qsizetype k = pos.size() - 2; k >= 1; --k) {
+        if (pos.at(k) == QLatin1Char(':')) {
+            upText = pos.left(k);
+            downText = pos.mid(k + 1);
+            return;
+        }
+    }
+}
+
 std::unique_ptr<HwValuable> createValuable(
     const QString& tag, const QString& name, bool readable, bool writable)
 {
@@ -182,10 +213,9 @@ bool HwArchiveLoader::manageBitsTag(
         return false;
     }
 
-    static const QRegularExpression range(QStringLiteral("^(.+):(.+)$"));
-    const QRegularExpressionMatch match = range.match(pos);
-    QString upText = match.hasMatch() ? match.captured(1) : pos;
-    QString downText = match.hasMatch() ? match.captured(2) : pos;
+    QString upText = pos;
+    QString downText = pos;
+    splitPosition(pos, upText, downText);
     const auto evaluateOrReport = [&](const QString& text, int& value) {
         const Evaluation result = evaluate(archive, text);
         if (result.failed) {

@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QRegularExpression>
+#include <QVarLengthArray>
 
 #include <algorithm>
 #include <cstring>
@@ -89,30 +90,77 @@ void collectText(const pugi::xml_node& node, QString& out)
 // The parser does not check that attribute names are unique; XML requires it.
 bool uniqueAttributes(const pugi::xml_node& node, QString& duplicate)
 {
-    // Tags have a handful of attributes: compare them pairwise, and hash only a long list.
+    // Tags have a handful of attributes: compare their names pairwise, gathered once (every step through
+    // the parser's list is a call into its library), and hash only a long list.
+    constexpr int shortList = 8;
+    const char* names[shortList];
     int count = 0;
-    for (pugi::xml_attribute attribute = node.first_attribute(); attribute && count <= 8;
-         attribute = attribute.next_attribute())
-        ++count;
-    if (count <= 8) {
-        for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
-            for (pugi::xml_attribute b = a.next_attribute(); b; b = b.next_attribute()) {
-                if (std::strcmp(a.name(), b.name()) == 0) {
-                    duplicate = fromPugi(a.name());
+    pugi::xml_attribute attribute = node.first_attribute();
+    for (; attribute && count < shortList; attribute = attribute.next_attribute())
+        names[count++] = attribute.name();
+    if (!attribute) {
+        for (int a = 0; a < count; ++a) {
+            for (int b = a + 1; b < count; ++b) {
+                if (names[a][0] == names[b][0] && std::strcmp(names[a], names[b]) == 0) {
+                    duplicate = fromPugi(names[a]);
                     return false;
                 }
             }
         }
         return true;
     }
-    std::unordered_set<std::string_view> names;
-    for (const pugi::xml_attribute& attribute : node.attributes()) {
-        if (!names.insert(std::string_view(attribute.name())).second) {
-            duplicate = fromPugi(attribute.name());
+    std::unordered_set<std::string_view> seen;
+    for (const pugi::xml_attribute& each : node.attributes()) {
+        if (!seen.insert(std::string_view(each.name())).second) {
+            duplicate = fromPugi(each.name());
             return false;
         }
     }
     return true;
+}
+
+// Tag names and attribute values repeat all over a description ("bits", "rw", "4:0"). Each thread keeps
+// the last short text seen in each slot of a small table, so that a repeated one costs a compare and a
+// shared copy instead of a conversion and an allocation. Copies of a QString share its data safely across
+// threads.
+class ShortTextCache {
+public:
+    template<typename Convert>
+    QString get(const char* text, std::size_t length, Convert convert)
+    {
+        if (length == 0 || length > maxLength)
+            return convert(text, length);
+        std::uint32_t hash = 2166136261u;
+        for (std::size_t i = 0; i < length; ++i)
+            hash = (hash ^ static_cast<unsigned char>(text[i])) * 16777619u;
+        Slot& slot = m_slots[(hash ^ (hash >> 16)) % slotCount];
+        if (slot.length != length || std::memcmp(slot.bytes, text, length) != 0) {
+            slot.text = convert(text, length);
+            std::memcpy(slot.bytes, text, length);
+            slot.length = length;
+        }
+        return slot.text;
+    }
+
+private:
+    static constexpr std::size_t maxLength = 16;
+    static constexpr std::size_t slotCount = 509;
+    struct Slot {
+        char bytes[maxLength];
+        std::size_t length = 0;
+        QString text;
+    };
+    Slot m_slots[slotCount];
+};
+
+QString utf8Text(const char* text, std::size_t length)
+{
+    return QString::fromUtf8(text, static_cast<qsizetype>(length));
+}
+
+QString lowerUtf8Text(const char* text, std::size_t length)
+{
+    return QString::fromUtf8(text, static_cast<qsizetype>(length)).toLower();
 }
 
 QString sizeLimitMessage(std::int64_t limit)
@@ -210,23 +258,46 @@ QString HwXmlElementView::tagName() const
 
 QString HwXmlElementView::lowerTagName() const
 {
-    return tagName().toLower();
+    thread_local ShortTextCache lowerNames;
+    const char* name = m_node.name();
+    return lowerNames.get(name, std::strlen(name), lowerUtf8Text);
+}
+
+const char* HwXmlElementView::findAttribute(const char* name) const
+{
+    if (m_attributeCount == -1) {
+        int count = 0;
+        pugi::xml_attribute attribute = m_node.first_attribute();
+        for (; attribute && count < gatheredAttributes; attribute = attribute.next_attribute()) {
+            m_attributeNames[count] = attribute.name();
+            m_attributeValues[count] = attribute.value();
+            ++count;
+        }
+        m_attributeCount = attribute ? -2 : count;
+    }
+    if (m_attributeCount == -2) {
+        const pugi::xml_attribute attribute = m_node.attribute(name);
+        return attribute ? attribute.value() : nullptr;
+    }
+    for (int i = 0; i < m_attributeCount; ++i) {
+        if (m_attributeNames[i][0] == name[0] && std::strcmp(m_attributeNames[i], name) == 0)
+            return m_attributeValues[i];
+    }
+    return nullptr;
 }
 
 QString HwXmlElementView::attribute(const char* name, const QString& fallback) const
 {
-    const pugi::xml_attribute attribute = m_node.attribute(name);
-    return attribute ? fromPugi(attribute.value()) : fallback;
+    const char* value = findAttribute(name);
+    if (!value)
+        return fallback;
+    thread_local ShortTextCache values;
+    return values.get(value, std::strlen(value), utf8Text);
 }
 
-std::vector<HwXmlElementView> HwXmlElementView::childElements() const
+HwXmlChildElements HwXmlElementView::childElements() const
 {
-    std::vector<HwXmlElementView> children;
-    for (const pugi::xml_node& child : m_node.children()) {
-        if (child.type() == pugi::node_element)
-            children.emplace_back(child, m_document);
-    }
-    return children;
+    return HwXmlChildElements(m_node, m_document);
 }
 
 QString HwXmlElementView::text() const
@@ -415,8 +486,101 @@ QString cjokerFromMarkup(QString markup)
 
 } // namespace vellxml::loader_p
 
+namespace {
+
+// Nearly every comment is plain text, some with "<br/>" line breaks. For those the markup need not be
+// written and then taken apart again: the text is escaped as serializeNode() escapes it, its white space
+// collapsed as simplified() collapses it, a break written "<br>" and a double quote kept (commentFromMarkup
+// turns "&quot;" back). A carriage return is escaped before the collapsing, so it is no blank. Other
+// comments (attributes, other elements, CDATA, another spelling of the tag) take the general way.
+bool isPlainBreak(const pugi::xml_node& node)
+{
+    return node.type() == pugi::node_element && std::strcmp(node.name(), "br") == 0 && !node.first_attribute()
+        && !node.first_child();
+}
+
+bool plainCommentText(const pugi::xml_node& node, QString& out)
+{
+    if (std::strcmp(node.name(), "comment") != 0 || node.first_attribute())
+        return false;
+    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
+        if (child.type() != pugi::node_pcdata && !isPlainBreak(child))
+            return false;
+    }
+    // Most often the comment is one line of printable ASCII with single blanks and nothing to escape: then
+    // it is its own result.
+    const pugi::xml_node only = node.first_child();
+    if (only && !only.next_sibling() && only.type() == pugi::node_pcdata) {
+        const char* const value = only.value();
+        bool verbatim = value[0] != ' ';
+        std::size_t length = 0;
+        for (; verbatim && value[length] != '\0'; ++length) {
+            const auto c = static_cast<unsigned char>(value[length]);
+            verbatim = c < 0x7F && (c > ' ' || (c == ' ' && value[length + 1] > ' ')) && c != '&' && c != '<'
+                && c != '>';
+        }
+        if (verbatim) {
+            out = QString::fromLatin1(value, static_cast<qsizetype>(length));
+            return true;
+        }
+    }
+    // Written through a pointer into room for the worst case (every character escaped to five).
+    QVarLengthArray<QChar, 512> buffer;
+    qsizetype used = 0;
+    bool blank = false;
+    const auto put = [&buffer, &used](QLatin1String text) {
+        for (const char c : text)
+            buffer[used++] = QLatin1Char(c);
+    };
+    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
+        if (child.type() != pugi::node_pcdata) {
+            buffer.resize(used + 5);
+            if (blank)
+                buffer[used++] = QLatin1Char(' ');
+            blank = false;
+            put(QLatin1String("<br>"));
+            continue;
+        }
+        const QString text = QString::fromUtf8(child.value());
+        buffer.resize(used + 1 + text.size() * 5);
+        for (const QChar c : text) {
+            if (c != QLatin1Char('\r') && c.isSpace()) {
+                blank = used != 0;
+                continue;
+            }
+            if (blank) {
+                buffer[used++] = QLatin1Char(' ');
+                blank = false;
+            }
+            switch (c.unicode()) {
+            case '&':
+                put(QLatin1String("&amp;"));
+                break;
+            case '<':
+                put(QLatin1String("&lt;"));
+                break;
+            case '>':
+                put(QLatin1String("&gt;"));
+                break;
+            case '\r':
+                put(QLatin1String("&#xd;"));
+                break;
+            default:
+                buffer[used++] = c;
+            }
+        }
+    }
+    out = QString(buffer.constData(), used);
+    return true;
+}
+
+} // namespace
+
 QString readCommentFromCommentTag(const HwXmlElementView& element)
 {
+    QString text;
+    if (plainCommentText(element.node(), text))
+        return text;
     return vellxml::loader_p::commentFromMarkup(element.serialize());
 }
 

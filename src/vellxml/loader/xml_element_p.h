@@ -12,6 +12,7 @@
 #include <vector>
 
 class HwXmlDocument;
+class HwXmlChildElements;
 
 /// A read-only view of one element of a parsed archive: what the tag handlers look at. Cheap to copy;
 /// valid while its document lives.
@@ -29,8 +30,8 @@ public:
     QString lowerTagName() const;
     /// The attribute's value; `fallback` when the attribute is absent (an empty value is kept).
     QString attribute(const char* name, const QString& fallback = QString()) const;
-    /// The child elements in document order.
-    std::vector<HwXmlElementView> childElements() const;
+    /// The child elements in document order, walked as they are read (no list is made).
+    HwXmlChildElements childElements() const;
     /// The text of every text and CDATA node below the element, in document order.
     QString text() const;
     /// The element and its content written back as markup, attributes and text escaped.
@@ -38,9 +39,64 @@ public:
     /// 1-based line and column of the start tag's "<".
     int line() const;
     int column() const;
+    /// The parsed node itself, for readers that walk it directly.
+    const pugi::xml_node& node() const { return m_node; }
 
 private:
+    // Handlers ask for a dozen attributes of elements that hold a handful; the names and values are
+    // gathered on the first request so that the later ones compare in place instead of calling into the
+    // parser's library for every step of its list. Longer lists are searched by the parser.
+    static constexpr int gatheredAttributes = 8;
+    const char* findAttribute(const char* name) const;
+
     pugi::xml_node m_node;
+    const HwXmlDocument* m_document;
+    mutable int m_attributeCount = -1;
+    mutable const char* m_attributeNames[gatheredAttributes] = {};
+    mutable const char* m_attributeValues[gatheredAttributes] = {};
+};
+
+/// The element children of one element, for a range-based for loop.
+class HwXmlChildElements {
+public:
+    class iterator {
+    public:
+        iterator(pugi::xml_node node, const HwXmlDocument* document)
+            : m_node(node)
+            , m_document(document)
+        {
+            skipOtherNodes();
+        }
+        HwXmlElementView operator*() const { return HwXmlElementView(m_node, m_document); }
+        iterator& operator++()
+        {
+            m_node = m_node.next_sibling();
+            skipOtherNodes();
+            return *this;
+        }
+        bool operator!=(const iterator& other) const { return m_node != other.m_node; }
+
+    private:
+        void skipOtherNodes()
+        {
+            while (m_node && m_node.type() != pugi::node_element)
+                m_node = m_node.next_sibling();
+        }
+
+        pugi::xml_node m_node;
+        const HwXmlDocument* m_document;
+    };
+
+    HwXmlChildElements(pugi::xml_node parent, const HwXmlDocument* document)
+        : m_parent(parent)
+        , m_document(document)
+    {
+    }
+    iterator begin() const { return iterator(m_parent.first_child(), m_document); }
+    iterator end() const { return iterator(pugi::xml_node(), m_document); }
+
+private:
+    pugi::xml_node m_parent;
     const HwXmlDocument* m_document;
 };
 

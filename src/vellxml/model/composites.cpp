@@ -40,6 +40,7 @@ HwStruct::HwStruct(const HwStruct& other)
     , m_alignment(other.m_alignment)
 {
     // The copies keep their offsets: the layout was made once, when the source grew.
+    m_members.reserve(other.m_members.size());
     for (const auto& member : other.m_members) {
         std::unique_ptr<HwXMLElement> copy = anonymousCopy(member.get());
         if (!copy)

@@ -215,6 +215,8 @@ private:
     XMLElementType m_type;
     HwXMLElement* m_parent = nullptr;
     unsigned int m_address = 0;
+    // Next to the address so that the two ints share one 8-byte slot: millions of elements are made.
+    int m_arrayNumber = -1;
     QMap<QString, std::uint32_t> m_altAddresses;
     QString m_category;
     // Mutable for storeComputedName().
@@ -222,7 +224,6 @@ private:
     QString m_comment;
     QString m_typeName;
     QString m_annotation;
-    int m_arrayNumber = -1;
     QStringList m_cKeywords;
 };
 

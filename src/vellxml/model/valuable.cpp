@@ -25,6 +25,7 @@ HwValuable::HwValuable(const HwValuable& other)
     , m_displayType(other.m_displayType)
     , m_enumHolder(other.m_enumHolder)
 {
+    m_bitFields.reserve(other.m_bitFields.size());
     for (const auto& bitField : other.m_bitFields)
         addBitField(std::make_unique<HwBitField>(*bitField));
     // A group refers to bitfields by pointer: point the copy's groups at the copied bitfields.
