@@ -48,11 +48,13 @@ TEST_F(ArchiveLoaderTest, RootFileLoadsIntoTheMemoryMap)
     const auto* uart = static_cast<const HwStruct*>(file->contains(QStringLiteral("uart")));
     ASSERT_NE(uart, nullptr);
     EXPECT_FALSE(uart->isTypedef());
+    EXPECT_TRUE(uart->isRootStruct());
     EXPECT_EQ(uart->getCategory(), QStringLiteral("Unclassified"));
     EXPECT_EQ(uart->getCKeywords(), (QStringList {"volatile", "const", "far"}));
     const auto* pair = static_cast<const HwStruct*>(root->getTemplate(QStringLiteral("pair")));
     ASSERT_NE(pair, nullptr);
     EXPECT_TRUE(pair->isTypedef());
+    EXPECT_FALSE(pair->isRootStruct());
     EXPECT_EQ(pair->getCategory(), QStringLiteral("Misc"));
     EXPECT_TRUE(pair->getCKeywords().isEmpty());
 
@@ -61,6 +63,7 @@ TEST_F(ArchiveLoaderTest, RootFileLoadsIntoTheMemoryMap)
     EXPECT_EQ(instances[0]->getPath(), QStringLiteral("$UART0"));
     EXPECT_EQ(instances[0]->getBaseAddress(), 0x40001000u);
     EXPECT_EQ(instances[0]->getParent(), root);
+    EXPECT_TRUE(static_cast<const HwStruct*>(instances[0])->isRootStruct());
 
     // A second load of the same kind replaces (and deletes) the first root.
     messages() = loadertest::Messages();

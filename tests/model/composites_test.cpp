@@ -101,6 +101,14 @@ TEST(StructTest, NestedStructuresAndArraysUseTheirOwnSizesAndAlignments)
     EXPECT_EQ(outer.getAlignConstraint(), 4u);
     EXPECT_TRUE(outer.isStruct());
     EXPECT_EQ(outer.getTypeString(), QStringLiteral("OUTER"));
+
+    // Only a top-level structure that is not a typedef is a module structure.
+    EXPECT_TRUE(outer.isRootStruct());
+    auto* nested =
+        static_cast<HwStruct*>(outer.addElement(std::make_unique<HwStruct>(QStringLiteral("n"), QString())));
+    EXPECT_FALSE(nested->isRootStruct());
+    outer.setTypedef(true);
+    EXPECT_FALSE(outer.isRootStruct());
 }
 
 TEST(ArrayTest, ItemsAreNamedNumberedAndPlacedFromThePrototype)

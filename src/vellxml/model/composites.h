@@ -42,6 +42,9 @@ public:
     bool hasInternalRegisters() const;
     /// A `typedef` type (a `module` is not one).
     bool isTypedef() const { return m_typedef; }
+    /// A module structure: not a typedef, and at the top of the tree (a module itself or an instance of
+    /// one), as opposed to a type structure or a structure nested in another element.
+    bool isRootStruct() const { return !m_typedef && isRootElement(); }
     void setTypedef(bool on) { m_typedef = on; }
     /// The generators give the scripting layer the structure's constants.
     bool hasRubyConstants() const { return m_rubyConstants; }
