@@ -81,6 +81,32 @@ bool HwArchiveLoader::charge(const HwXMLArchive* archive, const HwXmlElementView
     return true;
 }
 
+bool HwArchiveLoader::readArrayCount(const HwXMLArchive* archive, const HwXmlElementView& element,
+    const QString& typeName, const QString& kind, const QString& name, bool valueArray,
+    ArrayCount& count) const
+{
+    count.text = element.attribute("count", QStringLiteral("notanarray"));
+    count.isArray = count.text != QLatin1String("notanarray");
+    count.value = 0;
+    if (!count.isArray)
+        return true;
+    const Evaluation value = evaluate(archive, count.text);
+    if (value.failed) {
+        reportError(archive, element,
+            QStringLiteral("Tag defining '%1' contains %2 '%3' with an error in its count expression !")
+                .arg(typeName, valueArray ? kind + QStringLiteral(" array") : kind, name));
+        return false;
+    }
+    if (valueArray && value.value < 0) {
+        reportError(archive, element,
+            QStringLiteral("Invalid '%1' array count of type '%2' for array '%3'\n")
+                .arg(count.text, kind, name));
+        return false;
+    }
+    count.value = value.value;
+    return true;
+}
+
 std::unique_ptr<HwXMLElement> HwArchiveLoader::makeArray(const HwXMLArchive* archive,
     const HwXmlElementView& element, std::unique_ptr<HwXMLElement> item, int count, const QString& countText)
 {

@@ -98,6 +98,17 @@ private:
     void reportError(const HwXMLArchive* archive, const HwXmlElementView& element, const QString& text) const;
     /// Counts `count` new elements against the limit; reports and returns false when it is passed.
     bool charge(const HwXMLArchive* archive, const HwXmlElementView& element, std::int64_t count);
+    /// The `count` attribute of an element that may be an array: its text, and its value when it is one.
+    struct ArrayCount {
+        QString text;
+        bool isArray = false;
+        int value = 0;
+    };
+    /// Reads and evaluates `count`. On an evaluation error reports "Tag defining '<typeName>' contains <kind>
+    /// '<name>' with an error in its count expression !" (kind followed by " array" for valuables and
+    /// pointers, which also refuse a negative count) and returns false.
+    bool readArrayCount(const HwXMLArchive* archive, const HwXmlElementView& element, const QString& typeName,
+        const QString& kind, const QString& name, bool valueArray, ArrayCount& count) const;
     /// Wraps `element` into an array of `count` items when the budget allows.
     std::unique_ptr<HwXMLElement> makeArray(const HwXMLArchive* archive, const HwXmlElementView& element,
         std::unique_ptr<HwXMLElement> item, int count, const QString& countText);

@@ -117,26 +117,9 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageValuableTag(
 {
     const QString name = regularizeVariableName(element.attribute("name"));
     const QString protect = element.attribute("protect");
-    const QString count = element.attribute("count", QStringLiteral("notanarray"));
-    const bool isArray = count != QLatin1String("notanarray");
-    int countValue = 0;
-    if (isArray) {
-        const Evaluation value = evaluate(archive, count);
-        if (value.failed) {
-            reportError(archive, element,
-                QStringLiteral(
-                    "Tag defining '%1' contains %2 array '%3' with an error in its count expression !")
-                    .arg(typeName, tagName, name));
-            return nullptr;
-        }
-        if (value.value < 0) {
-            reportError(archive, element,
-                QStringLiteral("Invalid '%1' array count of type '%2' for array '%3'\n")
-                    .arg(count, tagName, name));
-            return nullptr;
-        }
-        countValue = value.value;
-    }
+    ArrayCount count;
+    if (!readArrayCount(archive, element, typeName, tagName, name, true, count))
+        return nullptr;
     if (name.isEmpty()) {
         reportError(archive, element, QStringLiteral("Module contains an unamed %1\n").arg(tagName));
         return nullptr;
@@ -175,10 +158,10 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageValuableTag(
         if (!ok)
             return nullptr;
     }
-    if (!isArray)
+    if (!count.isArray)
         return valuable;
     valuable->setTypeName(tagName);
-    return makeArray(archive, element, std::move(valuable), countValue, count);
+    return makeArray(archive, element, std::move(valuable), count.value, count.text);
 }
 
 bool HwArchiveLoader::manageBitsTag(

@@ -25,19 +25,9 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageStructTag(
             QStringLiteral("Tag defining '%1' contains struct with no name !").arg(typeName));
         return nullptr;
     }
-    const QString count = element.attribute("count", QStringLiteral("notanarray"));
-    int countValue = 0;
-    if (count != QLatin1String("notanarray")) {
-        const Evaluation value = evaluate(archive, count);
-        if (value.failed) {
-            reportError(archive, element,
-                QStringLiteral(
-                    "Tag defining '%1' contains struct '%2' with an error in its count expression !")
-                    .arg(typeName, name));
-            return nullptr;
-        }
-        countValue = value.value;
-    }
+    ArrayCount count;
+    if (!readArrayCount(archive, element, typeName, QStringLiteral("struct"), name, false, count))
+        return nullptr;
     if (!charge(archive, element, 1))
         return nullptr;
     auto structure = std::make_unique<HwStruct>(name, name);
@@ -58,9 +48,9 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageStructTag(
             return nullptr;
         structure->addElement(std::move(member));
     }
-    if (count == QLatin1String("notanarray"))
+    if (!count.isArray)
         return structure;
-    return makeArray(archive, element, std::move(structure), countValue, count);
+    return makeArray(archive, element, std::move(structure), count.value, count.text);
 }
 
 std::unique_ptr<HwXMLElement> HwArchiveLoader::manageInstanceTag(
@@ -76,19 +66,9 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageInstanceTag(
         reportError(archive, element, QStringLiteral("Found instance with no name!.\n"));
         return nullptr;
     }
-    const QString count = element.attribute("count", QStringLiteral("notanarray"));
-    int countValue = 0;
-    if (count != QLatin1String("notanarray")) {
-        const Evaluation value = evaluate(archive, count);
-        if (value.failed) {
-            reportError(archive, element,
-                QStringLiteral(
-                    "Tag defining '%1' contains instance '%2' with an error in its count expression !")
-                    .arg(typeName, name));
-            return nullptr;
-        }
-        countValue = value.value;
-    }
+    ArrayCount count;
+    if (!readArrayCount(archive, element, typeName, QStringLiteral("instance"), name, false, count))
+        return nullptr;
     HwRootArchive* root = archive->getRootArchive();
     const HwXMLElement* definition = root ? root->getTemplate(type) : nullptr;
     if (!definition) {
@@ -109,9 +89,9 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageInstanceTag(
         if (child.lowerTagName() == QLatin1String("comment"))
             member->setComment(readCommentFromCommentTag(child));
     }
-    if (count == QLatin1String("notanarray"))
+    if (!count.isArray)
         return member;
-    return makeArray(archive, element, std::move(member), countValue, count);
+    return makeArray(archive, element, std::move(member), count.value, count.text);
 }
 
 HwXMLElement* HwArchiveLoader::manageInstanceTag(const HwXmlElementView& element, HwXMLArchive* archive)
@@ -177,25 +157,9 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::managePtrTag(
 {
     const QString type = element.attribute("type");
     const QString name = element.attribute("name");
-    const QString count = element.attribute("count", QStringLiteral("notanarray"));
-    int countValue = 0;
-    if (count != QLatin1String("notanarray")) {
-        const Evaluation value = evaluate(archive, count);
-        if (value.failed) {
-            reportError(archive, element,
-                QStringLiteral(
-                    "Tag defining '%1' contains %2 array '%3' with an error in its count expression !")
-                    .arg(typeName, QStringLiteral("ptr"), name));
-            return nullptr;
-        }
-        if (value.value < 0) {
-            reportError(archive, element,
-                QStringLiteral("Invalid '%1' array count of type '%2' for array '%3'\n")
-                    .arg(count, QStringLiteral("ptr"), name));
-            return nullptr;
-        }
-        countValue = value.value;
-    }
+    ArrayCount count;
+    if (!readArrayCount(archive, element, typeName, QStringLiteral("ptr"), name, true, count))
+        return nullptr;
     if (!charge(archive, element, 1))
         return nullptr;
     // The type is kept by name: the pointed element is made when the pointer is first followed
@@ -211,9 +175,9 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::managePtrTag(
         }
         pointer->setComment(readCommentFromCommentTag(child));
     }
-    if (count == QLatin1String("notanarray"))
+    if (!count.isArray)
         return pointer;
-    return makeArray(archive, element, std::move(pointer), countValue, count);
+    return makeArray(archive, element, std::move(pointer), count.value, count.text);
 }
 
 std::unique_ptr<HwXMLElement> HwArchiveLoader::manageMemoryTag(
