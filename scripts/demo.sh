@@ -11,12 +11,11 @@ cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset" -j "$(nproc)" --target vellxml-cli
 vellxml="build/$preset/tools/vellxml/vellxml"
 
-# Each line of the example file is one `vellxml eval` command line: an
-# expression followed by its --var options, as a description would write them.
+# Each line of the example file holds the arguments of one `vellxml eval`: an
+# expression followed by its --var options, quoted as on a command line.
 echo "Evaluating the expressions of examples/expressions.txt:"
 while IFS= read -r line; do
   case "$line" in ''|'#'*) continue ;; esac
-  eval "args=($line)"
   printf '  vellxml eval %s\n    = ' "$line"
-  "$vellxml" eval "${args[@]}"
+  printf '%s\n' "$line" | xargs "$vellxml" eval
 done < examples/expressions.txt
