@@ -109,6 +109,9 @@ private:
     /// pointers, which also refuse a negative count) and returns false.
     bool readArrayCount(const HwXMLArchive* archive, const HwXmlElementView& element, const QString& typeName,
         const QString& kind, const QString& name, bool valueArray, ArrayCount& count) const;
+    /// Declares an enum entry or bound `name` = `value` as a variable of the archive linked to `e`.
+    bool declareEnumVariable(const HwXmlElementView& element, HwEnum* e, HwXMLArchive* archive,
+        const QString& name, const QString& value);
     /// Wraps `element` into an array of `count` items when the budget allows.
     std::unique_ptr<HwXMLElement> makeArray(const HwXMLArchive* archive, const HwXmlElementView& element,
         std::unique_ptr<HwXMLElement> item, int count, const QString& countText);

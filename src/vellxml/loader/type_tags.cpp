@@ -400,14 +400,11 @@ bool HwArchiveLoader::manageEnumTag(const HwXmlElementView& element, HwXMLArchiv
     return true;
 }
 
-bool HwArchiveLoader::manageEnumEntryTag(const HwXmlElementView& element, HwEnum* e, HwXMLArchive* archive)
+bool HwArchiveLoader::declareEnumVariable(const HwXmlElementView& element, HwEnum* e, HwXMLArchive* archive,
+    const QString& name, const QString& value)
 {
-    const QString name = element.attribute("name");
-    if (name.isEmpty()) {
-        reportError(archive, element, QStringLiteral("This entry has no name!"));
-        return false;
-    }
-    const QString value = element.attribute("value", QString::number(e->getEntryCount()));
+    // Entries and bounds are variables of the archive linked to their enum; a comment child is kept as the
+    // variable's origin text.
     QString comment;
     for (const HwXmlElementView& child : element.childElements()) {
         if (child.lowerTagName() == QLatin1String("comment"))
@@ -421,6 +418,19 @@ bool HwArchiveLoader::manageEnumEntryTag(const HwXmlElementView& element, HwEnum
             QStringLiteral("Enum '%1', expression '%3' : %4\n").arg(e->getName(), value, errorText));
         return false;
     }
+    return true;
+}
+
+bool HwArchiveLoader::manageEnumEntryTag(const HwXmlElementView& element, HwEnum* e, HwXMLArchive* archive)
+{
+    const QString name = element.attribute("name");
+    if (name.isEmpty()) {
+        reportError(archive, element, QStringLiteral("This entry has no name!"));
+        return false;
+    }
+    if (!declareEnumVariable(
+            element, e, archive, name, element.attribute("value", QString::number(e->getEntryCount()))))
+        return false;
     e->addEntry(name);
     return true;
 }
@@ -433,19 +443,5 @@ bool HwArchiveLoader::manageEnumBoundTag(const HwXmlElementView& element, HwEnum
             archive, element, QStringLiteral("A bound of the enum '%1' has no name!").arg(e->getName()));
         return false;
     }
-    const QString value = QString::number(e->getEntryCount());
-    QString comment;
-    for (const HwXmlElementView& child : element.childElements()) {
-        if (child.lowerTagName() == QLatin1String("comment"))
-            comment = readCommentFromCommentTag(child);
-    }
-    QString errorText;
-    bool failed = false;
-    archive->getVariableManager().evalExpressionAndAddVar(name, value, comment, e, errorText, failed);
-    if (failed) {
-        reportError(archive, element,
-            QStringLiteral("Enum '%1', expression '%3' : %4\n").arg(e->getName(), value, errorText));
-        return false;
-    }
-    return true;
+    return declareEnumVariable(element, e, archive, name, QString::number(e->getEntryCount()));
 }
