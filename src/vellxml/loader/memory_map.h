@@ -45,6 +45,12 @@ public:
     static bool m_bitfieldGenIgnoreReserved;
     static bool m_forceMaskShift;
 
+    // Path lookup and completion (access/).
+
+    // C headers, assembly headers and VHDL packages (generators/).
+
+    // HTML documentation (htmldoc/).
+
 private:
     std::unique_ptr<HwRootArchive> m_chipRoot;
     std::unique_ptr<HwRootArchive> m_softRoot;
