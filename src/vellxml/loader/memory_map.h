@@ -50,6 +50,13 @@ public:
     // C headers, assembly headers and VHDL packages (generators/).
 
     // HTML documentation (htmldoc/).
+    /// Writes the browsable documentation of the chip description into `dir` (made when missing): the fixed
+    /// resources under docpool/, index.html (menu.html beside the content frame), chip.html (title page),
+    /// menu.js with the tree menu, one page per instance named after it with ".html", and the lazily loaded
+    /// menu/ and search/ chunks. Every file is written whole or not at all and nothing outside `dir` is
+    /// touched; existing files of other names are left alone. Returns false, with the reason in `error`
+    /// when given, if no chip is loaded or a file cannot be written. The output depends only on the model.
+    bool generateDocumentation(const QString& dir, QString* error = nullptr) const;
 
 private:
     std::unique_ptr<HwRootArchive> m_chipRoot;

@@ -56,6 +56,10 @@ public:
     void memGet(unsigned char* image) const override;
     void dumpInfo(int level) const override;
 
+    // HTML documentation (htmldoc/): the anchor and the menu node (a field's row is written by its valuable).
+    QString getHrefName() const override;
+    QString treenode_serialize(int level, const QString& page) override;
+
     // VHDL constants of the logical and physical positions; the VHDL generator provides them.
     virtual QString vhdl_logical_serialize(int level, QStringList& names);
     virtual QString vhdl_physical_serialize(int level, QStringList& names);

@@ -33,6 +33,12 @@ public:
     void setReadError(bool error) override;
     void dumpInfo(int level) const override;
 
+    // HTML documentation (htmldoc/): anchors, page sections and menu nodes; `page` is the file of the
+    // instance page the element is documented on.
+    QString getHrefName() const override;
+    QString html_serialize(int level) override;
+    QString treenode_serialize(int level, const QString& page) override;
+
     /// Places the member after the others and adopts it. Returns the member.
     HwXMLElement* addElement(std::unique_ptr<HwXMLElement> member);
     const std::vector<std::unique_ptr<HwXMLElement>>& getMemberList() const { return m_members; }
@@ -84,6 +90,12 @@ public:
     /// Sets the flag here and on every item.
     void setReadError(bool error) override;
     void dumpInfo(int level) const override;
+
+    // HTML documentation (htmldoc/): anchors, page sections and menu nodes; `page` is the file of the
+    // instance page the element is documented on.
+    QString getHrefName() const override;
+    QString html_serialize(int level) override;
+    QString treenode_serialize(int level, const QString& page) override;
 
     int count() const { return m_count; }
     /// The count as the description writes it.
@@ -167,6 +179,12 @@ public:
     /// Fills the hole's bytes with 0, the value reserved space must be written with.
     void memGet(unsigned char* image) const override;
 
+    // HTML documentation (htmldoc/): anchors, page sections and menu nodes; `page` is the file of the
+    // instance page the element is documented on.
+    QString getHrefName() const override;
+    QString html_serialize(int level) override;
+    QString treenode_serialize(int level, const QString& page) override;
+
     int getSizeInBits() const { return m_sizeInBits; }
 
 private:
@@ -189,6 +207,12 @@ public:
     /// Zeros: a memory is never read as part of an image.
     void getReadMask(unsigned char* mask) const override;
     void memGet(unsigned char* image) const override;
+
+    // HTML documentation (htmldoc/): anchors, page sections and menu nodes; `page` is the file of the
+    // instance page the element is documented on.
+    QString getHrefName() const override;
+    QString html_serialize(int level) override;
+    QString treenode_serialize(int level, const QString& page) override;
 
 private:
     int m_size;
@@ -216,6 +240,12 @@ public:
     void getReadMask(unsigned char* mask) const override;
     /// Fills the external's bytes with 0xFF.
     void memGet(unsigned char* image) const override;
+
+    // HTML documentation (htmldoc/): anchors, page sections and menu nodes; `page` is the file of the
+    // instance page the element is documented on.
+    QString getHrefName() const override;
+    QString html_serialize(int level) override;
+    QString treenode_serialize(int level, const QString& page) override;
 
 private:
     int m_size;

@@ -216,11 +216,6 @@ QString HwXMLElement::html_serialize(int)
     return QString();
 }
 
-QString HwXMLElement::html_comment_serialize(int)
-{
-    return QString();
-}
-
 QString HwXMLElement::treenode_serialize(int, const QString&)
 {
     return QString();

@@ -132,6 +132,7 @@ public:
     virtual QString asmarm_content();
     virtual QString vhdl_content();
     virtual QString html_serialize(int level);
+    /// The comment as HTML, markup-safe, line breaks kept; defined with the HTML documentation (htmldoc/).
     virtual QString html_comment_serialize(int level);
     virtual QString treenode_serialize(int level, const QString& parentNode);
     virtual QString asm_serialize(const QString& prefix, const QString& base);

@@ -34,6 +34,12 @@ public:
     void memGet(unsigned char* image) const override;
     void dumpInfo(int level) const override;
 
+    // HTML documentation (htmldoc/): anchors, page sections and menu nodes; `page` is the file of the
+    // instance page the element is documented on.
+    QString getHrefName() const override;
+    QString html_serialize(int level) override;
+    QString treenode_serialize(int level, const QString& page) override;
+
     /// Assigns the bitfields their packed physical positions; the VHDL generator provides it.
     virtual void buildPhysicalMap();
     /// The value as a signed number's bit pattern (the signed classes already sign-extend getValue()).

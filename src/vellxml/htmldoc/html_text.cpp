@@ -1,0 +1,263 @@
+// Text helpers of the HTML documentation: escaping, comments, anchors and register reset values.
+#include "html_p.h"
+
+#include <vellxml/model/bitfield.h>
+#include <vellxml/model/element.h>
+#include <vellxml/model/valuable.h>
+
+#include <QStringView>
+
+#include <algorithm>
+
+namespace vellxml::htmldoc_p {
+
+namespace {
+
+bool isAsciiDigit(QChar c)
+{
+    return c >= QLatin1Char('0') && c <= QLatin1Char('9');
+}
+
+bool isHexDigit(QChar c)
+{
+    return isAsciiDigit(c) || (c >= QLatin1Char('a') && c <= QLatin1Char('f'))
+        || (c >= QLatin1Char('A') && c <= QLatin1Char('F'));
+}
+
+bool isAnchorChar(QChar c)
+{
+    return isAsciiDigit(c) || (c >= QLatin1Char('a') && c <= QLatin1Char('z'))
+        || (c >= QLatin1Char('A') && c <= QLatin1Char('Z')) || c == QLatin1Char('_');
+}
+
+/// Length of a line-break tag at `at` ("<br>", "<br/>", "<br />", any case), or 0.
+int breakTagLength(const QString& text, int at)
+{
+    const QStringView rest = QStringView(text).mid(at);
+    for (const QLatin1String form :
+        {QLatin1String("<br>"), QLatin1String("<br/>"), QLatin1String("<br />")}) {
+        if (rest.startsWith(form, Qt::CaseInsensitive))
+            return static_cast<int>(form.size());
+    }
+    return 0;
+}
+
+/// Length of a character reference at `at` that is kept as it is, or 0.
+int referenceLength(const QString& text, int at)
+{
+    const QStringView rest = QStringView(text).mid(at);
+    for (const QLatin1String name : {QLatin1String("&amp;"), QLatin1String("&lt;"), QLatin1String("&gt;"),
+             QLatin1String("&quot;"), QLatin1String("&apos;")}) {
+        if (rest.startsWith(name))
+            return static_cast<int>(name.size());
+    }
+    if (!rest.startsWith(QLatin1String("&#")))
+        return 0;
+    const bool hex = rest.size() > 2 && (rest[2] == QLatin1Char('x') || rest[2] == QLatin1Char('X'));
+    int i = hex ? 3 : 2;
+    const int first = i;
+    while (i < rest.size() && i - first < 8 && (hex ? isHexDigit(rest[i]) : isAsciiDigit(rest[i])))
+        ++i;
+    if (i == first || i >= rest.size() || rest[i] != QLatin1Char(';'))
+        return 0;
+    return i + 1;
+}
+
+/// True for a reference to a carriage return (13), which comments carry from Windows line ends.
+bool isCarriageReturn(QStringView reference)
+{
+    const bool hex = reference.size() > 2 && reference[2].toLower() == QLatin1Char('x');
+    bool ok = false;
+    const uint value =
+        reference.mid(hex ? 3 : 2, reference.size() - (hex ? 4 : 3)).toUInt(&ok, hex ? 16 : 10);
+    return reference.startsWith(QLatin1String("&#")) && ok && value == 13;
+}
+
+} // namespace
+
+QString anchorName(const QString& name)
+{
+    if (name.isEmpty())
+        return QStringLiteral("_");
+    QString out = name;
+    for (QChar& c : out) {
+        if (!isAnchorChar(c))
+            c = QLatin1Char('_');
+    }
+    return out;
+}
+
+namespace {
+
+/// True when the element is documented as a page of its own: it has no parent or hangs under an archive.
+bool isPageRoot(const HwXMLElement* element)
+{
+    const HwXMLElement* parent = element->getParent();
+    return !parent || parent->getType() == TYPE_ARCHIVE || parent->getType() == TYPE_ROOTARCHIVE;
+}
+
+} // namespace
+
+QString escapeHtml(const QString& text)
+{
+    QString out;
+    out.reserve(text.size() + 8);
+    for (const QChar c : text) {
+        switch (c.unicode()) {
+        case '&':
+            out += QLatin1String("&amp;");
+            break;
+        case '<':
+            out += QLatin1String("&lt;");
+            break;
+        case '>':
+            out += QLatin1String("&gt;");
+            break;
+        case '"':
+            out += QLatin1String("&quot;");
+            break;
+        default:
+            out += c;
+        }
+    }
+    return out;
+}
+
+QString commentToHtml(const QString& comment)
+{
+    QString out;
+    out.reserve(comment.size() + 16);
+    const int size = static_cast<int>(comment.size());
+    for (int i = 0; i < size; ++i) {
+        const QChar c = comment[i];
+        switch (c.unicode()) {
+        case '<':
+            if (const int length = breakTagLength(comment, i)) {
+                out += QLatin1String("<br>");
+                i += length - 1;
+            } else {
+                out += QLatin1String("&lt;");
+            }
+            break;
+        case '>':
+            out += QLatin1String("&gt;");
+            break;
+        case '&':
+            if (const int length = referenceLength(comment, i)) {
+                const QStringView reference = QStringView(comment).mid(i, length);
+                if (!isCarriageReturn(reference))
+                    out += reference;
+                i += length - 1;
+            } else {
+                out += QLatin1String("&amp;");
+            }
+            break;
+        case '\n':
+            out += QLatin1String("<br>");
+            break;
+        case '\r':
+            break;
+        default:
+            out += c;
+        }
+    }
+    return out;
+}
+
+QString jsString(const QString& text)
+{
+    QString out;
+    out.reserve(text.size() + 2);
+    out += QLatin1Char('"');
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        if (u == '\\' || u == '"') {
+            out += QLatin1Char('\\');
+            out += c;
+        } else if (u < 0x20 || u == '<' || u == 0x2028 || u == 0x2029) {
+            // "<" too, so that no "</script>" can appear in the text.
+            out += QStringLiteral("\\u%1").arg(static_cast<uint>(u), 4, 16, QLatin1Char('0'));
+        } else {
+            out += c;
+        }
+    }
+    out += QLatin1Char('"');
+    return out;
+}
+
+QString hex8(std::uint32_t value)
+{
+    return QStringLiteral("%1").arg(value, 8, 16, QLatin1Char('0')).toUpper();
+}
+
+QString anchorPath(const HwXMLElement* element)
+{
+    if (isPageRoot(element))
+        return QString();
+    const HwXMLElement* parent = element->getParent();
+    QString own;
+    if (element->getArrayNumber() != -1)
+        own = QString::number(element->getArrayNumber());
+    else if (parent->isPointer() && !element->isBitfield())
+        own = QStringLiteral("-");
+    else
+        own = anchorName(element->getName());
+    const QString above = anchorPath(parent);
+    return above.isEmpty() ? own : above + QLatin1Char('.') + own;
+}
+
+QString hrefNameOf(const HwXMLElement* element)
+{
+    const QString path = anchorPath(element);
+    const QString address = hex8(element->getBaseAddress());
+    return path.isEmpty() ? address : address + QLatin1Char('_') + path;
+}
+
+QString displayPath(const HwXMLElement* element)
+{
+    const QString path = element->getPath();
+    if (path.isEmpty())
+        return element->getName();
+    const HwXMLElement* top = element;
+    while (!isPageRoot(top))
+        top = top->getParent();
+    if (top == element)
+        return element->getName();
+    const QString prefix = top->getPath();
+    if (path.startsWith(prefix) && path.size() > prefix.size()) {
+        const int skip = static_cast<int>(prefix.size()) + (path[prefix.size()] == QLatin1Char('.') ? 1 : 0);
+        return path.mid(skip);
+    }
+    return element->getName();
+}
+
+QString registerResetString(const HwValuable* valuable)
+{
+    const unsigned int width = std::min(valuable->getBitSize(), 32u);
+    const std::uint64_t widthMask = (std::uint64_t {1} << width) - 1;
+    std::uint64_t value = 0;
+    std::uint64_t known = 0;
+    std::uint64_t unknown = 0;
+    for (const auto& field : valuable->getBitFields()) {
+        const std::uint64_t mask = field->getFullValueUnshifted() & widthMask;
+        if (field->hasResetValue()) {
+            const int down = std::max(field->getDownPos(), 0);
+            value |= (std::uint64_t {field->getResetValue()} << down) & mask;
+            known |= mask;
+        } else {
+            unknown |= mask;
+        }
+    }
+    if (known == 0)
+        return QStringLiteral("-");
+    QString out = QStringLiteral("0x");
+    for (int digit = static_cast<int>(width / 4) - 1; digit >= 0; --digit) {
+        if ((unknown >> (digit * 4)) & 0xF)
+            out += QLatin1Char('x');
+        else
+            out += QString::number((value >> (digit * 4)) & 0xF, 16).toUpper();
+    }
+    return out;
+}
+
+} // namespace vellxml::htmldoc_p
