@@ -17,6 +17,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QHash>
 #include <QSaveFile>
 #include <QSet>
 #include <QStringList>
@@ -96,32 +97,19 @@ class SearchIndex {
 public:
     void add(std::uint32_t page, SearchKind kind, const QString& anchor, const QString& name)
     {
-        const QByteArray anchorBytes = anchor.toLatin1();
-        QByteArray key = anchorName(name).toLatin1();
-        for (char& c : key) {
-            if (c >= 'A' && c <= 'Z')
-                c = static_cast<char>(c - 'A' + 'a');
-        }
         const auto anchorAt = static_cast<std::uint32_t>(m_text.size());
-        m_text.append(anchorBytes.constData(), static_cast<std::size_t>(anchorBytes.size()));
-        const auto keyAt = static_cast<std::uint32_t>(m_text.size());
-        m_text.append(key.constData(), static_cast<std::size_t>(key.size()));
-        const auto keyLength = static_cast<int>(std::min<qsizetype>(key.size(), 255));
-        for (int offset = 0; offset < keyLength; ++offset) {
-            const bool wordStart =
-                offset == 0 || (key[offset - 1] == '_' && key[offset] >= 'a' && key[offset] <= 'z');
-            if (!wordStart)
-                continue;
-            Entry entry;
-            entry.key = keyAt + static_cast<std::uint32_t>(offset);
-            entry.keyLength = static_cast<std::uint16_t>(key.size() - offset);
-            entry.anchor = anchorAt;
-            entry.anchorLength = static_cast<std::uint16_t>(std::min<qsizetype>(anchorBytes.size(), 0xFFFF));
-            entry.page = page;
-            entry.kind = kind;
-            entry.offset = static_cast<std::uint8_t>(offset);
-            m_entries.push_back(entry);
-        }
+        appendLatin1(anchor);
+        addKeys(page, kind, anchorAt, name);
+    }
+
+    /// A field: its anchor is its register's anchor, ".", its name (see getHrefName()).
+    void addField(std::uint32_t page, const QString& registerAnchor, const QString& name)
+    {
+        const auto anchorAt = static_cast<std::uint32_t>(m_text.size());
+        appendLatin1(registerAnchor);
+        m_text += '.';
+        appendLatin1(anchorName(name));
+        addKeys(page, KindField, anchorAt, name);
     }
 
     /// Sorts by key (byte order, which is the browser's string order for ASCII), then page and anchor, so
@@ -183,6 +171,43 @@ private:
         return aLength < bLength ? -1 : (aLength > bLength ? 1 : 0);
     }
 
+    void appendLatin1(const QString& text)
+    {
+        for (const QChar c : text)
+            m_text += static_cast<char>(c.unicode() < 128 ? c.unicode() : '_');
+    }
+
+    /// The entries of one element whose anchor was just appended from anchorAt: one per word start of its
+    /// lower-case name.
+    void addKeys(std::uint32_t page, SearchKind kind, std::uint32_t anchorAt, const QString& name)
+    {
+        const auto anchorLength =
+            static_cast<std::uint16_t>(std::min<std::size_t>(m_text.size() - anchorAt, 0xFFFF));
+        const auto keyAt = static_cast<std::uint32_t>(m_text.size());
+        appendLatin1(anchorName(name));
+        for (std::size_t i = keyAt; i < m_text.size(); ++i) {
+            if (m_text[i] >= 'A' && m_text[i] <= 'Z')
+                m_text[i] = static_cast<char>(m_text[i] - 'A' + 'a');
+        }
+        const std::size_t keyLength = m_text.size() - keyAt;
+        const char* key = m_text.data() + keyAt;
+        for (std::size_t offset = 0; offset < std::min<std::size_t>(keyLength, 255); ++offset) {
+            const bool wordStart =
+                offset == 0 || (key[offset - 1] == '_' && key[offset] >= 'a' && key[offset] <= 'z');
+            if (!wordStart)
+                continue;
+            Entry entry;
+            entry.key = keyAt + static_cast<std::uint32_t>(offset);
+            entry.keyLength = static_cast<std::uint16_t>(std::min<std::size_t>(keyLength - offset, 0xFFFF));
+            entry.anchor = anchorAt;
+            entry.anchorLength = anchorLength;
+            entry.page = page;
+            entry.kind = kind;
+            entry.offset = static_cast<std::uint8_t>(offset);
+            m_entries.push_back(entry);
+        }
+    }
+
     std::string m_text;
     std::vector<Entry> m_entries;
 };
@@ -193,10 +218,11 @@ void collectSearchEntries(const HwXMLElement* element, std::uint32_t page, bool 
 {
     if (element->isValuable()) {
         const auto* valuable = static_cast<const HwValuable*>(element);
+        const QString anchor = element->getHrefName();
         if (named)
-            index.add(page, KindRegister, element->getHrefName(), element->getName());
+            index.add(page, KindRegister, anchor, element->getName());
         for (const auto& field : valuable->getBitFields())
-            index.add(page, KindField, field->getHrefName(), field->getName());
+            index.addField(page, anchor, field->getName());
         if (element->isPointer()) {
             if (const HwXMLElement* pointed = static_cast<const HwPointer*>(element)->getPointedElement())
                 collectSearchEntries(pointed, page, false, index);

@@ -118,33 +118,53 @@ Facts instanceFacts(const HwXMLElement* element)
     return facts;
 }
 
-QString bitsText(const HwBitField* field)
+void appendBits(QString& out, const HwBitField* field)
 {
-    if (field->getUpPos() == field->getDownPos())
-        return QString::number(field->getDownPos());
-    return QStringLiteral("%1:%2").arg(field->getUpPos()).arg(field->getDownPos());
+    out += QString::number(field->getUpPos());
+    if (field->getUpPos() != field->getDownPos()) {
+        out += QLatin1Char(':');
+        out += QString::number(field->getDownPos());
+    }
 }
 
-QString fieldRow(HwBitField* field, int level)
+/// A field's anchor: its register's, ".", the field's name. This is what getHrefName() gives (a field has
+/// its register's base address), built without walking up again: a large chip has millions of fields.
+QString fieldAnchor(const QString& registerAnchor, const HwBitField* field)
 {
-    QString out = QLatin1String("<tr id=\"") + escapeHtml(field->getHrefName()) + QLatin1String("\"><td>")
-        + bitsText(field) + QLatin1String("</td><td>") + escapeHtml(field->getName())
-        + QLatin1String("</td><td>") + field->getAccessString() + QLatin1String("</td><td>")
-        + escapeHtml(field->getResetString(DISPLAY_DEFAULT)) + QLatin1String("</td><td>")
-        + field->html_comment_serialize(level);
+    return registerAnchor + QLatin1Char('.') + anchorName(field->getName());
+}
+
+void appendFieldRow(QString& out, const QString& registerAnchor, HwBitField* field, int level)
+{
+    out += QLatin1String("<tr id=\"");
+    out += escapeHtml(fieldAnchor(registerAnchor, field));
+    out += QLatin1String("\"><td>");
+    appendBits(out, field);
+    out += QLatin1String("</td><td>");
+    out += escapeHtml(field->getName());
+    out += QLatin1String("</td><td>");
+    out += field->getAccessString();
+    out += QLatin1String("</td><td>");
+    out += escapeHtml(field->getResetString(DISPLAY_DEFAULT));
+    out += QLatin1String("</td><td>");
+    out += field->html_comment_serialize(level);
     const QList<HwBitFieldOption>& options = field->getOptions();
     if (!options.isEmpty()) {
         out += QLatin1String("<table class=\"opts\">");
         for (const HwBitFieldOption& option : options) {
-            out += QLatin1String("<tr data-v=\"") + QString::number(option.value) + QLatin1String("\"><td>")
-                + escapeHtml(field->convertValueToValueString(option.value, DISPLAY_DEFAULT, false, false))
-                + QLatin1String("</td><td>") + escapeHtml(option.name) + QLatin1String("</td><td>")
-                + commentToHtml(option.description) + QLatin1String("</td></tr>");
+            out += QLatin1String("<tr data-v=\"");
+            out += QString::number(option.value);
+            out += QLatin1String("\"><td>");
+            out += escapeHtml(field->convertValueToValueString(option.value, DISPLAY_DEFAULT, false, false));
+            out += QLatin1String("</td><td>");
+            out += escapeHtml(option.name);
+            out += QLatin1String("</td><td>");
+            out += commentToHtml(option.description);
+            out += QLatin1String("</td></tr>");
         }
         out += QLatin1String("</table>");
     }
     out += QLatin1String("</td></tr>\n");
-    return out;
 }
 
 QString bitGroupTable(const HwValuable* valuable)
@@ -300,8 +320,10 @@ QString HwValuable::html_serialize(int level)
         out += QStringLiteral("<table class=\"fields\" data-w=\"%1\"><thead><tr><th>Bits</th><th>Field</th>"
                               "<th>Access</th><th>Reset</th><th>Description</th></tr></thead><tbody>\n")
                    .arg(std::min(getBitSize(), 32u));
+        const QString anchor = getHrefName();
+        out.reserve(out.size() + 200 * static_cast<int>(m_bitFields.size()));
         for (const auto& field : m_bitFields)
-            out += fieldRow(field.get(), level + 1);
+            appendFieldRow(out, anchor, field.get(), level + 1);
         out += QLatin1String("</tbody></table>\n");
         out += bitGroupTable(this);
     }
@@ -316,6 +338,7 @@ QString HwValuable::html_serialize(int level)
 QString HwValuable::treenode_serialize(int level, const QString& page)
 {
     QStringList children;
+    children.reserve(static_cast<int>(m_bitFields.size()) + 1);
     for (const auto& field : m_bitFields)
         children.append(field->treenode_serialize(level + 1, page));
     if (isPointer()) {

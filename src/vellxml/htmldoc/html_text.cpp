@@ -6,6 +6,7 @@
 #include <vellxml/model/valuable.h>
 
 #include <QStringView>
+#include <QVarLengthArray>
 
 #include <algorithm>
 
@@ -79,6 +80,11 @@ QString anchorName(const QString& name)
 {
     if (name.isEmpty())
         return QStringLiteral("_");
+    bool plain = true;
+    for (const QChar c : name)
+        plain = plain && isAnchorChar(c);
+    if (plain)
+        return name;
     QString out = name;
     for (QChar& c : out) {
         if (!isAnchorChar(c))
@@ -100,6 +106,14 @@ bool isPageRoot(const HwXMLElement* element)
 
 QString escapeHtml(const QString& text)
 {
+    // Most names and values need nothing: hand back the shared text.
+    bool plain = true;
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        plain = plain && u != '&' && u != '<' && u != '>' && u != '"';
+    }
+    if (plain)
+        return text;
     QString out;
     out.reserve(text.size() + 8);
     for (const QChar c : text) {
@@ -125,6 +139,13 @@ QString escapeHtml(const QString& text)
 
 QString commentToHtml(const QString& comment)
 {
+    bool plain = true;
+    for (const QChar c : comment) {
+        const char16_t u = c.unicode();
+        plain = plain && u != '&' && u != '<' && u != '>' && u != '\n' && u != '\r';
+    }
+    if (plain)
+        return comment;
     QString out;
     out.reserve(comment.size() + 16);
     const int size = static_cast<int>(comment.size());
@@ -166,6 +187,13 @@ QString commentToHtml(const QString& comment)
 
 QString jsString(const QString& text)
 {
+    bool plain = true;
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        plain = plain && u >= 0x20 && u != '\\' && u != '"' && u != '<' && u != 0x2028 && u != 0x2029;
+    }
+    if (plain)
+        return QLatin1Char('"') + text + QLatin1Char('"');
     QString out;
     out.reserve(text.size() + 2);
     out += QLatin1Char('"');
@@ -187,23 +215,33 @@ QString jsString(const QString& text)
 
 QString hex8(std::uint32_t value)
 {
-    return QStringLiteral("%1").arg(value, 8, 16, QLatin1Char('0')).toUpper();
+    static const char digits[] = "0123456789ABCDEF";
+    QString out(8, Qt::Uninitialized);
+    for (int i = 7; i >= 0; --i, value >>= 4)
+        out[i] = QLatin1Char(digits[value & 0xF]);
+    return out;
 }
 
 QString anchorPath(const HwXMLElement* element)
 {
-    if (isPageRoot(element))
-        return QString();
-    const HwXMLElement* parent = element->getParent();
-    QString own;
-    if (element->getArrayNumber() != -1)
-        own = QString::number(element->getArrayNumber());
-    else if (parent->isPointer() && !element->isBitfield())
-        own = QStringLiteral("-");
-    else
-        own = anchorName(element->getName());
-    const QString above = anchorPath(parent);
-    return above.isEmpty() ? own : above + QLatin1Char('.') + own;
+    // The parts from the element up to (not including) its page root, joined from the top down.
+    QVarLengthArray<const HwXMLElement*, 16> chain;
+    for (const HwXMLElement* e = element; !isPageRoot(e); e = e->getParent())
+        chain.append(e);
+    const int depth = static_cast<int>(chain.size());
+    QString path;
+    for (int i = depth - 1; i >= 0; --i) {
+        const HwXMLElement* e = chain[i];
+        if (i != depth - 1)
+            path += QLatin1Char('.');
+        if (e->getArrayNumber() != -1)
+            path += QString::number(e->getArrayNumber());
+        else if (e->getParent()->isPointer() && !e->isBitfield())
+            path += QLatin1Char('-');
+        else
+            path += anchorName(e->getName());
+    }
+    return path;
 }
 
 QString hrefNameOf(const HwXMLElement* element)

@@ -1,0 +1,41 @@
+cmake_minimum_required(VERSION 3.22)
+# Script mode: writes the documentation of ROOT with DOCGEN into WORK/docs, installs playwright-core into
+# WORK with `npm ci` when it is missing or its lock file changed, then runs browser_test.js with node. The
+# screenshot WORK/screenshot.png is kept as the test's artefact.
+foreach(variable DOCGEN ROOT SOURCE WORK)
+  if(NOT DEFINED ${variable})
+    message(FATAL_ERROR "${variable} is not set")
+  endif()
+endforeach()
+find_program(NODE node REQUIRED)
+find_program(NPM npm REQUIRED)
+if(NOT EXISTS /usr/bin/chromium)
+  message(FATAL_ERROR "/usr/bin/chromium is missing: run scripts/install-deps.sh")
+endif()
+
+file(MAKE_DIRECTORY "${WORK}")
+file(SHA256 "${SOURCE}/package-lock.json" wanted)
+set(installed "")
+if(EXISTS "${WORK}/package-lock.json")
+  file(SHA256 "${WORK}/package-lock.json" installed)
+endif()
+if(NOT EXISTS "${WORK}/node_modules/playwright-core/package.json" OR NOT installed STREQUAL wanted)
+  file(COPY "${SOURCE}/package.json" "${SOURCE}/package-lock.json" DESTINATION "${WORK}")
+  execute_process(COMMAND "${NPM}" ci --no-audit --no-fund --ignore-scripts
+    WORKING_DIRECTORY "${WORK}" RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "npm ci failed (${result})")
+  endif()
+endif()
+file(COPY "${SOURCE}/browser_test.js" DESTINATION "${WORK}")
+
+file(REMOVE_RECURSE "${WORK}/docs")
+execute_process(COMMAND "${DOCGEN}" "${ROOT}" "${WORK}/docs" RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "vellxml_docgen failed (${result})")
+endif()
+execute_process(COMMAND "${NODE}" "${WORK}/browser_test.js" "${WORK}/docs" "${WORK}/screenshot.png"
+  WORKING_DIRECTORY "${WORK}" RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "the browser test failed (${result})")
+endif()
