@@ -8,7 +8,7 @@ scripts/install-deps.sh
 
 preset=ci
 cmake --preset "$preset" >/dev/null
-cmake --build --preset "$preset" -j "$(nproc)" --target vellxml-cli
+cmake --build --preset "$preset" -j "$(nproc)" --target vellxml-cli vellxml_docgen vellxml_demo_chip
 vellxml="build/$preset/tools/vellxml/vellxml"
 
 # Each line of the example file holds the arguments of one `vellxml eval`: an
@@ -19,3 +19,9 @@ while IFS= read -r line; do
   printf '  vellxml eval %s\n    = ' "$line"
   printf '%s\n' "$line" | xargs "$vellxml" eval
 done < examples/expressions.txt
+
+# The demo chip's browsable documentation.
+echo
+echo "Documenting the demo chip (examples/demo):"
+"build/$preset/examples/vellxml_docgen" "build/$preset/examples/demo/chip.xml" "build/$preset/demo-doc"
+echo "  open build/$preset/demo-doc/index.html in a browser"
