@@ -185,7 +185,11 @@
   }
 
   window.vellxmlSearch = {
-    index: function (data) { searchIndex = data; },
+    index: function (data) {
+      searchIndex = data;
+      // Text typed before the index arrived.
+      if (input.value.trim()) search(input.value);
+    },
     chunk: function (n, entries) {
       entriesOf[n] = { entries: entries, keys: entries.map(keyOf) };
       searchChunks.arrived(n);
