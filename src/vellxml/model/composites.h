@@ -33,6 +33,19 @@ public:
     void setReadError(bool error) override;
     void dumpInfo(int level) const override;
 
+    // C, assembly and VHDL generation (generators/).
+    QString c_content() override;
+    QString c_typedefSerialize() override;
+    QString c_bitfieldSerialize(const QString& prefix) override;
+    QString c_serialize(int level) override;
+    QString asm_content() override;
+    QString asmarm_content() override;
+    QString asm_serialize(const QString& prefix, const QString& base) override;
+    QString macro_serialize(const QString& prefix, QHash<QString, QString>& macros) override;
+    QString vhdl_serialize(int level, HwVHDLNames& names) override;
+    /// The VHDL text of a module: its address-bit constant, the legend, then every register.
+    QString vhdl_content() override;
+
     /// Places the member after the others and adopts it. Returns the member.
     HwXMLElement* addElement(std::unique_ptr<HwXMLElement> member);
     const std::vector<std::unique_ptr<HwXMLElement>>& getMemberList() const { return m_members; }
@@ -85,6 +98,13 @@ public:
     void setReadError(bool error) override;
     void dumpInfo(int level) const override;
 
+    // C, assembly and VHDL generation (generators/).
+    QString c_bitfieldSerialize(const QString& prefix) override;
+    QString c_serialize(int level) override;
+    QString asm_serialize(const QString& prefix, const QString& base) override;
+    QString macro_serialize(const QString& prefix, QHash<QString, QString>& macros) override;
+    QString vhdl_serialize(int level, HwVHDLNames& names) override;
+
     int count() const { return m_count; }
     /// The count as the description writes it.
     QString getCountText() const { return m_countText; }
@@ -121,6 +141,10 @@ public:
     void dumpInfo(int level) const override;
     unsigned int getValue() const override;
     void setValue(unsigned int value) override;
+
+    // C, assembly and VHDL generation (generators/).
+    QString c_typedefSerialize() override;
+    QString c_serialize(int level) override;
 
     QString getPointedTypeName() const { return m_pointedTypeName; }
     /// The pointed element, or null while none was allocated.
@@ -167,6 +191,9 @@ public:
     /// Fills the hole's bytes with 0, the value reserved space must be written with.
     void memGet(unsigned char* image) const override;
 
+    // C, assembly and VHDL generation (generators/).
+    QString c_serialize(int level) override;
+
     int getSizeInBits() const { return m_sizeInBits; }
 
 private:
@@ -189,6 +216,9 @@ public:
     /// Zeros: a memory is never read as part of an image.
     void getReadMask(unsigned char* mask) const override;
     void memGet(unsigned char* image) const override;
+
+    // C, assembly and VHDL generation (generators/).
+    QString c_serialize(int level) override;
 
 private:
     int m_size;
@@ -216,6 +246,13 @@ public:
     void getReadMask(unsigned char* mask) const override;
     /// Fills the external's bytes with 0xFF.
     void memGet(unsigned char* image) const override;
+
+    // C, assembly and VHDL generation (generators/).
+    QString c_content() override;
+    QString c_typedefSerialize() override;
+    QString c_serialize(int level) override;
+    QString asm_content() override;
+    QString asmarm_content() override;
 
 private:
     int m_size;
