@@ -11,6 +11,8 @@ packages=(
   qt6-base-dev qtbase5-dev libssl-dev openssl libpugixml-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev googletest libbenchmark-dev
+  # checks of the generated files: VHDL analysis, 32-bit C layout programs
+  ghdl libc6-dev-i386 lib32gcc-12-dev
 )
 
 missing=()

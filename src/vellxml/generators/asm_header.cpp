@@ -28,21 +28,6 @@ QString includeName(const QString& header, const QString& ending)
     return stem + ending;
 }
 
-/// Whether the archive whose C header is `header` writes assembly headers. An archive with asm="no" has
-/// none to include; a header of no loaded archive (not loaded, or a missing optional file) is kept.
-bool hasAsmHeader(const HwXMLArchive* archive, const QString& header)
-{
-    const HwRootArchive* root = archive->getRootArchive();
-    if (!root)
-        return true;
-    for (const auto& candidate : root->getArchives()) {
-        const QString own = candidate->getHFileRelativeName();
-        if (own == header || own.endsWith(QLatin1Char('/') + header))
-            return candidate->getGenerateAsm();
-    }
-    return true;
-}
-
 QString archiveAsmText(HwXMLArchive* archive, bool arm)
 {
     const QString base = archive->getBaseName();
@@ -62,7 +47,7 @@ QString archiveAsmText(HwXMLArchive* archive, bool arm)
     for (const auto& include : archive->getIncludes()) {
         const auto& entries = include->getConditionalEntries();
         if (entries.empty()) {
-            if (hasAsmHeader(archive, include->getHeaderName()))
+            if (writesHeaders(archive, include->getHeaderName(), true))
                 text +=
                     QStringLiteral("#include \"%1\"\n").arg(includeName(include->getHeaderName(), ending));
             continue;
@@ -70,7 +55,7 @@ QString archiveAsmText(HwXMLArchive* archive, bool arm)
         // Assembly has no fallback: without a matching condition nothing is included.
         bool first = true;
         for (const auto& entry : entries) {
-            if (!hasAsmHeader(archive, entry.headerName))
+            if (!writesHeaders(archive, entry.headerName, true))
                 continue;
             text += (first ? QLatin1String("#if ") : QLatin1String("#elif ")) + entry.condition
                 + QLatin1Char('\n');

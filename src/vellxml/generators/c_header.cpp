@@ -134,6 +134,46 @@ QString bitGroupMacros(const HwBitGroup* group, const QString& prefix, QHash<QSt
         group->getShift(), true, true, true, macros);
 }
 
+/// Whether the element lies, through structures and arrays, inside the type structure of that type name.
+bool isInsideType(const HwXMLElement* element, const QString& typeName)
+{
+    for (const HwXMLElement* parent = element->getParent();
+         parent && (parent->isStruct() || parent->isArray()); parent = parent->getParent()) {
+        if (parent->isStruct() && static_cast<const HwStruct*>(parent)->isTypedef()
+            && parent->getTypeName() == typeName)
+            return true;
+    }
+    return false;
+}
+
+/// A pointer's C type. A pointer into its own type structure names it by its tag: the typedef name is not
+/// declared yet inside the structure.
+QString pointerCType(const HwXMLElement* pointer)
+{
+    const QString pointed = static_cast<const HwPointer*>(pointer)->getPointedTypeName();
+    if (isInsideType(pointer, pointed))
+        return QLatin1String("struct ") + ESDRTypeConvert(pointed) + QLatin1Char('*');
+    return cTypeOf(pointer);
+}
+
+/// Whether a member of the structure, at any depth, points to the structure's own type.
+bool pointsToItself(const HwXMLElement* element, const QString& typeName)
+{
+    if (element->isPointer())
+        return static_cast<const HwPointer*>(element)->getPointedTypeName() == typeName;
+    if (element->isArray()) {
+        const HwXMLElement* item = static_cast<const HwArray*>(element)->getElementType();
+        return item && pointsToItself(item, typeName);
+    }
+    if (element->isStruct()) {
+        for (const auto& member : static_cast<const HwStruct*>(element)->getMemberList()) {
+            if (pointsToItself(member.get(), typeName))
+                return true;
+        }
+    }
+    return false;
+}
+
 bool isReservedName(const QString& name)
 {
     static const QRegularExpression reserved(QStringLiteral("^(.+_)?reserved(_\\d+)?$"));
@@ -246,7 +286,10 @@ QString HwPointer::c_typedefSerialize()
 
 QString HwStruct::c_typedefSerialize()
 {
-    QString text = QStringLiteral("typedef struct\n{\n");
+    // A type structure that points to itself is tagged with its own C name, which its pointers use.
+    const bool tagged = !isRootStruct() && pointsToItself(this, getTypeName());
+    QString text = tagged ? QStringLiteral("typedef struct %1\n{\n").arg(cTypeOf(this))
+                          : QStringLiteral("typedef struct\n{\n");
     for (const auto& member : m_members)
         text += member->c_serialize(1);
     if (isRootStruct())
@@ -284,7 +327,7 @@ QString HwValuable::c_serialize(int level)
 QString HwPointer::c_serialize(int level)
 {
     return commentBlock(this, level)
-        + memberLine(level, keywordsOf(this) + cTypeOf(this), getName(), getAddressString(), false);
+        + memberLine(level, keywordsOf(this) + pointerCType(this), getName(), getAddressString(), false);
 }
 
 QString HwExternal::c_serialize(int level)
@@ -319,9 +362,9 @@ QString HwArray::c_serialize(int level)
             text += member->c_serialize(level + 1);
         return text + indent(level) + QStringLiteral("} %1%2;\n").arg(getName(), suffix);
     }
+    const QString type = item->isPointer() ? pointerCType(item) : cTypeOf(item);
     return text
-        + memberLine(
-            level, keywordsOf(item) + cTypeOf(item), getName() + suffix, getAddressString(), m_count == 0);
+        + memberLine(level, keywordsOf(item) + type, getName() + suffix, getAddressString(), m_count == 0);
 }
 
 QString HwHole::c_serialize(int level)
@@ -610,18 +653,23 @@ QString HwXMLArchive::c_content()
     for (const auto& include : m_includes) {
         const auto& entries = include->getConditionalEntries();
         if (entries.empty()) {
-            text += QStringLiteral("#include \"%1\"\n").arg(include->getHeaderName());
+            if (writesHeaders(this, include->getHeaderName(), false))
+                text += QStringLiteral("#include \"%1\"\n").arg(include->getHeaderName());
             continue;
         }
         bool first = true;
         for (const auto& entry : entries) {
+            if (!writesHeaders(this, entry.headerName, false))
+                continue;
             text += (first ? QLatin1String("#if ") : QLatin1String("#elif ")) + entry.condition
                 + QLatin1Char('\n');
             text += QStringLiteral("    #include \"%1\"\n").arg(entry.headerName);
             first = false;
         }
+        if (first)
+            continue;
         // A taken case leaves the include without a file of its own: there is no fallback to include then.
-        if (!include->getHeaderName().isEmpty())
+        if (!include->getHeaderName().isEmpty() && writesHeaders(this, include->getHeaderName(), false))
             text += QLatin1String("#else\n")
                 + QStringLiteral("    #include \"%1\"\n").arg(include->getHeaderName());
         text += QLatin1String("#endif\n");

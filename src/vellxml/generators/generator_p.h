@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+class HwXMLArchive;
 class HwXMLElement;
 
 namespace vellxml::generators_p {
@@ -31,6 +32,11 @@ QString elementAsmContent(HwXMLElement* element, bool arm);
 /// One register address line of the assembly headers.
 QString asmRegisterLine(
     const QString& prefix, const QString& name, const QString& base, std::uint32_t address);
+
+/// Whether the archive whose C header is `header` (as an include names it) writes its C header, or for
+/// assembly its assembly headers: an include of an archive that writes none is left out. A header of no
+/// loaded archive (not loaded, or a missing optional file) is kept.
+bool writesHeaders(const HwXMLArchive* from, const QString& header, bool assembly);
 
 /// Whether dir + "/" + relative stays inside dir, compared on cleaned absolute paths.
 bool staysInside(const QString& dir, const QString& relative);

@@ -2,6 +2,7 @@
 
 #include <vellxml/expr/names.h>
 #include <vellxml/generators/generator_text.h>
+#include <vellxml/loader/archive.h>
 #include <vellxml/loader/text_helpers.h>
 #include <vellxml/model/bitfield.h>
 
@@ -35,6 +36,19 @@ QString asmRegisterLine(
     const QString head = QLatin1String("#define REG_") + prefix + QLatin1Char('_') + NameUpper(name);
     const QString offset = base == QLatin1String(" ") ? QStringLiteral("   ") : base + QLatin1String(" + ");
     return padTo(head, 35) + offset + QLatin1String("0x") + hex8(address) + QLatin1Char('\n');
+}
+
+bool writesHeaders(const HwXMLArchive* from, const QString& header, bool assembly)
+{
+    const HwRootArchive* root = from->getRootArchive();
+    if (!root)
+        return true;
+    for (const auto& candidate : root->getArchives()) {
+        const QString own = candidate->getHFileRelativeName();
+        if (own == header || own.endsWith(QLatin1Char('/') + header))
+            return candidate->getGenerateHeader() && (!assembly || candidate->getGenerateAsm());
+    }
+    return true;
 }
 
 bool staysInside(const QString& dir, const QString& relative)
