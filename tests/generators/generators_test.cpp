@@ -182,7 +182,7 @@ TEST_F(GeneratorTest, BitfieldUnionModes)
     }
 }
 
-// Macro numbers, the forced macros, option macros, the commented "reserved" field and a field that fills its
+// Macro numbers, option macros, the commented "reserved" field and a field that fills its
 // register (macros but no union).
 TEST_F(GeneratorTest, BitfieldMacros)
 {
@@ -195,33 +195,24 @@ TEST_F(GeneratorTest, BitfieldMacros)
     </module></archive>)");
     ASSERT_NE(chip->root, nullptr);
     HwXMLElement* module = element(*chip, 0, 0);
-    {
-        SwitchGuard guard(Switches {1, false, false});
-        QHash<QString, QString> macros;
-        EXPECT_EQ(module->macro_serialize(QStringLiteral("M"), macros),
-            QStringLiteral("//a\n"
-                           "#define M_BYTE(n)                  (((n)&0xFF)<<8)\n"
-                           "#define M_FIVE(n)                  (((n)&31)<<16)\n"
-                           "//#define M_RESERVED               (1<<31)\n"
-                           "#define M_SEL_X                    (2<<0)\n"
-                           "#define M_SEL_V_X                  2\n"
-                           "#define M_G(n)                     (((n)&0x1FFF)<<8)\n"
-                           "#define M_G_MASK                   (0x1FFF<<8)\n"
-                           "#define M_G_SHIFT                  (8)\n"
-                           "\n"
-                           "//full\n"
-                           "#define M_ALL(n)                   (((n)&0xFF)<<0)\n"
-                           "\n"));
-        EXPECT_EQ(module->c_bitfieldSerialize(QStringLiteral("M")).count(QStringLiteral("typedef union")), 1);
-    }
-    {
-        SwitchGuard guard(Switches {0, false, true});
-        QHash<QString, QString> macros;
-        const QString text = module->macro_serialize(QStringLiteral("M"), macros);
-        EXPECT_TRUE(text.contains(QStringLiteral("#define M_SEL(n)                   (((n)&3)<<0)\n")));
-        EXPECT_TRUE(text.contains(QStringLiteral("#define M_SEL_MASK                 (3<<0)\n")));
-        EXPECT_TRUE(text.contains(QStringLiteral("#define M_SEL_SHIFT                (0)\n")));
-    }
+    SwitchGuard guard(Switches {1, false, false});
+    QHash<QString, QString> macros;
+    EXPECT_EQ(module->macro_serialize(QStringLiteral("M"), macros),
+        QStringLiteral("//a\n"
+                       "#define M_BYTE(n)                  (((n)&0xFF)<<8)\n"
+                       "#define M_FIVE(n)                  (((n)&31)<<16)\n"
+                       "//#define M_RESERVED               (1<<31)\n"
+                       "#define M_SEL_X                    (2<<0)\n"
+                       "#define M_SEL_V_X                  2\n"
+                       "#define M_G(n)                     (((n)&0x1FFF)<<8)\n"
+                       "#define M_G_MASK                   (0x1FFF<<8)\n"
+                       "#define M_G_SHIFT                  (8)\n"
+                       "\n"
+                       "//full\n"
+                       "#define M_ALL(n)                   (((n)&0xFF)<<0)\n"
+                       "\n"));
+    // The register "full" has one field over all its bits: macros, but no union.
+    EXPECT_EQ(module->c_bitfieldSerialize(QStringLiteral("M")).count(QStringLiteral("typedef union")), 1);
 }
 
 TEST(OuputMacroTest, RegistryDecidesBetweenDefineCommentAndSuffix)
@@ -373,27 +364,6 @@ TEST_F(GeneratorTest, DriverOptions)
     // The soft description is not loaded: nothing to write.
     EXPECT_TRUE(chip->map.generateCHeaders(path(QStringLiteral("soft")), false));
     EXPECT_FALSE(QFileInfo::exists(path(QStringLiteral("soft"))));
-}
-
-// Conditional includes: C falls back to the include's own file, assembly has no fallback.
-TEST_F(GeneratorTest, ConditionalIncludes)
-{
-    writeText(path(QStringLiteral("a.xml")), QStringLiteral("<archive/>"));
-    writeText(path(QStringLiteral("b.xml")), QStringLiteral("<archive/>"));
-    auto chip = load(R"(<archive><var name="REV" value="0"/>
-      <include><case cond="REV == 1" file="a.xml"/><case cond="REV == 2" file="b.xml"/><default file="b.xml"/></include>
-    </archive>)");
-    ASSERT_NE(chip->root, nullptr);
-    HwXMLArchive* archive = chip->root->getArchives().front().get();
-    const QString c = archive->c_content();
-    const QString cIncludes =
-        QStringLiteral("#if REV == 1\n    #include \"a.h\"\n#elif REV == 2\n    #include \"b.h\"\n"
-                       "#else\n    #include \"b.h\"\n#endif\n");
-    EXPECT_TRUE(c.contains(cIncludes)) << c.toStdString();
-    const QString assembly = archive->asm_content();
-    const QString asmIncludes = QStringLiteral("#if REV == 1\n    #include \"a_asm.h\"\n#elif REV == 2\n"
-                                               "    #include \"b_asm.h\"\n#endif\n\n");
-    EXPECT_TRUE(assembly.contains(asmIncludes)) << assembly.toStdString();
 }
 
 } // namespace
