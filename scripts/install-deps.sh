@@ -13,6 +13,8 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   # the HTML documentation's browser test: Chromium, and node with npm for playwright-core
   chromium nodejs npm
+  # checks of the generated files: VHDL analysis, 32-bit C layout programs
+  ghdl libc6-dev-i386 lib32gcc-12-dev
 )
 
 missing=()

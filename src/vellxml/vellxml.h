@@ -7,6 +7,7 @@
 #include <vellxml/expr/names.h>
 #include <vellxml/expr/variables.h>
 #include <vellxml/expr/variant.h>
+#include <vellxml/generators/generator_text.h>
 #include <vellxml/host/probe.h>
 #include <vellxml/loader/archive.h>
 #include <vellxml/loader/archive_loader.h>

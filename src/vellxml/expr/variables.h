@@ -72,6 +72,11 @@ public:
     bool isExported() const { return m_exported; }
     void setExported(bool exported) { m_exported = exported; }
 
+    // C, assembly and VHDL generation (generators/).
+    /// The C text of the variable: a "#define" line, or inside an enum (inEnum) a member without line
+    /// break; a spacer gives a blank line and its comment.
+    QString c_serialize(bool inEnum) const;
+
 private:
     QString m_expression;
     QString m_secondExpression;
@@ -140,10 +145,17 @@ public:
     const QStringList& getEntries() const { return m_entries; }
     /// The entry's name; "0" for a negative index, and the index itself in decimal past the last entry.
     QString getEntryName(int index) const;
+    const QString& getComment() const { return m_comment; }
+    void setComment(const QString& comment) { m_comment = comment; }
+
+    // C, assembly and VHDL generation (generators/).
+    /// The C "typedef enum" of the enum, its members being the variables of the table linked to it.
+    QString c_serialize(const HwIntVarTable& variables) const;
 
 private:
     QString m_name;
     QStringList m_entries;
+    QString m_comment;
 };
 
 /// What a variable manager needs from the archive that owns it. The archive implements it so that the

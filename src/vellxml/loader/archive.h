@@ -133,6 +133,21 @@ public:
     /// generators write with this archive.
     std::vector<const HwIntVar*> getAllIncludedVariables() const;
 
+    // C, assembly and VHDL generation (generators/).
+    /// The fixed legal-notice block and the archive's comment, opening every generated header.
+    QString c_header() const;
+    /// The whole C header.
+    QString c_content() override;
+    /// The whole assembly header, addresses relative to the low half of each instance's base.
+    QString asm_content() override;
+    /// The whole ARM assembly header, with plain addresses.
+    QString asmarm_content() override;
+    /// The whole VHDL register package.
+    QString vhdl_content() override;
+    /// The archives reached through includes, each once, depth first, this one left out: those whose
+    /// packages the VHDL package uses.
+    std::vector<const HwXMLArchive*> getIncludedArchivesClosure() const;
+
     // HwVariableScope: the memory map's global variables, then those of the included archives, then the own
     // ones, so that a nearer declaration hides a farther one.
     std::vector<const HwIntVar*> getVisibleVariables() const override;
@@ -196,6 +211,20 @@ public:
     /// a registered type, with the given name; null for an unknown type name.
     std::unique_ptr<HwXMLElement> allocateElementFromTypeName(const QString& typeName, const QString& name);
 
+    // C, assembly and VHDL generation (generators/). Each writes something for every instance whose type
+    // string is the type's, in instance order.
+    /// The "REG_<INSTANCE>_BASE" defines, with their "#if defined(REG_ADDRESS_FOR_...)" alternatives.
+    QString c_getMatchingInstancesBaseAddresses(HwXMLElement* type) const;
+    /// The "hwp_<instance>" (module structures) or "p_<instance>" pointer defines, then a blank line.
+    QString c_getMatchingInstancesInstanciation(HwXMLElement* type) const;
+    /// The _HI/_LO base defines and the register addresses relative to the low half of the base.
+    QString c_getMatchingInstancesAsmDescription(HwXMLElement* type) const;
+    /// The register addresses of the ARM assembly header.
+    QString c_getMatchingInstancesAsmArmDescription(HwXMLElement* type) const;
+    /// The instances of that type string, in instance order. The index behind it is rebuilt when instances
+    /// were added since it was built.
+    const std::vector<HwXMLElement*>& getInstancesOfType(const QString& typeString) const;
+
 private:
     HwMemoryMap* m_memoryMap = nullptr;
     std::vector<std::unique_ptr<HwXMLArchive>> m_archives;
@@ -203,6 +232,9 @@ private:
     QHash<QString, HwXMLArchive*> m_archiveIndex;
     std::vector<std::unique_ptr<HwXMLElement>> m_elements;
     std::vector<HwXMLElement*> m_instances;
+    // The generators' index of the instances by type string, and the instance count it was built from.
+    mutable QHash<QString, std::vector<HwXMLElement*>> m_instancesByType;
+    mutable std::size_t m_indexedInstances = 0;
 };
 
 #endif

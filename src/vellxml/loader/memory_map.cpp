@@ -6,7 +6,7 @@
 #include <QFileInfo>
 
 HwMemoryMap* HwMemoryMap::m_activeMemoryMap = nullptr;
-bool HwMemoryMap::m_bitfieldGen = false;
+unsigned int HwMemoryMap::m_bitfieldGen = 0;
 bool HwMemoryMap::m_bitfieldGenIgnoreReserved = false;
 bool HwMemoryMap::m_forceMaskShift = false;
 

@@ -41,13 +41,22 @@ public:
     static HwMemoryMap* m_activeMemoryMap;
     /// Generator switches, process-wide: bitfield structures in C headers, leaving reserved fields out of
     /// them, and mask/shift macros for every bitfield.
-    static bool m_bitfieldGen;
+    /// 0: no bitfield unions; 1: little-endian layout; 2: big-endian layout; 3: both, chosen by the
+    /// compiler's byte order.
+    static unsigned int m_bitfieldGen;
     static bool m_bitfieldGenIgnoreReserved;
     static bool m_forceMaskShift;
 
     // Path lookup and completion (access/).
 
     // C headers, assembly headers and VHDL packages (generators/).
+    /// Writes, under dir, the C header of every archive of the chip (which true) or soft (false) root, and
+    /// the assembly headers of the archives that ask for them. Progress lines ("Avoiding %s", "Skipping %s")
+    /// go to standard output. Each file is written whole or not at all; a file whose path would leave dir is
+    /// refused with a message on standard error. Returns false when some file could not be written.
+    bool generateCHeaders(const QString& dir, bool which);
+    /// Writes, under dir, the VHDL register package of every archive of the chip root. Same file rules.
+    bool generateVHDL(const QString& dir);
 
     // HTML documentation (htmldoc/).
     /// Writes the browsable documentation of the chip description into `dir` (made when missing): the fixed

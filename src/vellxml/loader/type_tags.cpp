@@ -385,6 +385,7 @@ bool HwArchiveLoader::manageEnumTag(const HwXmlElementView& element, HwXMLArchiv
     }
     if (!charge(archive, element, 2))
         return false;
+    e->setComment(comment);
     auto holder = std::make_unique<HwRegister32>(name);
     holder->setEnumHolder(true);
     holder->setComment(comment);

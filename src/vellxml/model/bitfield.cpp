@@ -103,16 +103,6 @@ void HwBitField::dumpInfo(int level) const
     printDumpLine(getType(), getName());
 }
 
-QString HwBitField::vhdl_logical_serialize(int, QStringList&)
-{
-    return QString();
-}
-
-QString HwBitField::vhdl_physical_serialize(int, QStringList&)
-{
-    return QString();
-}
-
 void HwBitField::setPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos)
 {
     m_upExpr = upExpr;

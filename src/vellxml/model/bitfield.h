@@ -60,9 +60,10 @@ public:
     QString getHrefName() const override;
     QString treenode_serialize(int level, const QString& page) override;
 
-    // VHDL constants of the logical and physical positions; the VHDL generator provides them.
-    virtual QString vhdl_logical_serialize(int level, QStringList& names);
-    virtual QString vhdl_physical_serialize(int level, QStringList& names);
+    // C, assembly and VHDL generation (generators/).
+    /// The VHDL constant or subtype of the field's logical (l_) and physical (p_) positions.
+    virtual QString vhdl_logical_serialize(int level, HwVHDLNames& names);
+    virtual QString vhdl_physical_serialize(int level, HwVHDLNames& names);
 
     void setPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos);
     void setPhysicalPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos);
@@ -191,6 +192,11 @@ public:
     QString getUpPosExpression() const;
     QString getDownPosPhysicalExpression() const;
     QString getUpPosPhysicalExpression() const;
+
+    // C, assembly and VHDL generation (generators/).
+    /// The VHDL constant or subtype of the group's logical (l_) and physical (p_) positions.
+    QString vhdl_logical_serialize(int level, HwVHDLNames& names) const;
+    QString vhdl_physical_serialize(int level, HwVHDLNames& names) const;
 
 private:
     QList<HwBitField*> m_bitFields;

@@ -39,6 +39,19 @@ public:
     QString html_serialize(int level) override;
     QString treenode_serialize(int level, const QString& page) override;
 
+    // C, assembly and VHDL generation (generators/).
+    QString c_content() override;
+    QString c_typedefSerialize() override;
+    QString c_bitfieldSerialize(const QString& prefix) override;
+    QString c_serialize(int level) override;
+    QString asm_content() override;
+    QString asmarm_content() override;
+    QString asm_serialize(const QString& prefix, const QString& base) override;
+    QString macro_serialize(const QString& prefix, QHash<QString, QString>& macros) override;
+    QString vhdl_serialize(int level, HwVHDLNames& names) override;
+    /// The VHDL text of a module: its address-bit constant, the legend, then every register.
+    QString vhdl_content() override;
+
     /// Places the member after the others and adopts it. Returns the member.
     HwXMLElement* addElement(std::unique_ptr<HwXMLElement> member);
     const std::vector<std::unique_ptr<HwXMLElement>>& getMemberList() const { return m_members; }
@@ -97,6 +110,13 @@ public:
     QString html_serialize(int level) override;
     QString treenode_serialize(int level, const QString& page) override;
 
+    // C, assembly and VHDL generation (generators/).
+    QString c_bitfieldSerialize(const QString& prefix) override;
+    QString c_serialize(int level) override;
+    QString asm_serialize(const QString& prefix, const QString& base) override;
+    QString macro_serialize(const QString& prefix, QHash<QString, QString>& macros) override;
+    QString vhdl_serialize(int level, HwVHDLNames& names) override;
+
     int count() const { return m_count; }
     /// The count as the description writes it.
     QString getCountText() const { return m_countText; }
@@ -133,6 +153,10 @@ public:
     void dumpInfo(int level) const override;
     unsigned int getValue() const override;
     void setValue(unsigned int value) override;
+
+    // C, assembly and VHDL generation (generators/).
+    QString c_typedefSerialize() override;
+    QString c_serialize(int level) override;
 
     QString getPointedTypeName() const { return m_pointedTypeName; }
     /// The pointed element, or null while none was allocated.
@@ -185,6 +209,9 @@ public:
     QString html_serialize(int level) override;
     QString treenode_serialize(int level, const QString& page) override;
 
+    // C, assembly and VHDL generation (generators/).
+    QString c_serialize(int level) override;
+
     int getSizeInBits() const { return m_sizeInBits; }
 
 private:
@@ -213,6 +240,9 @@ public:
     QString getHrefName() const override;
     QString html_serialize(int level) override;
     QString treenode_serialize(int level, const QString& page) override;
+
+    // C, assembly and VHDL generation (generators/).
+    QString c_serialize(int level) override;
 
 private:
     int m_size;
@@ -246,6 +276,13 @@ public:
     QString getHrefName() const override;
     QString html_serialize(int level) override;
     QString treenode_serialize(int level, const QString& page) override;
+
+    // C, assembly and VHDL generation (generators/).
+    QString c_content() override;
+    QString c_typedefSerialize() override;
+    QString c_serialize(int level) override;
+    QString asm_content() override;
+    QString asmarm_content() override;
 
 private:
     int m_size;

@@ -171,7 +171,7 @@ QString HwXMLElement::getHrefName() const
     return hex8(getBaseAddress());
 }
 
-QString HwXMLElement::vhdl_serialize(int, QStringList&)
+QString HwXMLElement::vhdl_serialize(int, HwVHDLNames&)
 {
     return QString();
 }

@@ -12,6 +12,7 @@
 #include <memory>
 
 class HwRootArchive;
+class HwVHDLNames;
 class HwXMLArchive;
 
 /// The kind of an element. The numbers are fixed: target access and deep copy dispatch on them, and the
@@ -123,7 +124,7 @@ public:
 
     // Text generators. The base versions give nothing; the C, assembly and VHDL generators and the HTML
     // documentation provide the element kinds' own texts.
-    virtual QString vhdl_serialize(int level, QStringList& names);
+    virtual QString vhdl_serialize(int level, HwVHDLNames& names);
     virtual QString c_content();
     virtual QString c_typedefSerialize();
     virtual QString c_bitfieldSerialize(const QString& prefix);
@@ -146,6 +147,10 @@ public:
     virtual void setCopyMark(bool mark);
     /// Prints a debugging line (and those of the children) to standard output, indented by level.
     virtual void dumpInfo(int level) const;
+
+    // C, assembly and VHDL generation (generators/).
+    /// The C name of an instance pointer: ESDRConvert of the name ("RX_FIFO" gives "rxFifo").
+    QString getCInstanceName() const;
 
     /// The outermost ancestor; null for an element without parent.
     HwXMLElement* getTopParent() const;

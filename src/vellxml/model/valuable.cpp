@@ -110,10 +110,6 @@ void HwValuable::dumpInfo(int level) const
         bitField->dumpInfo(level + 1);
 }
 
-void HwValuable::buildPhysicalMap()
-{
-}
-
 unsigned int HwValuable::getSignedValue() const
 {
     return getValue();

@@ -40,8 +40,22 @@ public:
     QString html_serialize(int level) override;
     QString treenode_serialize(int level, const QString& page) override;
 
-    /// Assigns the bitfields their packed physical positions; the VHDL generator provides it.
+    // C, assembly and VHDL generation (generators/).
+    QString c_content() override;
+    QString c_typedefSerialize() override;
+    QString c_bitfieldSerialize(const QString& prefix) override;
+    QString c_serialize(int level) override;
+    QString asm_content() override;
+    QString asmarm_content() override;
+    QString asm_serialize(const QString& prefix, const QString& base) override;
+    QString macro_serialize(const QString& prefix, QHash<QString, QString>& macros) override;
+    QString vhdl_serialize(int level, HwVHDLNames& names) override;
+    /// Assigns the bitfields their packed physical positions: in list order from bit 0 up, without gaps.
     virtual void buildPhysicalMap();
+    /// The physical top position that buildPhysicalMap() left: the last field's physical high position
+    /// (the register's width minus one when it has no bitfields).
+    int getPhysicalTop() const { return m_physicalTop; }
+    QString getPhysicalTopExpression() const { return m_physicalTopExpr; }
     /// The value as a signed number's bit pattern (the signed classes already sign-extend getValue()).
     virtual unsigned int getSignedValue() const;
     /// The cached value, zero- or sign-extended to 32 bits.
@@ -101,6 +115,8 @@ private:
     QString m_highPartName;
     DisplayType m_displayType = DISPLAY_HEX;
     bool m_enumHolder = false;
+    int m_physicalTop = -1;
+    QString m_physicalTopExpr;
 };
 
 /// A 32-bit target register.

@@ -1,0 +1,750 @@
+// The C header generator: one header per archive with its variables and enums as macros and enum typedefs,
+// and for each type its register structure, the base addresses and pointers of its instances, its bitfield
+// unions and its bitfield macros.
+
+#include "generator_p.h"
+
+#include <vellxml/expr/names.h>
+#include <vellxml/expr/variables.h>
+#include <vellxml/generators/generator_text.h>
+#include <vellxml/loader/archive.h>
+#include <vellxml/loader/memory_map.h>
+#include <vellxml/loader/text_helpers.h>
+#include <vellxml/model/bitfield.h>
+#include <vellxml/model/composites.h>
+#include <vellxml/model/valuable.h>
+
+#include <QDateTime>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+using namespace vellxml::generators_p;
+
+namespace {
+
+const QLatin1String kRuleElement(
+    "// ============================================================================");
+const QLatin1String kRuleEqual(
+    "// =============================================================================");
+const QLatin1String kRuleDash(
+    "// -----------------------------------------------------------------------------");
+
+bool isModuleStructure(const HwXMLElement* element)
+{
+    return element->isStruct() && static_cast<const HwStruct*>(element)->isRootStruct();
+}
+
+QString keywordsOf(const HwXMLElement* element)
+{
+    QString text;
+    for (const QString& word : element->getCKeywords())
+        text += word + QLatin1Char(' ');
+    return text;
+}
+
+QString commentBlock(const HwXMLElement* element, int level)
+{
+    if (element->getComment().isEmpty())
+        return QString();
+    return convertCommentToCComment(element->getComment(), 80, level) + QLatin1Char('\n');
+}
+
+/// A member line: type padded to column 35, name and ";" padded to column 65, then the address.
+QString memberLine(
+    int level, const QString& type, const QString& name, const QString& address, bool commented)
+{
+    const QString head = indent(level) + (commented ? QStringLiteral("// ") : QString()) + type;
+    return padTo(padTo(head, 35) + name + QLatin1Char(';'), 65) + QLatin1String("//") + address
+        + QLatin1Char('\n');
+}
+
+/// "typedef <keywords><C type> <C name of the element>;"
+QString baseTypedef(const HwXMLElement* element)
+{
+    return QLatin1String("typedef ") + keywordsOf(element) + cTypeOf(element) + QLatin1Char(' ')
+        + ESDRTypeConvert(element->getName()) + QLatin1Char(';');
+}
+
+/// The all-ones value and the shift of a field or group as a macro writes them: hexadecimal beyond 5 bits.
+QString macroNumber(std::uint32_t value, int width)
+{
+    return width > 5 ? QLatin1String("0x") + QString::number(value, 16).toUpper() : QString::number(value);
+}
+
+std::uint32_t allOnes(int width)
+{
+    return width >= 32 ? 0xFFFFFFFFu : (1u << width) - 1u;
+}
+
+/// Value, mask and shift macros of a field or group of `width` bits at `shift`.
+QString fieldMacros(const QString& base, bool commented, int width, std::uint32_t ones, int shift, bool value,
+    bool mask, bool shiftMacro, QHash<QString, QString>& macros)
+{
+    QString text;
+    const QString m = macroNumber(ones, width);
+    const QString s = QString::number(shift);
+    if (value) {
+        if (width > 1)
+            text += OuputMacro(commented, true, base, QStringLiteral("(((n)&%1)<<%2)").arg(m, s), macros);
+        else
+            text += OuputMacro(commented, false, base, QStringLiteral("(%1<<%2)").arg(m, s), macros);
+    }
+    if (mask)
+        text += OuputMacro(
+            commented, false, base + QLatin1String("_MASK"), QStringLiteral("(%1<<%2)").arg(m, s), macros);
+    if (shiftMacro)
+        text += OuputMacro(
+            commented, false, base + QLatin1String("_SHIFT"), QStringLiteral("(%1)").arg(s), macros);
+    return text;
+}
+
+QString bitFieldMacros(const HwBitField* field, const QString& prefix, QHash<QString, QString>& macros)
+{
+    const int width = static_cast<int>(field->getBitSize());
+    if (width == 0)
+        return QString();
+    const bool force = HwMemoryMap::m_forceMaskShift;
+    const QString base = prefix + QLatin1Char('_') + NameUpper(field->getName());
+    const bool commented = SkippedMacro(field->getName());
+    const int shift = field->getDownPos();
+    QString text = fieldMacros(base, commented, width, allOnes(width), shift,
+        force || field->hasValueMacro() || field->getOptions().isEmpty(), force || field->hasMaskMacro(),
+        force || field->hasShiftMacro(), macros);
+    for (const HwBitFieldOption& option : field->getOptions()) {
+        const QString value = macroNumber(option.value, width);
+        const QString name = base + QLatin1Char('_') + option.name.toUpper();
+        text += OuputMacro(commented, false, name, QStringLiteral("(%1<<%2)").arg(value).arg(shift), macros);
+        text +=
+            OuputMacro(commented, false, base + QLatin1String("_V_") + option.name.toUpper(), value, macros);
+    }
+    return text;
+}
+
+QString bitGroupMacros(const HwBitGroup* group, const QString& prefix, QHash<QString, QString>& macros)
+{
+    const int width = group->getTotalBits();
+    if (width == 0)
+        return QString();
+    const QString base = prefix + QLatin1Char('_') + NameUpper(group->getName());
+    return fieldMacros(base, SkippedMacro(group->getName()), width, group->getFullValueShifted(),
+        group->getShift(), true, true, true, macros);
+}
+
+/// Whether the element lies, through structures and arrays, inside the type structure of that type name.
+bool isInsideType(const HwXMLElement* element, const QString& typeName)
+{
+    for (const HwXMLElement* parent = element->getParent();
+         parent && (parent->isStruct() || parent->isArray()); parent = parent->getParent()) {
+        if (parent->isStruct() && static_cast<const HwStruct*>(parent)->isTypedef()
+            && parent->getTypeName() == typeName)
+            return true;
+    }
+    return false;
+}
+
+/// A pointer's C type. A pointer into its own type structure names it by its tag: the typedef name is not
+/// declared yet inside the structure.
+QString pointerCType(const HwXMLElement* pointer)
+{
+    const QString pointed = static_cast<const HwPointer*>(pointer)->getPointedTypeName();
+    if (isInsideType(pointer, pointed))
+        return QLatin1String("struct ") + ESDRTypeConvert(pointed) + QLatin1Char('*');
+    return cTypeOf(pointer);
+}
+
+/// Whether a member of the structure, at any depth, points to the structure's own type.
+bool pointsToItself(const HwXMLElement* element, const QString& typeName)
+{
+    if (element->isPointer())
+        return static_cast<const HwPointer*>(element)->getPointedTypeName() == typeName;
+    if (element->isArray()) {
+        const HwXMLElement* item = static_cast<const HwArray*>(element)->getElementType();
+        return item && pointsToItself(item, typeName);
+    }
+    if (element->isStruct()) {
+        for (const auto& member : static_cast<const HwStruct*>(element)->getMemberList()) {
+            if (pointsToItself(member.get(), typeName))
+                return true;
+        }
+    }
+    return false;
+}
+
+bool isReservedName(const QString& name)
+{
+    static const QRegularExpression reserved(QStringLiteral("^(.+_)?reserved(_\\d+)?$"));
+    return reserved.match(name).hasMatch();
+}
+
+} // namespace
+
+namespace vellxml::generators_p {
+
+QString cTypeOf(const HwXMLElement* element)
+{
+    switch (element->getType()) {
+    case TYPE_REG32:
+        return QStringLiteral("REG32");
+    case TYPE_REG16:
+        return QStringLiteral("REG16");
+    case TYPE_REG8:
+    case TYPE_IREG8:
+        return QStringLiteral("REG8");
+    case TYPE_INT32:
+        return QStringLiteral("INT32");
+    case TYPE_INT16:
+        return QStringLiteral("INT16");
+    case TYPE_INT8:
+        return QStringLiteral("INT8");
+    case TYPE_UINT32:
+        return QStringLiteral("UINT32");
+    case TYPE_UINT16:
+        return QStringLiteral("UINT16");
+    case TYPE_UINT8:
+        return QStringLiteral("UINT8");
+    case TYPE_BOOL:
+        return QStringLiteral("BOOL");
+    case TYPE_VOID:
+        return QStringLiteral("VOID");
+    case TYPE_POINTER:
+        return element->getCTypeString();
+    case TYPE_STRUCT:
+        if (isModuleStructure(element))
+            return QLatin1String("HWP_") + element->getTypeString().toUpper() + QLatin1String("_T");
+        return ESDRTypeConvert(element->getTypeString());
+    default:
+        return ESDRTypeConvert(element->getCTypeString());
+    }
+}
+
+QString elementCContent(HwXMLElement* element)
+{
+    const HwRootArchive* root = element->getRootArchive();
+    const QString prefix = element->getTypeString().toUpper();
+    QString text = root ? root->c_getMatchingInstancesBaseAddresses(element) : QString();
+    if (!text.isEmpty())
+        text += QLatin1Char('\n');
+    text += element->c_typedefSerialize() + QLatin1Char('\n');
+    if (isModuleStructure(element)) {
+        // The pointer block ends with its own blank line and each union with one: no further line break, so
+        // that the sections stand one blank line apart.
+        if (root)
+            text += root->c_getMatchingInstancesInstanciation(element);
+        text += element->c_bitfieldSerialize(prefix);
+    }
+    QHash<QString, QString> macros;
+    text += element->macro_serialize(prefix, macros);
+    return text;
+}
+
+} // namespace vellxml::generators_p
+
+// Element content -----------------------------------------------------------------------------------------
+
+QString HwXMLElement::getCInstanceName() const
+{
+    return ESDRConvert(getName());
+}
+
+QString HwValuable::c_content()
+{
+    return elementCContent(this);
+}
+
+QString HwStruct::c_content()
+{
+    return elementCContent(this);
+}
+
+QString HwExternal::c_content()
+{
+    return elementCContent(this);
+}
+
+// Typedefs ------------------------------------------------------------------------------------------------
+
+QString HwValuable::c_typedefSerialize()
+{
+    if (m_enumHolder || m_bitFields.empty())
+        return baseTypedef(this);
+    QString text = QStringLiteral("typedef struct\n{\n");
+    for (const auto& field : m_bitFields) {
+        text += padTo(ESDRTypeConvert(field->getTypeString()), 35) + field->getName()
+            + QStringLiteral(":%1;\n").arg(field->getBitSize());
+    }
+    return text + QStringLiteral("} %1;").arg(ESDRTypeConvert(getTypeString()));
+}
+
+QString HwPointer::c_typedefSerialize()
+{
+    return baseTypedef(this);
+}
+
+QString HwStruct::c_typedefSerialize()
+{
+    // A type structure that points to itself is tagged with its own C name, which its pointers use.
+    const bool tagged = !isRootStruct() && pointsToItself(this, getTypeName());
+    QString text = tagged ? QStringLiteral("typedef struct %1\n{\n").arg(cTypeOf(this))
+                          : QStringLiteral("typedef struct\n{\n");
+    for (const auto& member : m_members)
+        text += member->c_serialize(1);
+    if (isRootStruct())
+        return text + QStringLiteral("} HWP_%1_T;\n").arg(getName().toUpper());
+    return text
+        + QStringLiteral("} %1; //Size : 0x%2\n").arg(cTypeOf(this), QString::number(sizeOf(), 16).toUpper());
+}
+
+QString HwExternal::c_typedefSerialize()
+{
+    return QString();
+}
+
+// Members -------------------------------------------------------------------------------------------------
+
+QString HwValuable::c_serialize(int level)
+{
+    QString text = commentBlock(this, level);
+    const QString line =
+        memberLine(level, keywordsOf(this) + cTypeOf(this), getName(), getAddressString(), false);
+    const bool halves = !m_lowPartName.isEmpty() && !m_highPartName.isEmpty()
+        && (getType() == TYPE_REG16 || getType() == TYPE_REG32);
+    if (!halves)
+        return text + line;
+    const QString half = getType() == TYPE_REG16 ? QStringLiteral("REG8 ") : QStringLiteral("REG16 ");
+    text += indent(level) + QLatin1String("union {\n");
+    text += indent(level + 1) + QLatin1String("struct {\n");
+    text += indent(level + 2) + half + m_lowPartName + QLatin1String(";\n");
+    text += indent(level + 2) + half + m_highPartName + QLatin1String(";\n");
+    text += indent(level + 1) + QLatin1String("};\n");
+    text += memberLine(level + 1, keywordsOf(this) + cTypeOf(this), getName(), getAddressString(), false);
+    return text + indent(level) + QLatin1String("};\n");
+}
+
+QString HwPointer::c_serialize(int level)
+{
+    return commentBlock(this, level)
+        + memberLine(level, keywordsOf(this) + pointerCType(this), getName(), getAddressString(), false);
+}
+
+QString HwExternal::c_serialize(int level)
+{
+    return commentBlock(this, level)
+        + memberLine(level, keywordsOf(this) + cTypeOf(this), getName(), getAddressString(), false);
+}
+
+QString HwStruct::c_serialize(int level)
+{
+    QString text = commentBlock(this, level);
+    if (isTypedef())
+        return text
+            + memberLine(level, keywordsOf(this) + cTypeOf(this), getName(), getAddressString(), false);
+    text += indent(level) + QLatin1String("struct\n") + indent(level) + QLatin1String("{\n");
+    for (const auto& member : m_members)
+        text += member->c_serialize(level + 1);
+    return text + indent(level) + QStringLiteral("} %1;\n").arg(getName());
+}
+
+QString HwArray::c_serialize(int level)
+{
+    const HwXMLElement* item = m_elementType.get();
+    if (!item)
+        return QString();
+    // The loader keeps the comment and the C keywords of the tag on the prototype.
+    QString text = commentBlock(item, level);
+    const QString suffix = m_count != 1 ? QStringLiteral("[%1]").arg(m_count) : QString();
+    if (item->isStruct() && !static_cast<const HwStruct*>(item)->isTypedef()) {
+        text += indent(level) + QLatin1String("struct\n") + indent(level) + QLatin1String("{\n");
+        for (const auto& member : static_cast<const HwStruct*>(item)->getMemberList())
+            text += member->c_serialize(level + 1);
+        return text + indent(level) + QStringLiteral("} %1%2;\n").arg(getName(), suffix);
+    }
+    const QString type = item->isPointer() ? pointerCType(item) : cTypeOf(item);
+    return text
+        + memberLine(level, keywordsOf(item) + type, getName() + suffix, getAddressString(), m_count == 0);
+}
+
+QString HwHole::c_serialize(int level)
+{
+    const int bits = m_sizeInBits;
+    const unsigned int offset = getAddress();
+    int unit = 8;
+    if (bits % 32 == 0 && offset % 4 == 0)
+        unit = 32;
+    else if (bits % 16 == 0 && offset % 2 == 0)
+        unit = 16;
+    const int units = bits / unit;
+    const QString count = units == 1 ? QString() : QStringLiteral("[%1]").arg(units);
+    const QString line =
+        indent(level) + QStringLiteral("REG%1 Reserved_%2%3;").arg(unit).arg(hex8(offset), count);
+    return padTo(line, 48) + QLatin1String("//0x") + hex8(offset) + QLatin1Char('\n');
+}
+
+QString HwMemory::c_serialize(int level)
+{
+    const QString line = indent(level) + (m_size <= 0 ? QStringLiteral("// ") : QString()) + keywordsOf(this)
+        + QStringLiteral("UINT8 %1[%2];").arg(getName()).arg(sizeOf());
+    return commentBlock(this, level) + padTo(line, 48) + QLatin1String("//0x") + hex8(getBaseAddress())
+        + QLatin1Char('\n');
+}
+
+// Bitfield unions -----------------------------------------------------------------------------------------
+
+QString HwValuable::c_bitfieldSerialize(const QString& prefix)
+{
+    const unsigned int mode = HwMemoryMap::m_bitfieldGen;
+    if (m_enumHolder || m_bitFields.empty() || mode == 0)
+        return QString();
+    QString storage;
+    int width = 0;
+    switch (sizeOf()) {
+    case 4:
+        storage = QStringLiteral("REG32");
+        width = 32;
+        break;
+    case 2:
+        storage = QStringLiteral("REG16");
+        width = 16;
+        break;
+    case 1:
+        storage = QStringLiteral("REG8");
+        width = 8;
+        break;
+    default:
+        return QString();
+    }
+    const int top = width - 1;
+    std::vector<const HwBitField*> fields;
+    for (const auto& field : m_bitFields) {
+        // Empty fields and fields beyond the storage cannot be C bitfields.
+        if (field->getBitSize() == 0 || field->getUpPos() > top || field->getDownPos() < 0)
+            continue;
+        if (HwMemoryMap::m_bitfieldGenIgnoreReserved && isReservedName(field->getName()))
+            continue;
+        fields.push_back(field.get());
+    }
+    if (fields.empty())
+        return QString();
+    if (fields.size() == 1 && fields.front()->getDownPos() == 0 && fields.front()->getUpPos() == top)
+        return QString();
+
+    const auto gapLine = [&storage](int high, int low, int bits) {
+        return QStringLiteral("        %1 __%2_%3 : %4;").arg(storage).arg(high).arg(low).arg(bits);
+    };
+    const auto fieldLine = [&storage](const HwBitField* field) {
+        return QStringLiteral("        %1 %2 : %3; // %4")
+            .arg(storage, NameLower(field->getName()))
+            .arg(field->getBitSize())
+            .arg(BitFieldPosWriteType(field));
+    };
+    QStringList big;
+    if (mode == 2 || mode == 3) {
+        std::vector<const HwBitField*> sorted = fields;
+        std::stable_sort(sorted.begin(), sorted.end(), BitFieldPosGreater);
+        int cur = top;
+        for (const HwBitField* field : sorted) {
+            const int high = field->getUpPos();
+            if (high < cur)
+                big.append(gapLine(cur, high + 1, cur - high));
+            big.append(fieldLine(field));
+            cur = field->getDownPos() - 1;
+        }
+        if (cur >= 0)
+            big.append(gapLine(cur, 0, cur + 1));
+    }
+    QStringList little;
+    if (mode == 1 || mode == 3) {
+        std::vector<const HwBitField*> sorted = fields;
+        std::stable_sort(sorted.begin(), sorted.end(), BitFieldPosLess);
+        int cur = 0;
+        for (const HwBitField* field : sorted) {
+            const int low = field->getDownPos();
+            if (low > cur)
+                little.append(gapLine(low - 1, cur, low - cur));
+            little.append(fieldLine(field));
+            cur = field->getUpPos() + 1;
+        }
+        if (cur < width)
+            little.append(gapLine(top, cur, width - cur));
+    }
+    QStringList lines;
+    if (mode == 3) {
+        lines.append(QStringLiteral("#if (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__)"));
+        lines += big;
+        lines.append(QStringLiteral("#elif (__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__)"));
+        lines += little;
+        lines.append(QStringLiteral("#endif"));
+    } else {
+        lines = mode == 2 ? big : little;
+    }
+    if (lines.isEmpty())
+        return QString();
+    return QLatin1String("//") + getName() + QLatin1Char('\n')
+        + QStringLiteral("typedef union {\n    %1 v;\n    struct {\n%2\n    } b;\n} %3;\n\n")
+              .arg(storage, lines.join(QLatin1Char('\n')),
+                  QLatin1String("REG_") + prefix + QLatin1Char('_') + NameUpper(getName())
+                      + QLatin1String("_T"));
+}
+
+QString HwStruct::c_bitfieldSerialize(const QString& prefix)
+{
+    QString text;
+    for (const auto& member : m_members)
+        text += member->c_bitfieldSerialize(prefix);
+    return text;
+}
+
+QString HwArray::c_bitfieldSerialize(const QString& prefix)
+{
+    return m_elementType ? m_elementType->c_bitfieldSerialize(prefix) : QString();
+}
+
+// Bitfield macros -----------------------------------------------------------------------------------------
+
+QString HwValuable::macro_serialize(const QString& prefix, QHash<QString, QString>& macros)
+{
+    if (m_enumHolder || (m_bitFields.empty() && m_bitGroups.empty()))
+        return QString();
+    QString text = QLatin1String("//") + getName() + QLatin1Char('\n');
+    for (const auto& field : m_bitFields)
+        text += bitFieldMacros(field.get(), prefix, macros);
+    for (const auto& group : m_bitGroups)
+        text += bitGroupMacros(group.get(), prefix, macros);
+    return text + QLatin1Char('\n');
+}
+
+QString HwStruct::macro_serialize(const QString& prefix, QHash<QString, QString>& macros)
+{
+    QString text;
+    for (const auto& member : m_members)
+        text += member->macro_serialize(prefix, macros);
+    return text;
+}
+
+QString HwArray::macro_serialize(const QString& prefix, QHash<QString, QString>& macros)
+{
+    return m_elementType ? m_elementType->macro_serialize(prefix, macros) : QString();
+}
+
+// Variables and enums -------------------------------------------------------------------------------------
+
+QString HwIntVar::c_serialize(bool inEnum) const
+{
+    if (!m_exported)
+        return QString();
+    QString text;
+    const bool spacer = m_name.startsWith(QLatin1String("VELLXMLSPACER"));
+    if (spacer)
+        text += QLatin1Char('\n');
+    if (!m_origin.isEmpty())
+        text += convertCommentToCComment(m_origin, 80, 0) + QLatin1Char('\n');
+    if (spacer)
+        return text;
+    if (!inEnum)
+        return text + padTo(QLatin1String("#define ") + m_name.toUpper(), 48) + QLatin1Char('(')
+            + m_expression.toUpper() + QLatin1String(")\n");
+    return text + padTo(QLatin1String("    ") + m_name.toUpper(), 48) + QLatin1String("= 0x")
+        + hex8(static_cast<std::uint32_t>(m_value));
+}
+
+QString HwEnum::c_serialize(const HwIntVarTable& variables) const
+{
+    QStringList members;
+    for (const HwIntVar& variable : variables) {
+        if (variable.getEnum() != this)
+            continue;
+        const QString member = variable.c_serialize(true);
+        if (!member.isEmpty())
+            members.append(member);
+    }
+    return kRuleElement + QLatin1String("\n// ") + m_name + QLatin1Char('\n') + kRuleDash + m_comment
+        + QLatin1Char('\n') + kRuleEqual + QLatin1Char('\n') + QLatin1String("typedef enum\n{\n")
+        + members.join(QLatin1String(",\n")) + QStringLiteral("\n} %1;").arg(ESDRTypeConvert(m_name));
+}
+
+// Instances -----------------------------------------------------------------------------------------------
+
+const std::vector<HwXMLElement*>& HwRootArchive::getInstancesOfType(const QString& typeString) const
+{
+    if (m_indexedInstances != m_instances.size()) {
+        m_instancesByType.clear();
+        for (HwXMLElement* instance : m_instances)
+            m_instancesByType[instance->getTypeString()].push_back(instance);
+        m_indexedInstances = m_instances.size();
+    }
+    static const std::vector<HwXMLElement*> none;
+    auto found = m_instancesByType.constFind(typeString);
+    return found == m_instancesByType.constEnd() ? none : found.value();
+}
+
+QString HwRootArchive::c_getMatchingInstancesBaseAddresses(HwXMLElement* type) const
+{
+    QString text;
+    for (const HwXMLElement* instance : getInstancesOfType(type->getTypeString())) {
+        const QString define = QStringLiteral("#define REG_%1_BASE").arg(instance->getName().toUpper());
+        const QMap<QString, std::uint32_t> alternatives = instance->getAltAddresses();
+        if (alternatives.isEmpty()) {
+            text += two_fields_line(define, instance->getAddressString(), 35);
+            continue;
+        }
+        bool first = true;
+        for (auto it = alternatives.constBegin(); it != alternatives.constEnd(); ++it) {
+            text += (first ? QStringLiteral("#if defined(REG_ADDRESS_FOR_%1)\n")
+                           : QStringLiteral("#elif defined(REG_ADDRESS_FOR_%1)\n"))
+                        .arg(it.key());
+            text += two_fields_line(define, QLatin1String("0x") + hex8(it.value()), 35);
+            first = false;
+        }
+        text += QLatin1String("#else\n") + two_fields_line(define, instance->getAddressString(), 35)
+            + QLatin1String("#endif\n");
+    }
+    return text;
+}
+
+QString HwRootArchive::c_getMatchingInstancesInstanciation(HwXMLElement* type) const
+{
+    QString text;
+    const QString typeString = type->getTypeString();
+    const bool module = isModuleStructure(type);
+    for (const HwXMLElement* instance : getInstancesOfType(typeString)) {
+        std::printf("%s\n", typeString.toUtf8().constData());
+        const QString base = QStringLiteral("REG_%1_BASE").arg(instance->getName().toUpper());
+        const QString head = (module ? QLatin1String("#define hwp_") : QLatin1String("#define p_"))
+            + instance->getCInstanceName();
+        const QString cast = module ? QStringLiteral("((HWP_%1_T*)").arg(typeString.toUpper())
+                                    : QStringLiteral("((%1_T*)").arg(typeString.toUpper());
+        text += padTo(head, 35) + cast + QLatin1String(" REG_ACCESS_ADDRESS(") + base + QLatin1String("))\n");
+    }
+    if (!text.isEmpty())
+        text += QLatin1Char('\n');
+    return text;
+}
+
+// Archive -------------------------------------------------------------------------------------------------
+
+QString HwXMLArchive::c_header() const
+{
+    QString text = QStringLiteral("/*\n"
+                                  " * Generated by VellXml from a chip description.\n"
+                                  " * Do not edit: change the description and generate the file again.\n"
+                                  " * Provided as is, without warranty of any kind.\n"
+                                  " */\n\n");
+    if (!getComment().isEmpty())
+        text += convertCommentToCComment(getComment(), 80, 0) + QLatin1Char('\n');
+    return text + QLatin1Char('\n');
+}
+
+QString HwXMLArchive::c_content()
+{
+    const QString base = getBaseName();
+    const QString guard = QLatin1Char('_') + base.toUpper() + QLatin1String("_H_");
+    QString text = c_header();
+    text += QLatin1String("#ifndef ") + guard + QLatin1String("\n#define ") + guard + QLatin1String("\n\n");
+    if (m_generateAsm) {
+        text += QLatin1String("#ifdef HB_ASM\n")
+            + QStringLiteral(
+                "#error \"You are trying to use in an assembly code the normal H description of '%1'.\"\n")
+                  .arg(base)
+            + QLatin1String("#endif\n\n");
+    }
+    for (const auto& include : m_includes) {
+        const auto& entries = include->getConditionalEntries();
+        if (entries.empty()) {
+            if (writesHeaders(this, include->getHeaderName(), false))
+                text += QStringLiteral("#include \"%1\"\n").arg(include->getHeaderName());
+            continue;
+        }
+        bool first = true;
+        for (const auto& entry : entries) {
+            if (!writesHeaders(this, entry.headerName, false))
+                continue;
+            text += (first ? QLatin1String("#if ") : QLatin1String("#elif ")) + entry.condition
+                + QLatin1Char('\n');
+            text += QStringLiteral("    #include \"%1\"\n").arg(entry.headerName);
+            first = false;
+        }
+        if (first)
+            continue;
+        // A taken case leaves the include without a file of its own: there is no fallback to include then.
+        if (!include->getHeaderName().isEmpty() && writesHeaders(this, include->getHeaderName(), false))
+            text += QLatin1String("#else\n")
+                + QStringLiteral("    #include \"%1\"\n").arg(include->getHeaderName());
+        text += QLatin1String("#endif\n");
+    }
+    text += QLatin1Char('\n') + kRuleEqual + QLatin1String("\n//  MACROS\n") + kRuleEqual + QLatin1Char('\n');
+    const HwEnum* previous = nullptr;
+    for (const HwIntVar& variable : *m_variables) {
+        const HwEnum* e = variable.getEnum();
+        if (!e)
+            text += variable.c_serialize(false);
+        else if (e != previous)
+            text += QLatin1Char('\n') + e->c_serialize(*m_variables) + QLatin1String("\n\n");
+        previous = e;
+    }
+    text +=
+        QLatin1Char('\n') + kRuleEqual + QLatin1String("\n//  TYPES\n") + kRuleEqual + QLatin1String("\n\n");
+    for (const auto& element : m_elements) {
+        if (element->isExternal()
+            || (element->isValuable() && static_cast<HwValuable*>(element.get())->isEnumHolder()))
+            continue;
+        text += kRuleElement + QLatin1String("\n// ") + ESDRTypeConvert(element->getCTypeString())
+            + QLatin1Char('\n') + kRuleDash + QLatin1Char('\n')
+            + convertCommentToCComment(element->getComment(), 80, 0) + QLatin1Char('\n') + kRuleEqual
+            + QLatin1Char('\n') + element->c_content() + QLatin1String("\n\n");
+    }
+    text += QLatin1Char('\n');
+    if (!m_cjoker.isEmpty())
+        text += m_cjoker;
+    return text + QLatin1String("\n#endif\n\n");
+}
+
+// Driver --------------------------------------------------------------------------------------------------
+
+bool HwMemoryMap::generateCHeaders(const QString& dir, bool which)
+{
+    HwRootArchive* root = which ? m_chipRoot.get() : m_softRoot.get();
+    if (!root)
+        return true;
+    bool complete = true;
+    for (const auto& archive : root->getArchives()) {
+        const QString header = archive->getHFileRelativeName();
+        const QString headerPath = dir + QLatin1Char('/') + header;
+        if (!archive->getGenerateHeader()) {
+            std::printf("Avoiding %s\n", headerPath.toUtf8().constData());
+            continue;
+        }
+        if (!staysInside(dir, header)) {
+            std::fprintf(stderr,
+                "Skipping archive '%s': its files would be written outside the output directory '%s'.\n",
+                archive->getName().toUtf8().constData(), dir.toUtf8().constData());
+            complete = false;
+            continue;
+        }
+        if (m_skipNewerHeaders) {
+            const QFileInfo xml(archive->getTotalPath());
+            const QFileInfo existing(headerPath);
+            if (existing.exists() && xml.lastModified() < existing.lastModified()) {
+                std::printf("Skipping %s\n", headerPath.toUtf8().constData());
+                continue;
+            }
+        }
+        if (!writeOutputFile(dir, header, archive->c_content())) {
+            complete = false;
+            continue;
+        }
+        if (!archive->getGenerateAsm())
+            continue;
+        if (!writeOutputFile(dir, archive->getASMFileRelativeName(), archive->asm_content())) {
+            complete = false;
+            continue;
+        }
+        if (m_generateArmAsm
+            && !writeOutputFile(dir, archive->getASMARMFileRelativeName(), archive->asmarm_content()))
+            complete = false;
+    }
+    std::fflush(stdout);
+    return complete;
+}
