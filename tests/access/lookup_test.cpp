@@ -126,6 +126,12 @@ TEST(LookupIndexTest, FollowsChangesAfterTheFirstLookup)
     EXPECT_EQ(top.getElementFromPathTokens({QStringLiteral("top"), QStringLiteral("arr[2]")}), nullptr);
     EXPECT_EQ(
         array->getElementFromPathTokens({QStringLiteral("renamed[1]")}), array->getMemberList()[1].get());
+    // An item renamed on its own is still found by its name, and no longer by its place.
+    array->getMemberList()[0]->setName(QStringLiteral("odd"));
+    HwArray copy(*array);
+    EXPECT_EQ(copy.getElementFromPathTokens({QStringLiteral("odd")}), copy.getMemberList()[0].get());
+    EXPECT_EQ(copy.getElementFromPathTokens({QStringLiteral("renamed[0]")}), nullptr);
+    EXPECT_EQ(copy.getElementFromPathTokens({QStringLiteral("renamed[2]")}), copy.getMemberList()[2].get());
 }
 
 TEST(LookupIndexTest, NestedArraysResolveEveryIndex)

@@ -59,7 +59,7 @@ HwXMLElement* HwArray::getElementFromPathTokens(const QStringList& tokens)
     if (tokens.first() == getName())
         return this;
     // Transparent: the items answer to their own bracketed names, with the same tokens.
-    const HwNameIndex& index = nameIndexFor(m_nameIndex, m_items, getName());
+    const HwNameIndex& index = nameIndexFor(m_nameIndex, m_items, getName(), true);
     HwNameIndex::Candidates candidates;
     index.candidates(tokens.first(), candidates);
     for (int position : candidates) {
@@ -72,7 +72,7 @@ HwXMLElement* HwArray::getElementFromPathTokens(const QStringList& tokens)
 
 HwXMLElement* HwArray::getItemByName(const QString& name) const
 {
-    const HwNameIndex& index = nameIndexFor(m_nameIndex, m_items, getName());
+    const HwNameIndex& index = nameIndexFor(m_nameIndex, m_items, getName(), true);
     HwNameIndex::Candidates candidates;
     index.candidates(name, candidates);
     for (int position : candidates) {
