@@ -4,6 +4,7 @@
 #include <vellxml/model/bitfield.h>
 #include <vellxml/model/composites.h>
 
+#include <algorithm>
 #include <ostream>
 
 // Readable failure messages for entries.

@@ -9,8 +9,6 @@
 
 #include <QStringList>
 
-#include <limits>
-
 using vellxml::access_p::CommandEntry;
 using vellxml::access_p::CommandScope;
 
