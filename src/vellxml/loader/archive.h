@@ -225,6 +225,12 @@ public:
     /// were added since it was built.
     const std::vector<HwXMLElement*>& getInstancesOfType(const QString& typeString) const;
 
+    // Path lookup and completion (access/).
+    /// The first instance, in creation order, whose name is `name`; null when none.
+    HwXMLElement* getInstanceByName(const QString& name) const;
+    /// The first answer, asking the instances in creation order, of getElementFromPathTokens; null if none.
+    HwXMLElement* getElementFromInstances(const QStringList& tokens) const;
+
 private:
     HwMemoryMap* m_memoryMap = nullptr;
     std::vector<std::unique_ptr<HwXMLArchive>> m_archives;
@@ -235,6 +241,9 @@ private:
     // The generators' index of the instances by type string, and the instance count it was built from.
     mutable QHash<QString, std::vector<HwXMLElement*>> m_instancesByType;
     mutable std::size_t m_indexedInstances = 0;
+
+    // Instances by name for path lookup, built on first use (access/).
+    mutable HwNameIndexPtr m_instanceIndex;
 };
 
 #endif

@@ -65,6 +65,10 @@ public:
     virtual QString vhdl_logical_serialize(int level, HwVHDLNames& names);
     virtual QString vhdl_physical_serialize(int level, HwVHDLNames& names);
 
+    // Path lookup and completion (access/).
+    /// The bitfield's access methods.
+    CXMLCompletionList getCompletionListFromTokens(const QStringList& tokens) override;
+
     void setPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos);
     void setPhysicalPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos);
     int getUpPos() const { return m_upPos; }

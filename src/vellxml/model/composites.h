@@ -52,6 +52,12 @@ public:
     /// The VHDL text of a module: its address-bit constant, the legend, then every register.
     QString vhdl_content() override;
 
+    // Path lookup and completion (access/).
+    /// The members; with a further token, the list of the first member (or array item) it names.
+    CXMLCompletionList getCompletionListFromTokens(const QStringList& tokens) override;
+    /// This structure, or the first member, in declaration order, that resolves the tokens after the first.
+    HwXMLElement* getElementFromPathTokens(const QStringList& tokens) override;
+
     /// Places the member after the others and adopts it. Returns the member.
     HwXMLElement* addElement(std::unique_ptr<HwXMLElement> member);
     const std::vector<std::unique_ptr<HwXMLElement>>& getMemberList() const { return m_members; }
@@ -75,6 +81,8 @@ private:
     bool m_rubyConstants = false;
     unsigned int m_currentSize = 0;
     unsigned int m_alignment = 0;
+    // Members by name for path lookup, built on first use (access/).
+    mutable HwNameIndexPtr m_nameIndex;
 };
 
 /// A counted repetition of one element. The items are copies of a prototype, named "name[i]" and placed
@@ -117,6 +125,13 @@ public:
     QString macro_serialize(const QString& prefix, QHash<QString, QString>& macros) override;
     QString vhdl_serialize(int level, HwVHDLNames& names) override;
 
+    // Path lookup and completion (access/).
+    /// This array when it is named by the first token; otherwise the first item that resolves the same
+    /// tokens: the array is transparent, its items are found by their bracketed names.
+    HwXMLElement* getElementFromPathTokens(const QStringList& tokens) override;
+    /// The item (or item of a nested array) of that exact name, or null.
+    HwXMLElement* getItemByName(const QString& name) const;
+
     int count() const { return m_count; }
     /// The count as the description writes it.
     QString getCountText() const { return m_countText; }
@@ -129,6 +144,8 @@ private:
     int m_count;
     QString m_countText;
     std::vector<std::unique_ptr<HwXMLElement>> m_items;
+    // Items by name for path lookup, built on first use (access/).
+    mutable HwNameIndexPtr m_nameIndex;
 };
 
 /// A 32-bit valuable holding an address; the pointed element, when there is one, lives at that address.
@@ -157,6 +174,11 @@ public:
     // C, assembly and VHDL generation (generators/).
     QString c_typedefSerialize() override;
     QString c_serialize(int level) override;
+
+    // Path lookup and completion (access/).
+    /// This pointer, or behind ">" (or ">[n]") the pointed element, created on demand, asked with that
+    /// token replaced by its name (followed by "[n]").
+    HwXMLElement* getElementFromPathTokens(const QStringList& tokens) override;
 
     QString getPointedTypeName() const { return m_pointedTypeName; }
     /// The pointed element, or null while none was allocated.

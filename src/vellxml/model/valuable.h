@@ -50,6 +50,15 @@ public:
     QString asm_serialize(const QString& prefix, const QString& base) override;
     QString macro_serialize(const QString& prefix, QHash<QString, QString>& macros) override;
     QString vhdl_serialize(int level, HwVHDLNames& names) override;
+
+    // Path lookup and completion (access/).
+    /// The valuable's bitfields and bit groups, its access methods (and ">" on a pointer); with a further
+    /// token, the list of the first bitfield of that name.
+    CXMLCompletionList getCompletionListFromTokens(const QStringList& tokens) override;
+    /// This valuable, or with two or more tokens its first bitfield named by the second token; later
+    /// tokens are not looked at.
+    HwXMLElement* getElementFromPathTokens(const QStringList& tokens) override;
+
     /// Assigns the bitfields their packed physical positions: in list order from bit 0 up, without gaps.
     virtual void buildPhysicalMap();
     /// The physical top position that buildPhysicalMap() left: the last field's physical high position
