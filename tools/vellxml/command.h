@@ -35,6 +35,9 @@ bool isHelpOption(const std::string& arg);
 
 extern const Command checkCommand;
 extern const Command listCommand;
+extern const Command getCommand;
+extern const Command completeCommand;
+extern const Command shellCommand;
 extern const Command evalCommand;
 extern const Command encryptCommand;
 extern const Command decryptCommand;

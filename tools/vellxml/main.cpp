@@ -9,7 +9,7 @@ namespace vellxml::cli {
 const std::vector<Command>& commands()
 {
     static const std::vector<Command> all {
-        checkCommand, listCommand, evalCommand, encryptCommand, decryptCommand};
+        checkCommand, listCommand, getCommand, completeCommand, shellCommand, evalCommand, encryptCommand, decryptCommand};
     return all;
 }
 
