@@ -3,6 +3,7 @@
 
 // Umbrella header: every public header of the library.
 
+#include <vellxml/access/commands.h>
 #include <vellxml/expr/evaluator.h>
 #include <vellxml/expr/names.h>
 #include <vellxml/expr/variables.h>

@@ -196,6 +196,12 @@ public:
     /// a registered type, with the given name; null for an unknown type name.
     std::unique_ptr<HwXMLElement> allocateElementFromTypeName(const QString& typeName, const QString& name);
 
+    // Path lookup and completion (access/).
+    /// The first instance, in creation order, whose name is `name`; null when none.
+    HwXMLElement* getInstanceByName(const QString& name) const;
+    /// The first answer, asking the instances in creation order, of getElementFromPathTokens; null if none.
+    HwXMLElement* getElementFromInstances(const QStringList& tokens) const;
+
 private:
     HwMemoryMap* m_memoryMap = nullptr;
     std::vector<std::unique_ptr<HwXMLArchive>> m_archives;
@@ -203,6 +209,8 @@ private:
     QHash<QString, HwXMLArchive*> m_archiveIndex;
     std::vector<std::unique_ptr<HwXMLElement>> m_elements;
     std::vector<HwXMLElement*> m_instances;
+    // Instances by name for path lookup, built on first use (access/).
+    mutable HwNameIndexPtr m_instanceIndex;
 };
 
 #endif

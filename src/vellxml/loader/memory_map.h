@@ -3,6 +3,7 @@
 
 #include <vellxml/expr/variables.h>
 #include <vellxml/loader/document.h>
+#include <vellxml/model/element.h>
 #include <vellxml/vellxml_export.h>
 
 #include <QString>
@@ -46,6 +47,16 @@ public:
     static bool m_forceMaskShift;
 
     // Path lookup and completion (access/).
+    /// The element of the chip description that the path names, or null. The path is split at "."; one
+    /// token names a top-level instance; with more, a leading "$" is dropped and each instance, in
+    /// creation order, is asked with the tokens.
+    HwXMLElement* getElementFromPath(const QString& path) const;
+    /// What may follow the last "." of the path: with one token, the top-level instances; else the list of
+    /// the instance the first token names, for the rest of the path. The last token does not filter.
+    CXMLCompletionList getCompletionListFromPath(const QString& path) const;
+    /// The completion entry describing an element: its name, its type text as the result, its comment as
+    /// the help, and the kind for its element type (17 with empty texts for kinds without an entry).
+    static CXMLCompletionEntry getCompletionEntryFromElement(const HwXMLElement* element);
 
     // C headers, assembly headers and VHDL packages (generators/).
 

@@ -56,6 +56,10 @@ public:
     void memGet(unsigned char* image) const override;
     void dumpInfo(int level) const override;
 
+    // Path lookup and completion (access/).
+    /// The bitfield's access methods.
+    CXMLCompletionList getCompletionListFromTokens(const QStringList& tokens) override;
+
     // VHDL constants of the logical and physical positions; the VHDL generator provides them.
     virtual QString vhdl_logical_serialize(int level, QStringList& names);
     virtual QString vhdl_physical_serialize(int level, QStringList& names);

@@ -33,6 +33,12 @@ public:
     void setReadError(bool error) override;
     void dumpInfo(int level) const override;
 
+    // Path lookup and completion (access/).
+    /// The members; with a further token, the list of the first member (or array item) it names.
+    CXMLCompletionList getCompletionListFromTokens(const QStringList& tokens) override;
+    /// This structure, or the first member, in declaration order, that resolves the tokens after the first.
+    HwXMLElement* getElementFromPathTokens(const QStringList& tokens) override;
+
     /// Places the member after the others and adopts it. Returns the member.
     HwXMLElement* addElement(std::unique_ptr<HwXMLElement> member);
     const std::vector<std::unique_ptr<HwXMLElement>>& getMemberList() const { return m_members; }
@@ -56,6 +62,8 @@ private:
     bool m_rubyConstants = false;
     unsigned int m_currentSize = 0;
     unsigned int m_alignment = 0;
+    // Members by name for path lookup, built on first use (access/).
+    mutable HwNameIndexPtr m_nameIndex;
 };
 
 /// A counted repetition of one element. The items are copies of a prototype, named "name[i]" and placed
@@ -85,6 +93,13 @@ public:
     void setReadError(bool error) override;
     void dumpInfo(int level) const override;
 
+    // Path lookup and completion (access/).
+    /// This array when it is named by the first token; otherwise the first item that resolves the same
+    /// tokens: the array is transparent, its items are found by their bracketed names.
+    HwXMLElement* getElementFromPathTokens(const QStringList& tokens) override;
+    /// The item (or item of a nested array) of that exact name, or null.
+    HwXMLElement* getItemByName(const QString& name) const;
+
     int count() const { return m_count; }
     /// The count as the description writes it.
     QString getCountText() const { return m_countText; }
@@ -97,6 +112,8 @@ private:
     int m_count;
     QString m_countText;
     std::vector<std::unique_ptr<HwXMLElement>> m_items;
+    // Items by name for path lookup, built on first use (access/).
+    mutable HwNameIndexPtr m_nameIndex;
 };
 
 /// A 32-bit valuable holding an address; the pointed element, when there is one, lives at that address.
@@ -121,6 +138,11 @@ public:
     void dumpInfo(int level) const override;
     unsigned int getValue() const override;
     void setValue(unsigned int value) override;
+
+    // Path lookup and completion (access/).
+    /// This pointer, or behind ">" (or ">[n]") the pointed element, created on demand, asked with that
+    /// token replaced by its name (followed by "[n]").
+    HwXMLElement* getElementFromPathTokens(const QStringList& tokens) override;
 
     QString getPointedTypeName() const { return m_pointedTypeName; }
     /// The pointed element, or null while none was allocated.

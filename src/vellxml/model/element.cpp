@@ -236,15 +236,7 @@ QString HwXMLElement::macro_serialize(const QString&, QHash<QString, QString>&)
     return QString();
 }
 
-CXMLCompletionList HwXMLElement::getCompletionListFromTokens(const QStringList&)
-{
-    return CXMLCompletionList();
-}
-
-HwXMLElement* HwXMLElement::getElementFromPathTokens(const QStringList&)
-{
-    return nullptr;
-}
+// getCompletionListFromTokens and getElementFromPathTokens live with path lookup (access/).
 
 void HwXMLElement::setReadError(bool error)
 {

@@ -64,6 +64,17 @@ struct CXMLCompletionEntry {
 /// Completion entries by name: sorted, without duplicates.
 using CXMLCompletionList = QMap<QString, CXMLCompletionEntry>;
 
+class HwNameIndex;
+
+/// Deletes the member index of a composite (path lookup, access/). The index type is private to the
+/// lookup code; the composites only own it.
+struct VELLXML_EXPORT HwNameIndexDeleter {
+    void operator()(HwNameIndex* index) const;
+};
+
+/// The lazily built name index of a structure's members, an array's items or the root's instances.
+using HwNameIndexPtr = std::unique_ptr<HwNameIndex, HwNameIndexDeleter>;
+
 /// The C type name of a description type: the basic types ("uint32", "reg8", "bool" ...) and names
 /// already ending in "_T" are upper-cased, any other name is upper-cased and given "_T".
 VELLXML_EXPORT QString ESDRTypeConvert(const QString& type);
@@ -137,8 +148,11 @@ public:
     virtual QString asm_serialize(const QString& prefix, const QString& base);
     virtual QString macro_serialize(const QString& prefix, QHash<QString, QString>& macros);
 
-    // Path lookup and completion; the access layer provides them.
+    // Path lookup and completion (access/). The first token always names the element asked.
+    /// What may follow the path: child elements and access methods. The base offers nothing.
     virtual CXMLCompletionList getCompletionListFromTokens(const QStringList& tokens);
+    /// The element the tokens name below (and including) this one, or null. The base, for leaves: this
+    /// element for exactly one token equal to its name.
     virtual HwXMLElement* getElementFromPathTokens(const QStringList& tokens);
 
     virtual void setReadError(bool error);

@@ -34,6 +34,14 @@ public:
     void memGet(unsigned char* image) const override;
     void dumpInfo(int level) const override;
 
+    // Path lookup and completion (access/).
+    /// The valuable's bitfields and bit groups, its access methods (and ">" on a pointer); with a further
+    /// token, the list of the first bitfield of that name.
+    CXMLCompletionList getCompletionListFromTokens(const QStringList& tokens) override;
+    /// This valuable, or with two or more tokens its first bitfield named by the second token; later
+    /// tokens are not looked at.
+    HwXMLElement* getElementFromPathTokens(const QStringList& tokens) override;
+
     /// Assigns the bitfields their packed physical positions; the VHDL generator provides it.
     virtual void buildPhysicalMap();
     /// The value as a signed number's bit pattern (the signed classes already sign-extend getValue()).
