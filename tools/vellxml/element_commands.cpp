@@ -151,7 +151,8 @@ int runGet(const std::vector<std::string>& args)
                     .arg(element->getBitSize())
                     .arg(element->getBitSize() == 1 ? "" : "s");
     else
-        text += QStringLiteral("Size: %1 byte%2\n").arg(element->sizeOf()).arg(element->sizeOf() == 1 ? "" : "s");
+        text +=
+            QStringLiteral("Size: %1 byte%2\n").arg(element->sizeOf()).arg(element->sizeOf() == 1 ? "" : "s");
     writeText(text);
     return std::fflush(stdout) == 0 ? ExitOk : ExitFailure;
 }
@@ -170,10 +171,11 @@ int runComplete(const std::vector<std::string>& args)
     const QString text = QString::fromStdString(partial);
     const int dot = text.lastIndexOf(QLatin1Char('.'));
     const QString start = text.mid(dot + 1);
-    const CXMLCompletionList list = map->getCompletionListFromPath(dot >= 0 ? text.left(dot) : QString());
+    // The list is that of the element the complete tokens reach; the last, partial token filters it.
+    const CXMLCompletionList list = map->getCompletionListFromPath(text);
     QString out;
     for (auto it = list.cbegin(); it != list.cend(); ++it) {
-        if (!it.key().startsWith(start))
+        if (it.key().isEmpty() || !it.key().startsWith(start))
             continue;
         const CXMLCompletionEntry& entry = it.value();
         // One line per entry: tabs and line breaks inside a text would split it.
@@ -182,8 +184,9 @@ int runComplete(const std::vector<std::string>& args)
             value.replace(QLatin1Char('\n'), QLatin1Char(' '));
             return value;
         };
-        out += field(entry.name) + QLatin1Char('\t') + QString::number(entry.kind) + QLatin1Char('\t') + field(entry.arguments)
-            + QLatin1Char('\t') + field(entry.result) + QLatin1Char('\t') + field(entry.help) + QLatin1Char('\n');
+        out += field(it.key()) + QLatin1Char('\t') + QString::number(entry.kind) + QLatin1Char('\t')
+            + field(entry.arguments) + QLatin1Char('\t') + field(entry.result) + QLatin1Char('\t')
+            + field(entry.help) + QLatin1Char('\n');
     }
     writeText(out);
     return std::fflush(stdout) == 0 ? ExitOk : ExitFailure;

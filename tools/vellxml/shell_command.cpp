@@ -15,11 +15,10 @@
 #include <QString>
 #include <QStringList>
 
-#include <editline/readline.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <editline/readline.h>
 #include <iostream>
 #include <string>
 #include <unistd.h>
@@ -27,32 +26,32 @@
 namespace vellxml::cli {
 namespace {
 
-const char shellHelp[] =
-    "Usage: vellxml shell ROOT [--soft]\n"
-    "\n"
-    "An interactive register shell on a simulated target. Every register starts at\n"
-    "its reset value; write-one-to-set, write-one-to-clear and read-only fields\n"
-    "behave as described. Commands are written as the completion lists name them:\n"
-    "\n"
-    "  UART0.CR1.r              read and print a register (hexadecimal)\n"
-    "  UART0.CR1.r dec          the same in decimal (or bin, or hex)\n"
-    "  UART0.CR1.UE.w 1         write a field (read-modify-write of its register)\n"
-    "  UART0.CR1.M.w EIGHT      a field's value may be one of its option names\n"
-    "  UART0.CR1.getl           the cached value\n"
-    "  DMA1.CH[0].DESC.>.SRC.r  read through a pointer (the pointer is read first)\n"
-    "  UART0.CR1.doc            the register's documentation\n"
-    "\n"
-    "Shell commands: ls [PATH] lists what may follow PATH; format hex|dec|bin sets\n"
-    "how values print; reset puts every register back to its reset value; help;\n"
-    "quit. Tab completes paths, commands and option names; the history is kept in\n"
-    "~/.vellxml_history (or $VELLXML_HISTORY).\n"
-    "\n"
-    "Read from a pipe, the shell runs the same commands without prompts and exits\n"
-    "with status 1 when any of them failed.\n"
-    "\n"
-    "Options:\n"
-    "      --soft  load ROOT as a soft (software) description rather than a chip\n"
-    "  -h, --help  show this help\n";
+const char shellHelp[] = "Usage: vellxml shell ROOT [--soft]\n"
+                         "\n"
+                         "An interactive register shell on a simulated target. Every register starts at\n"
+                         "its reset value; write-one-to-set, write-one-to-clear and read-only fields\n"
+                         "behave as described, and bits of no field stay 0. Commands are written as the "
+                         "completion lists name them:\n"
+                         "\n"
+                         "  UART0.CR1.r              read and print a register (hexadecimal)\n"
+                         "  UART0.CR1.r dec          the same in decimal (or bin, or hex)\n"
+                         "  UART0.CR1.UE.w 1         write a field (read-modify-write of its register)\n"
+                         "  UART0.CR1.M.w EIGHT      a field's value may be one of its option names\n"
+                         "  UART0.CR1.getl           the cached value\n"
+                         "  DMA1.CH[0].DESC.>.SRC.r  read through a pointer (the pointer is read first)\n"
+                         "  UART0.CR1.doc            the register's documentation\n"
+                         "\n"
+                         "Shell commands: ls [PATH] lists what may follow PATH; format hex|dec|bin sets\n"
+                         "how values print; reset puts every register back to its reset value; help;\n"
+                         "quit. Tab completes paths, commands and option names; the history is kept in\n"
+                         "~/.vellxml_history (or $VELLXML_HISTORY).\n"
+                         "\n"
+                         "Read from a pipe, the shell runs the same commands without prompts and exits\n"
+                         "with status 1 when any of them failed.\n"
+                         "\n"
+                         "Options:\n"
+                         "      --soft  load ROOT as a soft (software) description rather than a chip\n"
+                         "  -h, --help  show this help\n";
 
 const HwTarget g_target {0};
 
@@ -95,6 +94,14 @@ void prepareValuable(HwValuable& valuable)
         default:
             break;
         }
+    }
+    // The bits of no field are reserved: they keep their reset value of 0.
+    if (!valuable.getBitFields().empty()) {
+        std::uint32_t declared = 0;
+        for (const auto& field : valuable.getBitFields())
+            declared |= field->getFullValueUnshifted();
+        const std::uint32_t width = bytes == 4 ? 0xFFFFFFFFu : (1u << (8 * bytes)) - 1;
+        readOnly |= width & ~declared;
     }
     sim::poke(g_target.handle, address, reset, bytes, space);
     sim::setReadOnlyBits(g_target.handle, address, readOnly, bytes, space);
@@ -210,21 +217,25 @@ bool isCommandOf(const HwXMLElement* element, const QString& name)
 
 bool listCompletions(const QString& path)
 {
-    const CXMLCompletionList list = g_session.map->getCompletionListFromPath(path);
+    const CXMLCompletionList list =
+        g_session.map->getCompletionListFromPath(path.isEmpty() ? path : path + QLatin1Char('.'));
     if (list.isEmpty()) {
         printErr(QStringLiteral("nothing follows %1").arg(path));
         return false;
     }
     for (auto it = list.cbegin(); it != list.cend(); ++it) {
         const CXMLCompletionEntry& entry = it.value();
-        QString line = entry.name;
+        if (it.key().isEmpty())
+            continue; // reserved gaps
+        QString line = it.key();
         if (!entry.arguments.isEmpty())
             line += QLatin1Char(' ') + entry.arguments;
         line = line.leftJustified(24);
         if (entry.kind == 0)
             line += QLatin1Char(' ') + entry.help;
         else
-            line += QLatin1Char(' ') + entry.result + (entry.help.isEmpty() ? QString() : QStringLiteral("  ") + entry.help);
+            line += QLatin1Char(' ') + entry.result
+                + (entry.help.isEmpty() ? QString() : QStringLiteral("  ") + entry.help);
         printOut(line);
     }
     return true;
@@ -263,8 +274,9 @@ bool runElementLine(const QString& word, QStringList arguments)
         && command != QLatin1String("w") && command != QLatin1String("wf") && command != QLatin1String("set")
         && command != QLatin1String("clear") && command != QLatin1String("setl")) {
         // getl, prepl, wl: a register's value.
-        printOut(formatValue(element->isBitfield() ? static_cast<HwBitField*>(element)->getValuable() : element,
-            result.value, format));
+        printOut(
+            formatValue(element->isBitfield() ? static_cast<HwBitField*>(element)->getValuable() : element,
+                result.value, format));
     }
     return true;
 }
@@ -290,7 +302,9 @@ bool runLine(const QString& line, bool& quit)
         return true;
     }
     if (first == QLatin1String("help")) {
-        const char* now = g_session.format == DISPLAY_DEC ? "dec" : g_session.format == DISPLAY_BIN ? "bin" : "hex";
+        const char* now = g_session.format == DISPLAY_DEC ? "dec"
+            : g_session.format == DISPLAY_BIN             ? "bin"
+                                                          : "hex";
         std::printf(shellCommandHelp, now);
         return true;
     }
@@ -354,9 +368,10 @@ QStringList completionsFor(const QString& text, const QString& lineBefore)
     const int dot = text.lastIndexOf(QLatin1Char('.'));
     const QString prefix = dot >= 0 ? text.left(dot + 1) : QString();
     const QString partial = text.mid(dot + 1);
-    const CXMLCompletionList list = g_session.map->getCompletionListFromPath(dot >= 0 ? text.left(dot) : QString());
+    // The list is that of the element the complete tokens reach; the last, partial token filters it.
+    const CXMLCompletionList list = g_session.map->getCompletionListFromPath(text);
     for (auto it = list.cbegin(); it != list.cend(); ++it)
-        if (it.key().startsWith(partial))
+        if (!it.key().isEmpty() && it.key().startsWith(partial))
             matches << prefix + it.key();
     if (dot < 0) {
         for (const char* word : {"format", "help", "ls", "quit", "reset"})
@@ -458,6 +473,7 @@ int runShell(const std::vector<std::string>& args)
 
 } // namespace
 
-const Command shellCommand {"shell", "an interactive register shell on a simulated target", shellHelp, runShell};
+const Command shellCommand {
+    "shell", "an interactive register shell on a simulated target", shellHelp, runShell};
 
 } // namespace vellxml::cli
