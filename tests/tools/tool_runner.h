@@ -12,10 +12,13 @@ struct ToolRun {
     QString err;
 };
 
-inline ToolRun runTool(const QStringList& args)
+/// Runs the tool with `input` on its standard input (a pipe, not a terminal).
+inline ToolRun runTool(const QStringList& args, const QByteArray& input = QByteArray())
 {
     QProcess process;
     process.start(QStringLiteral(VELLXML_TOOL_PATH), args);
+    if (!input.isEmpty())
+        process.write(input);
     process.closeWriteChannel();
     ToolRun run;
     if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit) {

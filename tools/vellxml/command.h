@@ -33,8 +33,14 @@ void printError(const std::string& message);
 
 bool isHelpOption(const std::string& arg);
 
+extern const Command checkCommand;
+extern const Command listCommand;
+extern const Command getCommand;
+extern const Command completeCommand;
+extern const Command shellCommand;
 extern const Command evalCommand;
 extern const Command encryptCommand;
+extern const Command decryptCommand;
 
 } // namespace vellxml::cli
 

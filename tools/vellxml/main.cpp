@@ -8,7 +8,8 @@ namespace vellxml::cli {
 
 const std::vector<Command>& commands()
 {
-    static const std::vector<Command> all {evalCommand, encryptCommand};
+    static const std::vector<Command> all {checkCommand, listCommand, getCommand, completeCommand,
+        shellCommand, evalCommand, encryptCommand, decryptCommand};
     return all;
 }
 

@@ -4,6 +4,7 @@
 
 #include <QDomDocument>
 #include <QFile>
+#include <QSaveFile>
 #include <QXmlStreamReader>
 
 #include <openssl/evp.h>
@@ -111,8 +112,8 @@ bool encryptXMLDocument(const QString& inputPath, const QString& outputPath, HwM
         sendMessage(info, QStringLiteral("Unable to open file %1").arg(inputPath));
         return false;
     }
-    QFile output(outputPath);
-    if (!output.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+    QSaveFile output(outputPath);
+    if (!output.open(QIODevice::WriteOnly)) {
         sendMessage(info, QStringLiteral("Unable to open file %1").arg(outputPath));
         return false;
     }
@@ -140,8 +141,36 @@ bool encryptXMLDocument(const QString& inputPath, const QString& outputPath, HwM
     putLittleEndian(file, static_cast<std::uint32_t>(length), 4);
     file.append(reinterpret_cast<const char*>(iv), 16);
     file.append(reinterpret_cast<const char*>(cipher.data()), rounded);
-    if (output.write(file) != file.size()) {
+    if (output.write(file) != file.size() || !output.commit()) {
         sendMessage(error, QStringLiteral("Unable to encrypt file %1").arg(inputPath));
+        return false;
+    }
+    return true;
+}
+
+bool decryptXMLDocument(const QString& inputPath, const QString& outputPath, HwMessageCallback info,
+    HwMessageCallback error, HwMessageCallback warning)
+{
+    using namespace vellxml::loader_p;
+    (void)warning;
+    QByteArray plain;
+    QString reason;
+    const int read = readEncryptedArchive(inputPath, HwLoadLimits(), plain, reason);
+    if (read == READ_NOT_OPENED) {
+        sendMessage(info, QStringLiteral("Unable to open file %1").arg(inputPath));
+        return false;
+    }
+    if (read != READ_OK) {
+        sendMessage(error, positioned(inputPath, 0, 0, reason));
+        return false;
+    }
+    QSaveFile output(outputPath);
+    if (!output.open(QIODevice::WriteOnly)) {
+        sendMessage(info, QStringLiteral("Unable to open file %1").arg(outputPath));
+        return false;
+    }
+    if (output.write(plain) != plain.size() || !output.commit()) {
+        sendMessage(error, QStringLiteral("Unable to write file %1").arg(outputPath));
         return false;
     }
     return true;

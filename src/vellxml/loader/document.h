@@ -58,6 +58,13 @@ VELLXML_EXPORT bool makeIV(unsigned char iv[16]);
 VELLXML_EXPORT bool encryptXMLDocument(const QString& inputPath, const QString& outputPath,
     HwMessageCallback info, HwMessageCallback error, HwMessageCallback warning);
 
+/// Writes the plain archive held by an encrypted one (.xmd), byte for byte as it was encrypted. An input or
+/// output that cannot be opened gives "Unable to open file <path>" through `info`; an input that is not an
+/// encrypted archive of this key gives "<path>:0:0:<reason>" through `error`. The output is written whole
+/// or not at all. Returns true on success.
+VELLXML_EXPORT bool decryptXMLDocument(const QString& inputPath, const QString& outputPath,
+    HwMessageCallback info, HwMessageCallback error, HwMessageCallback warning);
+
 /// Reads a plain or encrypted archive into `document`. Reports "Loading <path>..." through `info`; an
 /// unopenable file gives "Unable to open file <path>" through `error` when required, else through
 /// `warning`, and 1; a document that does not parse (or breaks a limit) gives "<path>:<line>:<col>:<text>"

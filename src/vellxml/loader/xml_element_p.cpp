@@ -459,6 +459,18 @@ int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray&
     return READ_INVALID;
 }
 
+int readEncryptedArchive(const QString& path, const HwLoadLimits& limits, QByteArray& plain, QString& error)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return READ_NOT_OPENED;
+    if (file.read(4) != "EXML") {
+        error = QStringLiteral("Not an encrypted archive (no EXML header).");
+        return READ_INVALID;
+    }
+    return decryptArchive(file, limits, plain, error) ? READ_OK : READ_INVALID;
+}
+
 QString commentFromMarkup(QString markup)
 {
     markup.remove(QStringLiteral("<comment>"));

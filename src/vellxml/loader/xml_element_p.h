@@ -129,6 +129,10 @@ enum ReadResult : int { READ_OK = 0, READ_NOT_OPENED = 1, READ_INVALID = 3 };
 /// ISO-8859-1 when its declaration says so). READ_NOT_OPENED leaves `error` empty; READ_INVALID sets it.
 int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& utf8, QString& error);
 
+/// Reads the plain bytes of an encrypted archive, exactly as they were before encryption. A file that is
+/// not an encrypted archive is READ_INVALID with its own message.
+int readEncryptedArchive(const QString& path, const HwLoadLimits& limits, QByteArray& plain, QString& error);
+
 /// The free text of a comment tag's markup (see readCommentFromCommentTag).
 QString commentFromMarkup(QString markup);
 /// The verbatim text of a cjoker tag's markup (see readCJokerFromCommentTag).

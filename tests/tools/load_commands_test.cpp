@@ -1,0 +1,156 @@
+// check, list and decrypt, run as a user runs them.
+#include "tool_runner.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QString demoRoot = QStringLiteral(VELLXML_DEMO_DIR "/chip.xml");
+
+class ToolFiles : public ::testing::Test {
+protected:
+    QString write(const QString& name, const QByteArray& text)
+    {
+        const QString path = m_dir.path() + QLatin1Char('/') + name;
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+        return path;
+    }
+    QByteArray read(const QString& path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+    }
+    QTemporaryDir m_dir;
+};
+
+TEST(CheckCommand, DemoChipLoadsWithLogOnStandardErrorAndASummary)
+{
+    const ToolRun run = runTool({QStringLiteral("check"), demoRoot});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(run.out.startsWith(demoRoot + QStringLiteral(": ok, 11 archives, 14 instances,")))
+        << run.out.toStdString();
+    EXPECT_TRUE(run.err.contains(QStringLiteral("Loading ") + QFileInfo(demoRoot).absolutePath()));
+    EXPECT_FALSE(run.err.contains(QStringLiteral("error:")));
+}
+
+TEST_F(ToolFiles, CheckMarksErrorsWithTheirPositionForEditors)
+{
+    const QString root = write(QStringLiteral("bad.xml"),
+        "<archive>\n<module name=\"m\">\n<reg32 name=\"r\">\n  <foo/>\n</reg32>\n</module>\n</archive>\n");
+    const ToolRun run = runTool({QStringLiteral("check"), root});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains(root + QStringLiteral(":4:3: error: Reg32 r contains an unvalid foo tag.")))
+        << run.err.toStdString();
+    EXPECT_TRUE(run.out.contains(QStringLiteral("failed to load (1 error, 0 warnings)")))
+        << run.out.toStdString();
+}
+
+TEST_F(ToolFiles, CheckOfAMissingFileFails)
+{
+    const ToolRun run = runTool({QStringLiteral("check"), m_dir.path() + QStringLiteral("/none.xml")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("Unable to open file"))) << run.err.toStdString();
+}
+
+TEST(LoadCommands, UsageErrorsExitWithTwo)
+{
+    const QStringList cases[] = {
+        {QStringLiteral("check")},
+        {QStringLiteral("check"), QStringLiteral("a.xml"), QStringLiteral("b.xml")},
+        {QStringLiteral("check"), QStringLiteral("--hard"), QStringLiteral("a.xml")},
+        {QStringLiteral("list")},
+        {QStringLiteral("list"), QStringLiteral("--x"), QStringLiteral("a.xml")},
+        {QStringLiteral("decrypt"), QStringLiteral("a.xmd")},
+    };
+    for (const QStringList& args : cases) {
+        const ToolRun run = runTool(args);
+        EXPECT_EQ(run.exitCode, 2) << args.join(QLatin1Char(' ')).toStdString();
+        EXPECT_TRUE(run.out.isEmpty());
+        EXPECT_TRUE(run.err.contains(QStringLiteral("--help"))) << run.err.toStdString();
+    }
+}
+
+TEST_F(ToolFiles, ListPrintsTheTreeInOrderWithSizesAndBitPositions)
+{
+    const QString root = write(QStringLiteral("chip.xml"),
+        "<archive>\n"
+        "<module name=\"blk\">\n"
+        "  <reg32 name=\"ctl\"><bits name=\"en\" pos=\"0\"/><bits name=\"mode\" pos=\"7:4\"/></reg32>\n"
+        "  <reg8 name=\"st\"/>\n"
+        "  <hole size=\"3*8\"/>\n"
+        "  <reg16 name=\"buf\" count=\"2\"/>\n"
+        "</module>\n"
+        "<instance name=\"B0\" type=\"blk\" address=\"0x4000\"/>\n"
+        "</archive>\n");
+    const ToolRun run = runTool({QStringLiteral("list"), root});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(run.out.toStdString(),
+        "$B0\tblk\t0x00004000\t12\n"
+        "$B0.ctl\tReg32\t0x00004000\t4\n"
+        "$B0.ctl.en\tBitfield\t0x00004000\t0:0\n"
+        "$B0.ctl.mode\tBitfield\t0x00004000\t7:4\n"
+        "$B0.st\tReg8\t0x00004004\t1\n"
+        "$B0.buf\treg16[]\t0x00004008\t4\n"
+        "$B0.buf[0]\treg16\t0x00004008\t2\n"
+        "$B0.buf[1]\treg16\t0x0000400A\t2\n");
+    EXPECT_TRUE(run.err.isEmpty()) << run.err.toStdString();
+}
+
+TEST(ListCommand, DemoChipListsEveryInstanceWithoutEmptyPaths)
+{
+    const ToolRun run = runTool({QStringLiteral("list"), demoRoot});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    const QStringList lines = run.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    int instances = 0;
+    for (const QString& line : lines) {
+        const QStringList fields = line.split(QLatin1Char('\t'));
+        ASSERT_EQ(fields.size(), 4) << line.toStdString();
+        EXPECT_TRUE(fields[0].startsWith(QLatin1Char('$'))) << line.toStdString();
+        if (!fields[0].contains(QLatin1Char('.')))
+            ++instances;
+    }
+    EXPECT_EQ(instances, 13); // the 14th, USB_OTG, is an external: no path
+}
+
+TEST_F(ToolFiles, DecryptGivesBackTheEncryptedBytes)
+{
+    // Bytes the XML reader would normalise (CR LF, a BOM) must survive unchanged.
+    const QByteArray plain("\xEF\xBB\xBF<archive>\r\n<!-- kept -->\r\n</archive>\r\n");
+    const QString in = write(QStringLiteral("a.xml"), plain);
+    const QString xmd = m_dir.path() + QStringLiteral("/a.xmd");
+    const QString out = m_dir.path() + QStringLiteral("/back.xml");
+    ASSERT_EQ(runTool({QStringLiteral("encrypt"), in, xmd}).exitCode, 0);
+    const ToolRun run = runTool({QStringLiteral("decrypt"), xmd, out});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(read(out), plain);
+}
+
+TEST_F(ToolFiles, DecryptRefusesWhatIsNotAnEncryptedArchiveAndWritesNothing)
+{
+    const QString plain = write(QStringLiteral("a.xml"), "<archive/>\n");
+    const QString truncated = write(QStringLiteral("t.xmd"), QByteArray("EXML\x01\x00\x10\x00\x00\x00", 10));
+    const QString out = m_dir.path() + QStringLiteral("/out.xml");
+    const struct {
+        QString input;
+        QString message;
+    } cases[] = {
+        {plain, QStringLiteral("Not an encrypted archive")},
+        {truncated, QStringLiteral("shorter than its 26-byte header")},
+        {m_dir.path() + QStringLiteral("/none.xmd"), QStringLiteral("Unable to open file")},
+    };
+    for (const auto& c : cases) {
+        const ToolRun run = runTool({QStringLiteral("decrypt"), c.input, out});
+        EXPECT_EQ(run.exitCode, 1) << c.input.toStdString();
+        EXPECT_TRUE(run.err.contains(c.message)) << run.err.toStdString();
+        EXPECT_FALSE(QFile::exists(out));
+    }
+}
+
+} // namespace

@@ -1,0 +1,86 @@
+#include "chip.h"
+#include "command.h"
+
+#include <vellxml/loader/archive.h>
+#include <vellxml/loader/memory_map.h>
+#include <vellxml/model/composites.h>
+#include <vellxml/model/valuable.h>
+
+namespace vellxml::cli {
+namespace {
+
+const char checkHelp[] = "Usage: vellxml check ROOT [--soft]\n"
+                         "\n"
+                         "Loads the description whose root file is ROOT, with every archive it includes,\n"
+                         "and reports. The loader's messages go to standard error, one per line:\n"
+                         "errors and warnings as FILE:LINE:COLUMN: error: TEXT (or warning:), so that\n"
+                         "editors can jump to them. A summary line goes to standard output.\n"
+                         "\n"
+                         "Options:\n"
+                         "      --soft  load ROOT as a soft (software) description rather than a chip\n"
+                         "  -h, --help  show this help\n"
+                         "\n"
+                         "Exit status: 0 when it loads, 1 when it does not, 2 for usage errors.\n";
+
+// Counts the elements under `element`, the bitfields of valuables included.
+void countElements(const HwXMLElement& element, unsigned long& elements, unsigned long& bitfields);
+
+void countMembers(const std::vector<std::unique_ptr<HwXMLElement>>& members, unsigned long& elements,
+    unsigned long& bitfields)
+{
+    for (const auto& member : members)
+        countElements(*member, elements, bitfields);
+}
+
+void countElements(const HwXMLElement& element, unsigned long& elements, unsigned long& bitfields)
+{
+    ++elements;
+    if (element.isStruct())
+        countMembers(static_cast<const HwStruct&>(element).getMemberList(), elements, bitfields);
+    else if (element.isArray())
+        countMembers(static_cast<const HwArray&>(element).getMemberList(), elements, bitfields);
+    else if (element.isValuable())
+        bitfields += static_cast<const HwValuable&>(element).getBitFields().size();
+}
+
+int runCheck(const std::vector<std::string>& args)
+{
+    std::string root;
+    bool soft = false;
+    for (const std::string& arg : args) {
+        if (arg == "--soft")
+            soft = true;
+        else if (arg.size() > 1 && arg[0] == '-')
+            return usageError(checkCommand, "unknown option '" + arg + "'");
+        else if (root.empty())
+            root = arg;
+        else
+            return usageError(checkCommand, "check takes one root file");
+    }
+    if (root.empty())
+        return usageError(checkCommand, "check needs a root file");
+
+    const auto map = loadChip(root, soft, LoadMessages::Log);
+    if (!map) {
+        std::printf("%s: failed to load (%d error%s, %d warning%s)\n", root.c_str(), lastLoadErrors(),
+            lastLoadErrors() == 1 ? "" : "s", lastLoadWarnings(), lastLoadWarnings() == 1 ? "" : "s");
+        return ExitFailure;
+    }
+    const HwRootArchive* chip = rootOf(*map, soft);
+    unsigned long elements = 0;
+    unsigned long bitfields = 0;
+    const auto instances = chip->getInstanciatedTemplates();
+    for (const HwXMLElement* instance : instances)
+        countElements(*instance, elements, bitfields);
+    std::printf("%s: ok, %zu archive%s, %zu instance%s, %lu element%s, %lu bitfield%s, %d warning%s\n",
+        root.c_str(), chip->getArchives().size(), chip->getArchives().size() == 1 ? "" : "s",
+        instances.size(), instances.size() == 1 ? "" : "s", elements, elements == 1 ? "" : "s", bitfields,
+        bitfields == 1 ? "" : "s", lastLoadWarnings(), lastLoadWarnings() == 1 ? "" : "s");
+    return ExitOk;
+}
+
+} // namespace
+
+const Command checkCommand {"check", "load a description and report its errors", checkHelp, runCheck};
+
+} // namespace vellxml::cli

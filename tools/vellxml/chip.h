@@ -1,0 +1,57 @@
+#ifndef VELLXML_TOOLS_CHIP_H
+#define VELLXML_TOOLS_CHIP_H
+
+#include <memory>
+#include <string>
+
+class HwMemoryMap;
+class HwRootArchive;
+
+namespace vellxml::cli {
+
+/// What a load prints on standard error besides its errors and warnings.
+enum class LoadMessages {
+    Quiet, ///< errors and warnings only (and a progress line when standard error is a terminal)
+    Log, ///< the log lines too, as `vellxml check` shows them
+};
+
+/// Loads the description whose root file is `path` into a new memory map. Errors and warnings go to
+/// standard error one per line, as "FILE:LINE:COLUMN: error: TEXT" (or "warning:") so that editors can
+/// jump to them. Returns null when the load fails.
+std::unique_ptr<HwMemoryMap> loadChip(const std::string& path, bool soft, LoadMessages messages);
+
+/// The root archive of a memory map made by loadChip.
+HwRootArchive* rootOf(const HwMemoryMap& map, bool soft = false);
+
+/// How many errors and warnings the last loadChip reported.
+int lastLoadErrors();
+int lastLoadWarnings();
+
+/// A one-line progress display on standard error, shown only when it is a terminal and the work lasts
+/// long enough to be worth it. Each update replaces the line; finish() clears it.
+class Progress {
+public:
+    explicit Progress(const char* what);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void step(const std::string& detail);
+    void finish();
+
+private:
+    const char* m_what;
+    long long m_started;
+    long long m_shown = 0;
+    unsigned long m_steps = 0;
+    bool m_active;
+    bool m_drawn = false;
+};
+
+/// Formats a callback message "FILE:LINE:COLUMN:TEXT" as "FILE:LINE:COLUMN: KIND: TEXT" ("FILE: KIND: TEXT"
+/// when the position is 0:0, "KIND: TEXT" for a message without position; KIND empty leaves it out).
+std::string formatMessage(const char* kind, const char* text);
+
+} // namespace vellxml::cli
+
+#endif

@@ -1,0 +1,200 @@
+// vellxml get and vellxml complete: one element, and what may follow a path.
+#include "chip.h"
+#include "command.h"
+
+#include <vellxml/access/commands.h>
+#include <vellxml/loader/memory_map.h>
+#include <vellxml/model/bitfield.h>
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdio>
+
+namespace vellxml::cli {
+namespace {
+
+const char getHelp[] = "Usage: vellxml get ROOT PATH [--soft]\n"
+                       "\n"
+                       "Prints everything about the element PATH of the description ROOT: its\n"
+                       "documentation (path, type, address, protection or access, reset value, fields\n"
+                       "or options, comment), then its kind and size. PATH is dotted, as `vellxml list`\n"
+                       "prints it (the leading $ may be left out): UART0.CR1, UART0.CR1.UE, DMA1.CH[2].\n"
+                       "\n"
+                       "Options:\n"
+                       "      --soft  load ROOT as a soft (software) description rather than a chip\n"
+                       "  -h, --help  show this help\n"
+                       "\n"
+                       "Exit status: 0 when PATH names an element, 1 when it does not or ROOT fails to\n"
+                       "load, 2 for usage errors.\n";
+
+const char completeHelp[] = "Usage: vellxml complete ROOT PARTIAL [--soft]\n"
+                            "\n"
+                            "Prints what may complete the path PARTIAL in the description ROOT: the\n"
+                            "entries after its last dot that begin with what follows that dot (after\n"
+                            "\"UART0.CR\", the members and commands of UART0 that begin with \"CR\"; after\n"
+                            "\"UART0.CR1.\", everything that follows UART0.CR1; without a dot, the\n"
+                            "instances). One entry per line, tab-separated:\n"
+                            "\n"
+                            "  NAME  KIND  ARGUMENTS  RESULT  HELP\n"
+                            "\n"
+                            "KIND is 0 for a command, else the kind of element (1 a 32-bit register ...).\n"
+                            "\n"
+                            "Options:\n"
+                            "      --soft  load ROOT as a soft (software) description rather than a chip\n"
+                            "  -h, --help  show this help\n";
+
+const char* kindName(XMLElementType type)
+{
+    switch (type) {
+    case TYPE_HOLE:
+        return "reserved gap";
+    case TYPE_VALUABLE:
+        return "valuable";
+    case TYPE_REG32:
+        return "32-bit register";
+    case TYPE_REG16:
+        return "16-bit register";
+    case TYPE_REG8:
+        return "8-bit register";
+    case TYPE_IREG8:
+        return "8-bit internal register";
+    case TYPE_BITFIELD:
+        return "bitfield";
+    case TYPE_POINTER:
+        return "pointer";
+    case TYPE_INT32:
+        return "32-bit signed integer";
+    case TYPE_INT16:
+        return "16-bit signed integer";
+    case TYPE_INT8:
+        return "8-bit signed integer";
+    case TYPE_UINT32:
+        return "32-bit unsigned integer";
+    case TYPE_UINT16:
+        return "16-bit unsigned integer";
+    case TYPE_UINT8:
+        return "8-bit unsigned integer";
+    case TYPE_BOOL:
+        return "boolean";
+    case TYPE_STRUCT:
+        return "structure";
+    case TYPE_ARRAY:
+        return "array";
+    case TYPE_MEMORY:
+        return "memory";
+    case TYPE_ARCHIVE:
+        return "archive";
+    case TYPE_ROOTARCHIVE:
+        return "root archive";
+    case TYPE_VOID:
+        return "void";
+    case TYPE_EXTERNAL:
+        return "external";
+    }
+    return "element";
+}
+
+void writeText(const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), stdout);
+}
+
+/// ROOT, one more operand and --soft; false (after the usage message, in `status`) when they are wrong.
+bool parseRootAndOperand(const Command& command, const std::vector<std::string>& args, std::string& root,
+    std::string& operand, bool& soft, int& status)
+{
+    std::vector<std::string> operands;
+    bool options = true;
+    for (const std::string& arg : args) {
+        if (options && arg == "--")
+            options = false;
+        else if (options && arg == "--soft")
+            soft = true;
+        else if (options && arg.size() > 1 && arg[0] == '-')
+            return (status = usageError(command, "unknown option '" + arg + "'")), false;
+        else
+            operands.push_back(arg);
+    }
+    if (operands.size() != 2) {
+        status = usageError(command, std::string(command.name) + " takes a root file and a path");
+        return false;
+    }
+    root = operands[0];
+    operand = operands[1];
+    return true;
+}
+
+int runGet(const std::vector<std::string>& args)
+{
+    std::string root;
+    std::string path;
+    bool soft = false;
+    int status = ExitOk;
+    if (!parseRootAndOperand(getCommand, args, root, path, soft, status))
+        return status;
+    const auto map = loadChip(root, soft, LoadMessages::Quiet);
+    if (!map)
+        return ExitFailure;
+    HwXMLElement* element = map->getElementFromPath(QString::fromStdString(path));
+    if (!element) {
+        printError("no element " + path + " in " + root);
+        return ExitFailure;
+    }
+    QString text = HwCommands::documentation(*element);
+    if (!text.endsWith(QLatin1Char('\n')))
+        text += QLatin1Char('\n');
+    text += QStringLiteral("Kind: %1\n").arg(QString::fromLatin1(kindName(element->getType())));
+    if (element->isBitfield())
+        text += QStringLiteral("Size: %1 bit%2\n")
+                    .arg(element->getBitSize())
+                    .arg(element->getBitSize() == 1 ? "" : "s");
+    else
+        text +=
+            QStringLiteral("Size: %1 byte%2\n").arg(element->sizeOf()).arg(element->sizeOf() == 1 ? "" : "s");
+    writeText(text);
+    return std::fflush(stdout) == 0 ? ExitOk : ExitFailure;
+}
+
+int runComplete(const std::vector<std::string>& args)
+{
+    std::string root;
+    std::string partial;
+    bool soft = false;
+    int status = ExitOk;
+    if (!parseRootAndOperand(completeCommand, args, root, partial, soft, status))
+        return status;
+    const auto map = loadChip(root, soft, LoadMessages::Quiet);
+    if (!map)
+        return ExitFailure;
+    const QString text = QString::fromStdString(partial);
+    const int dot = text.lastIndexOf(QLatin1Char('.'));
+    const QString start = text.mid(dot + 1);
+    // The list is that of the element the complete tokens reach; the last, partial token filters it.
+    const CXMLCompletionList list = map->getCompletionListFromPath(text);
+    QString out;
+    for (auto it = list.cbegin(); it != list.cend(); ++it) {
+        if (it.key().isEmpty() || !it.key().startsWith(start))
+            continue;
+        const CXMLCompletionEntry& entry = it.value();
+        // One line per entry: tabs and line breaks inside a text would split it.
+        const auto field = [](QString value) {
+            value.replace(QLatin1Char('\t'), QLatin1Char(' '));
+            value.replace(QLatin1Char('\n'), QLatin1Char(' '));
+            return value;
+        };
+        out += field(it.key()) + QLatin1Char('\t') + QString::number(entry.kind) + QLatin1Char('\t')
+            + field(entry.arguments) + QLatin1Char('\t') + field(entry.result) + QLatin1Char('\t')
+            + field(entry.help) + QLatin1Char('\n');
+    }
+    writeText(out);
+    return std::fflush(stdout) == 0 ? ExitOk : ExitFailure;
+}
+
+} // namespace
+
+const Command getCommand {"get", "show everything about one element", getHelp, runGet};
+const Command completeCommand {"complete", "list what may complete a path", completeHelp, runComplete};
+
+} // namespace vellxml::cli
