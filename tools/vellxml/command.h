@@ -37,6 +37,7 @@ extern const Command checkCommand;
 extern const Command listCommand;
 extern const Command getCommand;
 extern const Command completeCommand;
+extern const Command genCommand;
 extern const Command shellCommand;
 extern const Command evalCommand;
 extern const Command encryptCommand;

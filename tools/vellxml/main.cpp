@@ -8,7 +8,7 @@ namespace vellxml::cli {
 
 const std::vector<Command>& commands()
 {
-    static const std::vector<Command> all {checkCommand, listCommand, getCommand, completeCommand,
+    static const std::vector<Command> all {checkCommand, listCommand, getCommand, completeCommand, genCommand,
         shellCommand, evalCommand, encryptCommand, decryptCommand};
     return all;
 }

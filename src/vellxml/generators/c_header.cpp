@@ -731,13 +731,14 @@ bool HwMemoryMap::generateCHeaders(const QString& dir, bool which)
                 continue;
             }
         }
-        if (!writeOutputFile(dir, header, archive->c_content())) {
+        if (m_writeCHeaders && !writeOutputFile(dir, header, archive->c_content())) {
             complete = false;
             continue;
         }
         if (!archive->getGenerateAsm())
             continue;
-        if (!writeOutputFile(dir, archive->getASMFileRelativeName(), archive->asm_content())) {
+        if (m_writeAsmHeaders
+            && !writeOutputFile(dir, archive->getASMFileRelativeName(), archive->asm_content())) {
             complete = false;
             continue;
         }

@@ -66,6 +66,13 @@ public:
     /// go to standard output. Each file is written whole or not at all; a file whose path would leave dir is
     /// refused with a message on standard error. Returns false when some file could not be written.
     bool generateCHeaders(const QString& dir, bool which);
+    /// Which files generateCHeaders writes besides the ARM flavour (getGenerateArmAsm): the C headers and
+    /// the assembly headers, both by default. An archive that asks for no header still gets none.
+    void setHeaderKinds(bool cHeaders, bool assemblyHeaders)
+    {
+        m_writeCHeaders = cHeaders;
+        m_writeAsmHeaders = assemblyHeaders;
+    }
     /// Writes, under dir, the VHDL register package of every archive of the chip root. Same file rules.
     bool generateVHDL(const QString& dir);
 
@@ -84,6 +91,8 @@ private:
     std::unique_ptr<HwVariableManager> m_globals;
     bool m_skipNewerHeaders = false;
     bool m_generateArmAsm = false;
+    bool m_writeCHeaders = true;
+    bool m_writeAsmHeaders = true;
 };
 
 /// The entry of a load: reads a root file and everything it includes into a new root archive.
