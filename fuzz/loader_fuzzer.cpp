@@ -14,6 +14,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -22,6 +24,8 @@ using vellxml::fuzz::require;
 
 const QString g_directory = QStringLiteral("/vellxml-fuzz");
 constexpr int g_maxFiles = 32;
+// Instances larger than this are not imaged: a memory tag may declare gigabytes.
+constexpr unsigned int g_maxImage = 1 << 16;
 
 struct Record {
     QString name;
@@ -97,6 +101,24 @@ void checkModel(const HwRootArchive* root)
     }
     for (const auto& element : root->getElements())
         checkElement(element.get(), root);
+    for (HwXMLElement* instance : root->getInstanciatedTemplates()) {
+        require(instance != nullptr && instance->getParent() == root, "instance not under the root archive");
+        // A copy is the same element again; a memory image written from the cached values reads back
+        // to the same image.
+        const std::unique_ptr<HwXMLElement> copy = HwXMLElement::anonymousCopy(instance);
+        require(copy && copy->sizeOf() == instance->sizeOf()
+                && copy->getTypeString() == instance->getTypeString(),
+            "a copy of an instance differs from it");
+        const unsigned int size = instance->sizeOf();
+        if (size > g_maxImage)
+            continue;
+        std::vector<unsigned char> mask(size), image(size), again(size);
+        instance->getReadMask(mask.data());
+        instance->memGet(image.data());
+        instance->memSet(image.data());
+        instance->memGet(again.data());
+        require(image == again, "memory image does not read back");
+    }
 }
 
 } // namespace
