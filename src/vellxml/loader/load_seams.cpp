@@ -1,6 +1,7 @@
 #include "load_seams_p.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 namespace vellxml::loader_p {
 
@@ -10,6 +11,14 @@ class FileSystemSource final : public FileSource {
 public:
     FileRead read(const QString& path, std::int64_t maxBytes, QByteArray& bytes) override
     {
+        // Only regular files are archives. A device such as /dev/zero never ends and a named pipe blocks
+        // the open itself: an include naming one must not hang the load or exhaust memory.
+        const QFileInfo info(path);
+        // A directory cannot be opened as a file, as before this check.
+        if (!info.exists() || info.isDir())
+            return FileRead::NotOpened;
+        if (!info.isFile())
+            return FileRead::NotRegular;
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly))
             return FileRead::NotOpened;

@@ -17,8 +17,9 @@ namespace vellxml::loader_p {
 /// How one read of a file ended.
 enum class FileRead {
     Ok,
-    NotOpened, ///< no such file, or no permission: an include may be optional
+    NotOpened, ///< no such file, a directory, or no permission: an include may be optional
     TooLarge, ///< larger than the caller's bound; nothing was read
+    NotRegular, ///< a device, pipe or socket: never read
     Failed ///< opened but not read completely: always an error
 };
 

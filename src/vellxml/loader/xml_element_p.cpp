@@ -427,6 +427,9 @@ int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray&
     case FileRead::TooLarge:
         error = sizeLimitMessage(limits.maxFileSize);
         return READ_INVALID;
+    case FileRead::NotRegular:
+        error = QStringLiteral("Not a regular file.");
+        return READ_INVALID;
     case FileRead::Failed:
         error = QStringLiteral("The file could not be read.");
         return READ_INVALID;
