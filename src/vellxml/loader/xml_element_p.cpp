@@ -6,6 +6,7 @@
 #include <QVarLengthArray>
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <limits>
 #include <string_view>
@@ -217,8 +218,10 @@ bool decryptArchive(const QByteArray& file, const HwLoadLimits& limits, QByteArr
                     .arg(cipherLength);
         return false;
     }
-    if (static_cast<std::int64_t>(plainLength) > limits.maxFileSize) {
-        error = sizeLimitMessage(limits.maxFileSize);
+    // The cipher counts its bytes in an int, whatever limit the caller set.
+    const std::int64_t sizeLimit = std::min<std::int64_t>(limits.maxFileSize, INT_MAX - 16);
+    if (static_cast<std::int64_t>(plainLength) > sizeLimit) {
+        error = sizeLimitMessage(sizeLimit);
         return false;
     }
     plain.resize(static_cast<int>(cipherLength));
