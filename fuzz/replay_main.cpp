@@ -1,7 +1,7 @@
 // Replays inputs through a fuzz target's entry point without libFuzzer: every file named on the command
-// line, and every file below each directory named, in sorted order. A crash or a broken oracle aborts; a
-// clean run prints how many inputs were replayed. An argument that does not exist is an error, so that a
-// renamed corpus directory cannot make the replay pass empty-handed.
+// line, and every file below each directory named (hidden files aside), in sorted order. A crash or a
+// broken oracle aborts; a clean run prints how many inputs were replayed. An argument that does not exist
+// is an error, so that a renamed corpus directory cannot make the replay pass empty-handed.
 #include <QByteArray>
 #include <QDirIterator>
 #include <QFile>
