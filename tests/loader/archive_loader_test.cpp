@@ -136,12 +136,17 @@ TEST_F(ArchiveLoaderTest, RootTagsAndBigArchives)
     EXPECT_EQ(archive(root, 0)->getName(), QStringLiteral("one.xml"));
     EXPECT_EQ(archive(root, 1)->getName(), QStringLiteral("two.xml"));
 
-    // No archive inside: nothing is returned, and nothing is said.
+    // No archive inside: the file itself reads without a complaint, but a root without an archive is no
+    // model, and a load that returns nothing must say why.
     messages() = loadertest::Messages();
     write(QStringLiteral("empty.xml"), "<bigarchive/>");
     EXPECT_EQ(load(QStringLiteral("empty.xml")), nullptr);
+    expectOnlyError("No archive in " + path(QStringLiteral("empty.xml")).toStdString() + ".");
+    // Included, it adds nothing and the load goes on.
+    messages() = loadertest::Messages();
+    write(QStringLiteral("includes-empty.xml"), "<archive><include file=\"empty.xml\"/></archive>");
+    EXPECT_NE(load(QStringLiteral("includes-empty.xml")), nullptr);
     EXPECT_TRUE(messages().error.empty());
-    EXPECT_TRUE(messages().warning.empty());
 
     // The old single-module format still loads, with a warning.
     messages() = loadertest::Messages();

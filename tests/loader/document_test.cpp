@@ -7,6 +7,7 @@
 #include <QProcess>
 
 #include <cstring>
+#include <sys/stat.h>
 
 using loadertest::messages;
 using loadertest::onError;
@@ -309,6 +310,41 @@ TEST_F(DocumentTest, DamagedFilesAreRefusedCleanly)
         EXPECT_EQ(root, nullptr);
         expectOnlyError(at(name, c.line, c.column, QString::fromLatin1(c.text)));
     }
+}
+
+// An include naming a device would read forever and one naming a named pipe would block in open(): only
+// regular files are read. A directory stays a file that cannot be opened, like a missing one.
+TEST_F(DocumentTest, OnlyRegularFilesAreRead)
+{
+    const QString fifo = path(QStringLiteral("pipe.xml"));
+    ASSERT_EQ(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    const QString directory = path(QStringLiteral("dir.xml"));
+    ASSERT_TRUE(QDir().mkpath(directory));
+    const std::string root = path(QStringLiteral("r.xml")).toStdString();
+    struct Case {
+        QString target;
+        std::vector<std::string> errors;
+        std::vector<std::string> warnings;
+    };
+    const Case cases[] = {
+        {QStringLiteral("/dev/zero"), {"/dev/zero:0:0:Not a regular file."}, {}},
+        {fifo, {fifo.toStdString() + ":0:0:Not a regular file."}, {}},
+        {directory, {}, {"Unable to open file " + directory.toStdString(), root + ":0:0:Skipped."}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.target.toStdString());
+        messages() = loadertest::Messages();
+        const QString relative = QDir(m_dir.path()).relativeFilePath(c.target);
+        write(QStringLiteral("r.xml"), "<archive><include file=\"" + relative.toUtf8() + "\"/></archive>");
+        HwRootArchive* loaded = load(QStringLiteral("r.xml"));
+        EXPECT_EQ(loaded != nullptr, c.errors.empty());
+        EXPECT_EQ(messages().error, c.errors);
+        EXPECT_EQ(messages().warning, c.warnings);
+    }
+    messages() = loadertest::Messages();
+    QDomDocument document;
+    EXPECT_EQ(loadXMLDocument(fifo, document, onLog, onError, onWarning, true), 3);
+    EXPECT_EQ(messages().error, std::vector<std::string> {fifo.toStdString() + ":0:0:Not a regular file."});
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "load_seams_p.h"
 #include "tags_p.h"
 #include "xml_element_p.h"
 
@@ -71,6 +72,10 @@ void HwArchiveLoader::reportError(
 
 bool HwArchiveLoader::charge(const HwXMLArchive* archive, const HwXmlElementView& element, std::int64_t count)
 {
+    if (!vellxml::loader_p::allowElementAllocation()) {
+        reportError(archive, element, QStringLiteral("Element allocation failed."));
+        return false;
+    }
     if (count > m_limits.maxElements - m_elementCount) {
         reportError(archive, element,
             QStringLiteral("The load builds more than %1 elements.").arg(m_limits.maxElements));

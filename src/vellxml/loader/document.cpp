@@ -182,19 +182,12 @@ int loadXMLDocument(const QString& path, QDomDocument& document, HwMessageCallba
     using namespace vellxml::loader_p;
     QByteArray utf8;
     QString reason;
-    {
-        QFile probe(path);
-        if (!probe.open(QIODevice::ReadOnly)) {
-            sendMessage(required ? error : warning, QStringLiteral("Unable to open file %1").arg(path));
-            return READ_NOT_OPENED;
-        }
-    }
-    sendMessage(info, QStringLiteral("Loading %1...").arg(path));
     const int read = readArchiveFile(path, limits, utf8, reason);
     if (read == READ_NOT_OPENED) {
         sendMessage(required ? error : warning, QStringLiteral("Unable to open file %1").arg(path));
         return READ_NOT_OPENED;
     }
+    sendMessage(info, QStringLiteral("Loading %1...").arg(path));
     if (read != READ_OK) {
         sendMessage(error, positioned(path, 0, 0, reason));
         return READ_INVALID;

@@ -77,6 +77,10 @@ HwRootArchive* HwMemoryMapLoader::loadRootArchiveFromFile(HwMemoryMap* memoryMap
     HwXMLArchive* archive = loader.loadArchiveFromFile(
         path, info.fileName(), m_directory, root.get(), log, error, warning, true, result);
     if (!archive) {
+        // A root bigarchive holding no archive is read without a complaint (an include of one adds
+        // nothing), but it leaves the load without a model: say so, or the caller gets nothing and no reason.
+        if (result == XMD_OK)
+            ErrorMessage(QStringLiteral("No archive in %1.").arg(path));
         if (memoryMap)
             memoryMap->getGlobalVariables().truncate(globalCount);
         return nullptr;

@@ -1,11 +1,14 @@
 #include "xml_element_p.h"
 
-#include <QFile>
+#include "load_seams_p.h"
+
 #include <QRegularExpression>
 #include <QVarLengthArray>
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
+#include <limits>
 #include <string_view>
 #include <unordered_set>
 
@@ -193,19 +196,15 @@ QByteArray utf16ToUtf8(const QByteArray& bytes, bool bigEndian)
     return text.toUtf8();
 }
 
-// The plain text of an encrypted archive, or an error. `file` is open and positioned after the magic.
-bool decryptArchive(QFile& file, const HwLoadLimits& limits, QByteArray& plain, QString& error)
+// The plain text of an encrypted archive, or an error. `file` holds the whole file, magic included.
+bool decryptArchive(const QByteArray& file, const HwLoadLimits& limits, QByteArray& plain, QString& error)
 {
     const std::int64_t fileSize = file.size();
     if (fileSize < static_cast<std::int64_t>(XMD_HEADER_SIZE)) {
         error = QStringLiteral("Encrypted file shorter than its %1-byte header.").arg(XMD_HEADER_SIZE);
         return false;
     }
-    unsigned char header[XMD_HEADER_SIZE - 4];
-    if (file.read(reinterpret_cast<char*>(header), sizeof header) != static_cast<qint64>(sizeof header)) {
-        error = QStringLiteral("Encrypted file shorter than its %1-byte header.").arg(XMD_HEADER_SIZE);
-        return false;
-    }
+    const auto* header = reinterpret_cast<const unsigned char*>(file.constData()) + 4;
     const std::uint32_t plainLength = static_cast<std::uint32_t>(header[2])
         | (static_cast<std::uint32_t>(header[3]) << 8) | (static_cast<std::uint32_t>(header[4]) << 16)
         | (static_cast<std::uint32_t>(header[5]) << 24);
@@ -219,18 +218,15 @@ bool decryptArchive(QFile& file, const HwLoadLimits& limits, QByteArray& plain, 
                     .arg(cipherLength);
         return false;
     }
-    if (static_cast<std::int64_t>(plainLength) > limits.maxFileSize) {
-        error = sizeLimitMessage(limits.maxFileSize);
-        return false;
-    }
-    const QByteArray cipher = file.read(cipherLength);
-    if (cipher.size() != cipherLength) {
-        error = QStringLiteral("Encrypted file could not be read.");
+    // The cipher counts its bytes in an int, whatever limit the caller set.
+    const std::int64_t sizeLimit = std::min<std::int64_t>(limits.maxFileSize, INT_MAX - 16);
+    if (static_cast<std::int64_t>(plainLength) > sizeLimit) {
+        error = sizeLimitMessage(sizeLimit);
         return false;
     }
     plain.resize(static_cast<int>(cipherLength));
     if (cipherLength > 0
-        && !AES_Decrypt(reinterpret_cast<const unsigned char*>(cipher.constData()),
+        && !AES_Decrypt(reinterpret_cast<const unsigned char*>(file.constData()) + XMD_HEADER_SIZE,
             reinterpret_cast<unsigned char*>(plain.data()), static_cast<int>(cipherLength), iv, nullptr)) {
         error = QStringLiteral("Encrypted file could not be decrypted.");
         return false;
@@ -421,21 +417,34 @@ namespace vellxml::loader_p {
 
 int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& utf8, QString& error)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return READ_NOT_OPENED;
+    // An encrypted file holds its header and up to one block of filler beyond the plain text.
+    const std::int64_t maxBytes = limits.maxFileSize > std::numeric_limits<std::int64_t>::max() - 64
+        ? limits.maxFileSize
+        : limits.maxFileSize + static_cast<std::int64_t>(XMD_HEADER_SIZE) + 16;
     QByteArray bytes;
-    const QByteArray magic = file.read(4);
-    if (magic == "EXML") {
-        if (!decryptArchive(file, limits, bytes, error))
+    switch (currentFileSource().read(path, maxBytes, bytes)) {
+    case FileRead::Ok:
+        break;
+    case FileRead::NotOpened:
+        return READ_NOT_OPENED;
+    case FileRead::TooLarge:
+        error = sizeLimitMessage(limits.maxFileSize);
+        return READ_INVALID;
+    case FileRead::NotRegular:
+        error = QStringLiteral("Not a regular file.");
+        return READ_INVALID;
+    case FileRead::Failed:
+        error = QStringLiteral("The file could not be read.");
+        return READ_INVALID;
+    }
+    if (bytes.startsWith("EXML")) {
+        QByteArray plain;
+        if (!decryptArchive(bytes, limits, plain, error))
             return READ_INVALID;
-    } else {
-        if (file.size() > limits.maxFileSize) {
-            error = sizeLimitMessage(limits.maxFileSize);
-            return READ_INVALID;
-        }
-        file.seek(0);
-        bytes = file.readAll();
+        bytes = std::move(plain);
+    } else if (bytes.size() > limits.maxFileSize) {
+        error = sizeLimitMessage(limits.maxFileSize);
+        return READ_INVALID;
     }
     if (bytes.startsWith("\xFF\xFE") || bytes.startsWith("\xFE\xFF")) {
         utf8 = utf16ToUtf8(bytes, bytes.startsWith("\xFE\xFF"));

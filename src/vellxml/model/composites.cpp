@@ -22,6 +22,14 @@ unsigned int nonNegative(int size)
     return size < 0 ? 0u : static_cast<unsigned int>(size);
 }
 
+// Fills an image or mask of `size` bytes. An element of size 0 may be given an empty buffer, whose data
+// pointer can be null: memset must not see it.
+void fillBytes(unsigned char* bytes, int value, unsigned int size)
+{
+    if (size != 0)
+        std::memset(bytes, value, size);
+}
+
 } // namespace
 
 // Structures --------------------------------------------------------------------------------------------
@@ -86,7 +94,7 @@ void HwStruct::getReadMask(unsigned char* mask) const
 
 void HwStruct::memGet(unsigned char* image) const
 {
-    std::memset(image, 0, sizeOf());
+    fillBytes(image, 0, sizeOf());
     for (const auto& member : m_members)
         member->memGet(image + offsetOf(member.get()));
 }
@@ -224,7 +232,7 @@ void HwArray::getReadMask(unsigned char* mask) const
 
 void HwArray::memGet(unsigned char* image) const
 {
-    std::memset(image, 0, sizeOf());
+    fillBytes(image, 0, sizeOf());
     for (const auto& item : m_items)
         item->memGet(image + offsetOf(item.get()));
 }
@@ -426,12 +434,12 @@ void HwHole::memSet(const unsigned char*)
 
 void HwHole::getReadMask(unsigned char* mask) const
 {
-    std::memset(mask, 0, sizeOf());
+    fillBytes(mask, 0, sizeOf());
 }
 
 void HwHole::memGet(unsigned char* image) const
 {
-    std::memset(image, 0, sizeOf());
+    fillBytes(image, 0, sizeOf());
 }
 
 // Memories and externals --------------------------------------------------------------------------------
@@ -479,7 +487,7 @@ void HwMemory::memSet(const unsigned char*)
 
 void HwMemory::getReadMask(unsigned char* mask) const
 {
-    std::memset(mask, 0, sizeOf());
+    fillBytes(mask, 0, sizeOf());
 }
 
 void HwMemory::memGet(unsigned char*) const
@@ -540,10 +548,10 @@ void HwExternal::memSet(const unsigned char*)
 
 void HwExternal::getReadMask(unsigned char* mask) const
 {
-    std::memset(mask, 0, sizeOf());
+    fillBytes(mask, 0, sizeOf());
 }
 
 void HwExternal::memGet(unsigned char* image) const
 {
-    std::memset(image, 0xFF, sizeOf());
+    fillBytes(image, 0xFF, sizeOf());
 }
