@@ -267,7 +267,7 @@ TEST_F(DocumentTest, LimitsHaveTheirOwnMessages)
                           "</struct>\n</module>"),
         nullptr);
     expectOnlyError(
-        at(QStringLiteral("a.xml"), 3, 1, QStringLiteral("The load builds more than 16777216 elements.")));
+        at(QStringLiteral("a.xml"), 3, 1, QStringLiteral("The load builds more than 8388608 elements.")));
     EXPECT_EQ(m_map.getChipRootArchive(), nullptr);
 }
 

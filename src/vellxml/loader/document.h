@@ -28,7 +28,7 @@ struct HwLoadLimits {
     /// Deepest chain of includes below the root file.
     int maxIncludeDepth = 64;
     /// Most model elements one load may build; array items count one by one.
-    std::int64_t maxElements = 16 * 1024 * 1024;
+    std::int64_t maxElements = 8 * 1024 * 1024;
 };
 
 namespace HwXML {

@@ -470,14 +470,29 @@ int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray&
 
 int readEncryptedArchive(const QString& path, const HwLoadLimits& limits, QByteArray& plain, QString& error)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    QByteArray bytes;
+    // The container adds its header and at most one block of padding to the plain text.
+    const std::int64_t maxBytes = limits.maxFileSize + static_cast<std::int64_t>(XMD_HEADER_SIZE) + 16;
+    switch (currentFileSource().read(path, maxBytes, bytes)) {
+    case FileRead::Ok:
+        break;
+    case FileRead::NotOpened:
         return READ_NOT_OPENED;
-    if (file.read(4) != "EXML") {
+    case FileRead::TooLarge:
+        error = sizeLimitMessage(limits.maxFileSize);
+        return READ_INVALID;
+    case FileRead::NotRegular:
+        error = QStringLiteral("Not a regular file.");
+        return READ_INVALID;
+    case FileRead::Failed:
+        error = QStringLiteral("The file could not be read.");
+        return READ_INVALID;
+    }
+    if (!bytes.startsWith("EXML")) {
         error = QStringLiteral("Not an encrypted archive (no EXML header).");
         return READ_INVALID;
     }
-    return decryptArchive(file, limits, plain, error) ? READ_OK : READ_INVALID;
+    return decryptArchive(bytes, limits, plain, error) ? READ_OK : READ_INVALID;
 }
 
 QString commentFromMarkup(QString markup)
