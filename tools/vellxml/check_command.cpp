@@ -45,20 +45,12 @@ void countElements(const HwXMLElement& element, unsigned long& elements, unsigne
 
 int runCheck(const std::vector<std::string>& args)
 {
-    std::string root;
+    std::vector<std::string> operands;
     bool soft = false;
-    for (const std::string& arg : args) {
-        if (arg == "--soft")
-            soft = true;
-        else if (arg.size() > 1 && arg[0] == '-')
-            return usageError(checkCommand, "unknown option '" + arg + "'");
-        else if (root.empty())
-            root = arg;
-        else
-            return usageError(checkCommand, "check takes one root file");
-    }
-    if (root.empty())
-        return usageError(checkCommand, "check needs a root file");
+    if (const int status = parseOperands(checkCommand, args, 1, "one root file", operands, &soft);
+        status != ExitOk)
+        return status;
+    const std::string& root = operands[0];
 
     const auto map = loadChip(root, soft, LoadMessages::Log);
     if (!map) {

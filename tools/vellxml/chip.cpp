@@ -77,6 +77,25 @@ std::string formatMessage(const char* kind, const char* text)
         .toStdString();
 }
 
+int parseOperands(const Command& command, const std::vector<std::string>& args, std::size_t count,
+    const char* expected, std::vector<std::string>& operands, bool* soft)
+{
+    bool options = true;
+    for (const std::string& arg : args) {
+        if (options && arg == "--")
+            options = false;
+        else if (options && soft && arg == "--soft")
+            *soft = true;
+        else if (options && arg.size() > 1 && arg[0] == '-')
+            return usageError(command, "unknown option '" + arg + "'");
+        else
+            operands.push_back(arg);
+    }
+    if (operands.size() != count)
+        return usageError(command, std::string(command.name) + " takes " + expected);
+    return ExitOk;
+}
+
 std::unique_ptr<HwMemoryMap> loadChip(const std::string& path, bool soft, LoadMessages messages)
 {
     g_errors = 0;

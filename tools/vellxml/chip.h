@@ -3,17 +3,26 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 class HwMemoryMap;
 class HwRootArchive;
 
 namespace vellxml::cli {
 
+struct Command;
+
 /// What a load prints on standard error besides its errors and warnings.
 enum class LoadMessages {
     Quiet, ///< errors and warnings only (and a progress line when standard error is a terminal)
     Log, ///< the log lines too, as `vellxml check` shows them
 };
+
+/// Reads the operands, and the --soft option unless `soft` is null, of a command that takes `count`
+/// operands (`expected` names them for the usage message; "--" ends the options). Returns ExitOk, or the
+/// usage error's status.
+int parseOperands(const Command& command, const std::vector<std::string>& args, std::size_t count,
+    const char* expected, std::vector<std::string>& operands, bool* soft);
 
 /// Loads the description whose root file is `path` into a new memory map. Errors and warnings go to
 /// standard error one per line, as "FILE:LINE:COLUMN: error: TEXT" (or "warning:") so that editors can

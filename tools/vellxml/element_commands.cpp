@@ -14,7 +14,7 @@
 namespace vellxml::cli {
 namespace {
 
-const char getHelp[] = "Usage: vellxml get ROOT PATH [--soft]\n"
+const char getHelp[] = "Usage: vellxml get ROOT PATH\n"
                        "\n"
                        "Prints everything about the element PATH of the description ROOT: its\n"
                        "documentation (path, type, address, protection or access, reset value, fields\n"
@@ -22,13 +22,12 @@ const char getHelp[] = "Usage: vellxml get ROOT PATH [--soft]\n"
                        "prints it (the leading $ may be left out): UART0.CR1, UART0.CR1.UE, DMA1.CH[2].\n"
                        "\n"
                        "Options:\n"
-                       "      --soft  load ROOT as a soft (software) description rather than a chip\n"
                        "  -h, --help  show this help\n"
                        "\n"
                        "Exit status: 0 when PATH names an element, 1 when it does not or ROOT fails to\n"
                        "load, 2 for usage errors.\n";
 
-const char completeHelp[] = "Usage: vellxml complete ROOT PARTIAL [--soft]\n"
+const char completeHelp[] = "Usage: vellxml complete ROOT PARTIAL\n"
                             "\n"
                             "Prints what may complete the path PARTIAL in the description ROOT: the\n"
                             "entries after its last dot that begin with what follows that dot (after\n"
@@ -41,7 +40,6 @@ const char completeHelp[] = "Usage: vellxml complete ROOT PARTIAL [--soft]\n"
                             "KIND is 0 for a command, else the kind of element (1 a 32-bit register ...).\n"
                             "\n"
                             "Options:\n"
-                            "      --soft  load ROOT as a soft (software) description rather than a chip\n"
                             "  -h, --help  show this help\n";
 
 const char* kindName(XMLElementType type)
@@ -101,40 +99,15 @@ void writeText(const QString& text)
     std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), stdout);
 }
 
-/// ROOT, one more operand and --soft; false (after the usage message, in `status`) when they are wrong.
-bool parseRootAndOperand(const Command& command, const std::vector<std::string>& args, std::string& root,
-    std::string& operand, bool& soft, int& status)
-{
-    std::vector<std::string> operands;
-    bool options = true;
-    for (const std::string& arg : args) {
-        if (options && arg == "--")
-            options = false;
-        else if (options && arg == "--soft")
-            soft = true;
-        else if (options && arg.size() > 1 && arg[0] == '-')
-            return (status = usageError(command, "unknown option '" + arg + "'")), false;
-        else
-            operands.push_back(arg);
-    }
-    if (operands.size() != 2) {
-        status = usageError(command, std::string(command.name) + " takes a root file and a path");
-        return false;
-    }
-    root = operands[0];
-    operand = operands[1];
-    return true;
-}
-
 int runGet(const std::vector<std::string>& args)
 {
-    std::string root;
-    std::string path;
-    bool soft = false;
-    int status = ExitOk;
-    if (!parseRootAndOperand(getCommand, args, root, path, soft, status))
+    std::vector<std::string> operands;
+    if (const int status = parseOperands(getCommand, args, 2, "a root file and a path", operands, nullptr);
+        status != ExitOk)
         return status;
-    const auto map = loadChip(root, soft, LoadMessages::Quiet);
+    const std::string& root = operands[0];
+    const std::string& path = operands[1];
+    const auto map = loadChip(root, false, LoadMessages::Quiet);
     if (!map)
         return ExitFailure;
     HwXMLElement* element = map->getElementFromPath(QString::fromStdString(path));
@@ -159,13 +132,14 @@ int runGet(const std::vector<std::string>& args)
 
 int runComplete(const std::vector<std::string>& args)
 {
-    std::string root;
-    std::string partial;
-    bool soft = false;
-    int status = ExitOk;
-    if (!parseRootAndOperand(completeCommand, args, root, partial, soft, status))
+    std::vector<std::string> operands;
+    if (const int status =
+            parseOperands(completeCommand, args, 2, "a root file and a path", operands, nullptr);
+        status != ExitOk)
         return status;
-    const auto map = loadChip(root, soft, LoadMessages::Quiet);
+    const std::string& root = operands[0];
+    const std::string& partial = operands[1];
+    const auto map = loadChip(root, false, LoadMessages::Quiet);
     if (!map)
         return ExitFailure;
     const QString text = QString::fromStdString(partial);

@@ -57,20 +57,12 @@ void listElement(HwXMLElement& element)
 
 int runList(const std::vector<std::string>& args)
 {
-    std::string root;
+    std::vector<std::string> operands;
     bool soft = false;
-    for (const std::string& arg : args) {
-        if (arg == "--soft")
-            soft = true;
-        else if (arg.size() > 1 && arg[0] == '-')
-            return usageError(listCommand, "unknown option '" + arg + "'");
-        else if (root.empty())
-            root = arg;
-        else
-            return usageError(listCommand, "list takes one root file");
-    }
-    if (root.empty())
-        return usageError(listCommand, "list needs a root file");
+    if (const int status = parseOperands(listCommand, args, 1, "one root file", operands, &soft);
+        status != ExitOk)
+        return status;
+    const std::string& root = operands[0];
     const auto map = loadChip(root, soft, LoadMessages::Quiet);
     if (!map)
         return ExitFailure;

@@ -26,7 +26,7 @@
 namespace vellxml::cli {
 namespace {
 
-const char shellHelp[] = "Usage: vellxml shell ROOT [--soft]\n"
+const char shellHelp[] = "Usage: vellxml shell ROOT\n"
                          "\n"
                          "An interactive register shell on a simulated target. Every register starts at\n"
                          "its reset value; write-one-to-set, write-one-to-clear and read-only fields\n"
@@ -50,7 +50,6 @@ const char shellHelp[] = "Usage: vellxml shell ROOT [--soft]\n"
                          "with status 1 when any of them failed.\n"
                          "\n"
                          "Options:\n"
-                         "      --soft  load ROOT as a soft (software) description rather than a chip\n"
                          "  -h, --help  show this help\n";
 
 const HwTarget g_target {0};
@@ -441,29 +440,20 @@ int fromPipe()
 
 int runShell(const std::vector<std::string>& args)
 {
-    std::string root;
-    bool soft = false;
-    for (const std::string& arg : args) {
-        if (arg == "--soft")
-            soft = true;
-        else if (arg.size() > 1 && arg[0] == '-')
-            return usageError(shellCommand, "unknown option '" + arg + "'");
-        else if (root.empty())
-            root = arg;
-        else
-            return usageError(shellCommand, "shell takes one root file");
-    }
-    if (root.empty())
-        return usageError(shellCommand, "shell needs a root file");
+    std::vector<std::string> operands;
+    if (const int status = parseOperands(shellCommand, args, 1, "one root file", operands, nullptr);
+        status != ExitOk)
+        return status;
+    const std::string& root = operands[0];
 #if !VELLXML_TOOL_SIMULATOR
     printError("the shell runs on the simulated target, and this build uses the maker's host library");
     return ExitFailure;
 #else
-    const auto map = loadChip(root, soft, LoadMessages::Quiet);
+    const auto map = loadChip(root, false, LoadMessages::Quiet);
     if (!map)
         return ExitFailure;
     g_session.map = map.get();
-    g_session.root = rootOf(*map, soft);
+    g_session.root = rootOf(*map);
     resetTarget();
     const int status = isatty(STDIN_FILENO) ? interactive() : fromPipe();
     g_session = Session();
