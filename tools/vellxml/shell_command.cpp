@@ -446,6 +446,9 @@ int runShell(const std::vector<std::string>& args)
         return status;
     const std::string& root = operands[0];
 #if !VELLXML_TOOL_SIMULATOR
+    (void)root;
+    (void)interactive;
+    (void)fromPipe;
     printError("the shell runs on the simulated target, and this build uses the maker's host library");
     return ExitFailure;
 #else
