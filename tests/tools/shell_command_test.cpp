@@ -135,14 +135,17 @@ TEST(ShellCommand, PathsAloneAndLsListWhatFollows)
 // A pseudo-terminal: the shell prompts and edits lines, and Tab completes.
 class Terminal {
 public:
-    explicit Terminal(const QString& root)
+    /// Runs `vellxml COMMAND ROOT` with its standard streams on a new pseudo-terminal.
+    Terminal(const char* command, const QString& root, const QString& history = QStringLiteral("/dev/null"))
     {
+        const std::string rootPath = root.toStdString();
+        const std::string historyPath = history.toStdString();
         m_pid = forkpty(&m_master, nullptr, nullptr, nullptr);
         if (m_pid == 0) {
             setenv("TERM", "xterm", 1);
-            setenv("VELLXML_HISTORY", "/dev/null", 1);
-            const std::string rootPath = root.toStdString();
-            execl(VELLXML_TOOL_PATH, "vellxml", "shell", rootPath.c_str(), static_cast<char*>(nullptr));
+            setenv("VELLXML_HISTORY", historyPath.c_str(), 1);
+            setenv("VELLXML_PROGRESS_DELAY_MS", "0", 1);
+            execl(VELLXML_TOOL_PATH, "vellxml", command, rootPath.c_str(), static_cast<char*>(nullptr));
             _exit(127);
         }
     }
@@ -188,7 +191,9 @@ private:
 
 TEST(ShellTerminal, TabCompletesPathsAndCommandsAndTheLineRuns)
 {
-    Terminal terminal(demoRoot);
+    QTemporaryDir dir;
+    const QString history = dir.path() + QStringLiteral("/history");
+    Terminal terminal("shell", demoRoot, history);
     ASSERT_TRUE(terminal.started());
     ASSERT_NE(terminal.waitFor("vellxml> ").find("vellxml> "), std::string::npos);
     // Two completions make the line: without them "UART0.BR.addr" names nothing.
@@ -204,6 +209,20 @@ TEST(ShellTerminal, TabCompletesPathsAndCommandsAndTheLineRuns)
     seen = terminal.waitFor("0x00000001");
     EXPECT_NE(seen.find("0x00000001"), std::string::npos) << seen;
     terminal.type("quit\r");
+    terminal.waitFor("<never printed>"); // until the shell ends and closes the terminal
+    QFile kept(history);
+    ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(kept.readAll().contains("UART0.CR1.r")); // the history is kept for the next session
+}
+
+TEST(ShellTerminal, LoadsShowProgressOnATerminal)
+{
+    Terminal terminal("check", demoRoot);
+    ASSERT_TRUE(terminal.started());
+    const std::string seen = terminal.waitFor(": ok,");
+    // The line is drawn over itself ("\r", erase to the end) and cleared before each message.
+    EXPECT_NE(seen.find("\r\033[Kloading: 1  "), std::string::npos) << seen;
+    EXPECT_NE(seen.find(": ok,"), std::string::npos) << seen;
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <unistd.h>
 
 namespace vellxml::cli {
@@ -54,6 +55,15 @@ void onWarning(const char* text)
 {
     ++g_warnings;
     showMessage(formatMessage("warning", text));
+}
+
+// How long work runs before its progress shows: 300 ms, or VELLXML_PROGRESS_DELAY_MS.
+long long progressDelay()
+{
+    const char* text = std::getenv("VELLXML_PROGRESS_DELAY_MS");
+    char* end = nullptr;
+    const long long delay = text ? std::strtoll(text, &end, 10) : -1;
+    return text && *text && end && *end == '\0' && delay >= 0 ? delay : 300;
 }
 
 } // namespace
@@ -136,6 +146,7 @@ int lastLoadWarnings()
 Progress::Progress(const char* what)
     : m_what(what)
     , m_started(nowMs())
+    , m_delay(progressDelay())
     , m_active(isatty(STDERR_FILENO) == 1)
 {
 }
@@ -152,7 +163,7 @@ void Progress::step(const std::string& detail)
         return;
     const long long now = nowMs();
     // Short work stays silent; long work redraws a few times a second.
-    if (now - m_started < 300 || now - m_shown < 100)
+    if (now - m_started < m_delay || now - m_shown < 100)
         return;
     m_shown = now;
     std::string shown = detail;

@@ -37,7 +37,8 @@ int lastLoadErrors();
 int lastLoadWarnings();
 
 /// A one-line progress display on standard error, shown only when it is a terminal and the work lasts
-/// long enough to be worth it. Each update replaces the line; finish() clears it.
+/// long enough to be worth it (300 ms; the environment variable VELLXML_PROGRESS_DELAY_MS changes it).
+/// Each update replaces the line; finish() clears it.
 class Progress {
 public:
     explicit Progress(const char* what);
@@ -51,6 +52,7 @@ public:
 private:
     const char* m_what;
     long long m_started;
+    long long m_delay;
     long long m_shown = 0;
     unsigned long m_steps = 0;
     bool m_active;
