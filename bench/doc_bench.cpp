@@ -3,6 +3,8 @@
 // was written. A timed command-line run, like vellxml_load_bench.
 //
 //   vellxml_doc_bench ROOT_FILE OUTPUT_DIRECTORY
+#include "bench_support.h"
+
 #include <vellxml/loader/archive.h>
 #include <vellxml/loader/memory_map.h>
 
@@ -17,33 +19,7 @@
 
 namespace {
 
-long g_errors = 0;
-
-void onError(const char* text)
-{
-    if (++g_errors <= 20)
-        std::fprintf(stderr, "error: %s\n", text);
-}
-
-double cpuSeconds()
-{
-    rusage usage {};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
-        + static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-double peakMiB()
-{
-    rusage usage {};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_maxrss) / 1024.0;
-}
-
-double seconds(std::chrono::steady_clock::time_point since)
-{
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
+using namespace vellxml::bench;
 
 } // namespace
 
@@ -58,13 +34,13 @@ int main(int argc, char** argv)
     auto start = std::chrono::steady_clock::now();
     double cpu = cpuSeconds();
     if (!loader.loadRootArchiveFromFile(
-            &map, QString::fromLocal8Bit(argv[1]), nullptr, onError, onError, true)
-        || g_errors) {
+            &map, QString::fromLocal8Bit(argv[1]), nullptr, onLoadError, onLoadError, true)
+        || loadErrors()) {
         std::fprintf(stderr, "the chip did not load\n");
         return 1;
     }
     std::printf("load wall time:      %.3f s\nload cpu time:       %.3f s\npeak rss after load: %.1f MiB\n",
-        seconds(start), cpuSeconds() - cpu, peakMiB());
+        secondsSince(start), cpuSeconds() - cpu, mib(peakKiB()));
 
     const QString output = QString::fromLocal8Bit(argv[2]);
     start = std::chrono::steady_clock::now();
@@ -75,7 +51,7 @@ int main(int argc, char** argv)
         return 1;
     }
     std::printf("doc wall time:       %.3f s\ndoc cpu time:        %.3f s\npeak rss:            %.1f MiB\n",
-        seconds(start), cpuSeconds() - cpu, peakMiB());
+        secondsSince(start), cpuSeconds() - cpu, mib(peakKiB()));
 
     long long bytes = 0;
     long files = 0;

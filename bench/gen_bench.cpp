@@ -4,6 +4,8 @@
 //
 // The in-memory pass produces the same texts without writing them, which tells the cost of producing text
 // from that of the files.
+#include "bench_support.h"
+
 #include <vellxml/loader/archive.h>
 #include <vellxml/loader/memory_map.h>
 
@@ -18,28 +20,7 @@
 
 namespace {
 
-long g_errors = 0;
-
-void onError(const char* text)
-{
-    if (++g_errors <= 20)
-        std::fprintf(stderr, "error: %s\n", text);
-}
-
-double cpuSeconds()
-{
-    rusage usage {};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
-        + static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-long peakKiB()
-{
-    rusage usage {};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-}
+using namespace vellxml::bench;
 
 /// Wall and CPU seconds of a step.
 class Step {
@@ -52,7 +33,7 @@ public:
     }
     void report() const
     {
-        const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_wall).count();
+        const double wall = secondsSince(m_wall);
         std::fprintf(stderr, "%-28s wall %8.3f s   cpu %8.3f s   peak RSS %7.1f MiB\n", m_name, wall,
             cpuSeconds() - m_cpu, static_cast<double>(peakKiB()) / 1024.0);
     }
@@ -99,7 +80,8 @@ int main(int argc, char** argv)
         loader.limits().maxElements = maxElements;
     {
         const Step step("load");
-        if (!loader.loadRootArchiveFromFile(&map, rootFile, nullptr, onError, onError, true) || g_errors) {
+        if (!loader.loadRootArchiveFromFile(&map, rootFile, nullptr, onLoadError, onLoadError, true)
+            || loadErrors()) {
             std::fprintf(stderr, "vellxml_gen_bench: the load failed\n");
             return 1;
         }

@@ -1,6 +1,8 @@
 // Times one load of a chip description: wall and CPU time, peak memory, what was built. A timed command-line
 // run rather than a Google Benchmark, since one load of a large chip takes seconds and its peak memory is the
 // other half of the result.
+#include "bench_support.h"
+
 #include <vellxml/loader/archive.h>
 #include <vellxml/loader/memory_map.h>
 #include <vellxml/model/composites.h>
@@ -21,6 +23,8 @@
 #include <vector>
 
 namespace {
+
+using namespace vellxml::bench;
 
 struct MessageCounts {
     long errors = 0;
@@ -52,46 +56,10 @@ void onLog(const char* text)
 {
     ++g_messages.logs;
     if (g_messages.verbose) {
-        const double elapsed =
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - g_loadStart).count();
+        const double elapsed = secondsSince(g_loadStart);
         std::fprintf(stderr, "log %8.3f s: %s%s", elapsed, text,
             text[0] && text[std::strlen(text) - 1] == '\n' ? "" : "\n");
     }
-}
-
-double cpuSeconds()
-{
-    rusage usage {};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
-        + static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-/// Peak resident set size so far, in kibibytes (Linux reports ru_maxrss in KiB).
-long peakKiB()
-{
-    rusage usage {};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-}
-
-/// Current resident set size in kibibytes, or -1 where /proc is not available.
-long currentKiB()
-{
-    std::FILE* file = std::fopen("/proc/self/statm", "r");
-    if (!file)
-        return -1;
-    long pages = 0;
-    long resident = -1;
-    if (std::fscanf(file, "%ld %ld", &pages, &resident) != 2)
-        resident = -1;
-    std::fclose(file);
-    return resident < 0 ? -1 : resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
-
-double mib(long kib)
-{
-    return static_cast<double>(kib) / 1024.0;
 }
 
 /// What a loaded tree holds, counted by walking it once.

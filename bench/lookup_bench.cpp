@@ -1,6 +1,8 @@
 // Times path lookups on a loaded chip: random register and bitfield paths resolved through
 // HwMemoryMap::getElementFromPath. A timed command-line run like vellxml_load_bench: the chip takes seconds
 // to load, and the memory the lookup indexes add is the other half of the result.
+#include "bench_support.h"
+
 #include <vellxml/loader/archive.h>
 #include <vellxml/loader/memory_map.h>
 #include <vellxml/model/bitfield.h>
@@ -23,45 +25,7 @@
 
 namespace {
 
-long g_errors = 0;
-
-void onError(const char* text)
-{
-    if (++g_errors <= 20)
-        std::fprintf(stderr, "error: %s\n", text);
-}
-
-/// Peak resident set size so far, in kibibytes.
-long peakKiB()
-{
-    rusage usage {};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-}
-
-/// Current resident set size in kibibytes, or -1 where /proc is not available.
-long currentKiB()
-{
-    std::FILE* file = std::fopen("/proc/self/statm", "r");
-    if (!file)
-        return -1;
-    long pages = 0;
-    long resident = -1;
-    if (std::fscanf(file, "%ld %ld", &pages, &resident) != 2)
-        resident = -1;
-    std::fclose(file);
-    return resident < 0 ? -1 : resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
-
-double mib(long kib)
-{
-    return static_cast<double>(kib) / 1024.0;
-}
-
-double secondsSince(std::chrono::steady_clock::time_point start)
-{
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
+using namespace vellxml::bench;
 
 /// Every register and bitfield below the element (pointed elements are not made).
 void collect(HwXMLElement* element, std::vector<HwXMLElement*>& registers, std::vector<HwXMLElement*>& fields)
@@ -164,9 +128,9 @@ int main(int argc, char** argv)
     if (maxElements > 0)
         loader.limits().maxElements = maxElements;
     const auto loadStart = std::chrono::steady_clock::now();
-    HwRootArchive* root = loader.loadRootArchiveFromFile(&map, path, nullptr, onError, nullptr, true);
+    HwRootArchive* root = loader.loadRootArchiveFromFile(&map, path, nullptr, onLoadError, nullptr, true);
     const double loadSeconds = secondsSince(loadStart);
-    if (!root || g_errors != 0) {
+    if (!root || loadErrors() != 0) {
         std::fprintf(stderr, "vellxml_lookup_bench: the load failed\n");
         return 1;
     }

@@ -22,27 +22,6 @@ const char checkHelp[] = "Usage: vellxml check ROOT [--soft]\n"
                          "\n"
                          "Exit status: 0 when it loads, 1 when it does not, 2 for usage errors.\n";
 
-// Counts the elements under `element`, the bitfields of valuables included.
-void countElements(const HwXMLElement& element, unsigned long& elements, unsigned long& bitfields);
-
-void countMembers(const std::vector<std::unique_ptr<HwXMLElement>>& members, unsigned long& elements,
-    unsigned long& bitfields)
-{
-    for (const auto& member : members)
-        countElements(*member, elements, bitfields);
-}
-
-void countElements(const HwXMLElement& element, unsigned long& elements, unsigned long& bitfields)
-{
-    ++elements;
-    if (element.isStruct())
-        countMembers(static_cast<const HwStruct&>(element).getMemberList(), elements, bitfields);
-    else if (element.isArray())
-        countMembers(static_cast<const HwArray&>(element).getMemberList(), elements, bitfields);
-    else if (element.isValuable())
-        bitfields += static_cast<const HwValuable&>(element).getBitFields().size();
-}
-
 int runCheck(const std::vector<std::string>& args)
 {
     std::vector<std::string> operands;
@@ -62,8 +41,12 @@ int runCheck(const std::vector<std::string>& args)
     unsigned long elements = 0;
     unsigned long bitfields = 0;
     const auto instances = chip->getInstanciatedTemplates();
-    for (const HwXMLElement* instance : instances)
-        countElements(*instance, elements, bitfields);
+    for (HwXMLElement* instance : instances)
+        forEachElement(*instance, [&](HwXMLElement& element) {
+            ++elements;
+            if (element.isValuable())
+                bitfields += static_cast<const HwValuable&>(element).getBitFields().size();
+        });
     std::printf("%s: ok, %zu archive%s, %zu instance%s, %lu element%s, %lu bitfield%s, %d warning%s\n",
         root.c_str(), chip->getArchives().size(), chip->getArchives().size() == 1 ? "" : "s",
         instances.size(), instances.size() == 1 ? "" : "s", elements, elements == 1 ? "" : "s", bitfields,

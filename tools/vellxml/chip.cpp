@@ -4,6 +4,7 @@
 
 #include <vellxml/loader/archive.h>
 #include <vellxml/loader/memory_map.h>
+#include <vellxml/model/composites.h>
 
 #include <QRegularExpression>
 #include <QString>
@@ -131,6 +132,18 @@ std::unique_ptr<HwMemoryMap> loadChip(const std::string& path, bool soft, LoadMe
 HwRootArchive* rootOf(const HwMemoryMap& map, bool soft)
 {
     return soft ? map.getSoftRootArchive() : map.getChipRootArchive();
+}
+
+void forEachElement(HwXMLElement& element, const std::function<void(HwXMLElement&)>& visit)
+{
+    visit(element);
+    if (element.isStruct()) {
+        for (const auto& member : static_cast<HwStruct&>(element).getMemberList())
+            forEachElement(*member, visit);
+    } else if (element.isArray()) {
+        for (const auto& item : static_cast<HwArray&>(element).getMemberList())
+            forEachElement(*item, visit);
+    }
 }
 
 int lastLoadErrors()

@@ -1,12 +1,14 @@
 #ifndef VELLXML_TOOLS_CHIP_H
 #define VELLXML_TOOLS_CHIP_H
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 class HwMemoryMap;
 class HwRootArchive;
+class HwXMLElement;
 
 namespace vellxml::cli {
 
@@ -31,6 +33,10 @@ std::unique_ptr<HwMemoryMap> loadChip(const std::string& path, bool soft, LoadMe
 
 /// The root archive of a memory map made by loadChip.
 HwRootArchive* rootOf(const HwMemoryMap& map, bool soft = false);
+
+/// Calls `visit` on `element`, then, depth first and in declaration order, on every member of its structures
+/// and item of its arrays. Bitfields and what pointers point to are not visited.
+void forEachElement(HwXMLElement& element, const std::function<void(HwXMLElement&)>& visit);
 
 /// How many errors and warnings the last loadChip reported.
 int lastLoadErrors();

@@ -42,17 +42,11 @@ void listElement(HwXMLElement& element)
     if (path.isEmpty())
         return; // reserved gaps and externals have no path to give
     printLine(path, element.getTypeString(), element.getAddressString(), QString::number(element.sizeOf()));
-    if (element.isStruct()) {
-        for (const auto& member : static_cast<HwStruct&>(element).getMemberList())
-            listElement(*member);
-    } else if (element.isArray()) {
-        for (const auto& item : static_cast<HwArray&>(element).getMemberList())
-            listElement(*item);
-    } else if (element.isValuable()) {
-        for (const auto& field : static_cast<HwValuable&>(element).getBitFields())
-            printLine(field->getPath(), field->getTypeString(), field->getAddressString(),
-                QStringLiteral("%1:%2").arg(field->getUpPos()).arg(field->getDownPos()));
-    }
+    if (!element.isValuable())
+        return;
+    for (const auto& field : static_cast<HwValuable&>(element).getBitFields())
+        printLine(field->getPath(), field->getTypeString(), field->getAddressString(),
+            QStringLiteral("%1:%2").arg(field->getUpPos()).arg(field->getDownPos()));
 }
 
 int runList(const std::vector<std::string>& args)
@@ -67,7 +61,7 @@ int runList(const std::vector<std::string>& args)
     if (!map)
         return ExitFailure;
     for (HwXMLElement* instance : rootOf(*map, soft)->getInstanciatedTemplates())
-        listElement(*instance);
+        forEachElement(*instance, listElement);
     return std::fflush(stdout) == 0 ? ExitOk : ExitFailure;
 }
 

@@ -108,25 +108,15 @@ void prepareValuable(HwValuable& valuable)
     sim::setWriteOneToClearBits(g_target.handle, address, clearBits, bytes, space);
 }
 
-void prepareElement(HwXMLElement& element)
-{
-    if (element.isStruct()) {
-        for (const auto& member : static_cast<HwStruct&>(element).getMemberList())
-            prepareElement(*member);
-    } else if (element.isArray()) {
-        for (const auto& item : static_cast<HwArray&>(element).getMemberList())
-            prepareElement(*item);
-    } else if (element.isValuable()) {
-        prepareValuable(static_cast<HwValuable&>(element));
-    }
-}
-
 /// Every register of the chip at its reset value, with the bit behaviours of its fields.
 void resetTarget()
 {
     sim::resetTarget(g_target.handle);
     for (HwXMLElement* instance : g_session.root->getInstanciatedTemplates())
-        prepareElement(*instance);
+        forEachElement(*instance, [](HwXMLElement& element) {
+            if (element.isValuable())
+                prepareValuable(static_cast<HwValuable&>(element));
+        });
 }
 
 #endif

@@ -415,16 +415,18 @@ void HwXmlDocument::position(std::ptrdiff_t offset, int& line, int& column) cons
 
 namespace vellxml::loader_p {
 
-int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& utf8, QString& error)
+namespace {
+
+// The bytes of an archive file as the file source delivers them, bounded by the size limit (an encrypted
+// file holds its header and up to one block of filler beyond the plain text).
+int readFileBytes(const QString& path, const HwLoadLimits& limits, QByteArray& bytes, QString& error)
 {
-    // An encrypted file holds its header and up to one block of filler beyond the plain text.
     const std::int64_t maxBytes = limits.maxFileSize > std::numeric_limits<std::int64_t>::max() - 64
         ? limits.maxFileSize
         : limits.maxFileSize + static_cast<std::int64_t>(XMD_HEADER_SIZE) + 16;
-    QByteArray bytes;
     switch (currentFileSource().read(path, maxBytes, bytes)) {
     case FileRead::Ok:
-        break;
+        return READ_OK;
     case FileRead::NotOpened:
         return READ_NOT_OPENED;
     case FileRead::TooLarge:
@@ -434,9 +436,19 @@ int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray&
         error = QStringLiteral("Not a regular file.");
         return READ_INVALID;
     case FileRead::Failed:
-        error = QStringLiteral("The file could not be read.");
-        return READ_INVALID;
+        break;
     }
+    error = QStringLiteral("The file could not be read.");
+    return READ_INVALID;
+}
+
+} // namespace
+
+int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& utf8, QString& error)
+{
+    QByteArray bytes;
+    if (const int read = readFileBytes(path, limits, bytes, error); read != READ_OK)
+        return read;
     if (bytes.startsWith("EXML")) {
         QByteArray plain;
         if (!decryptArchive(bytes, limits, plain, error))
@@ -471,23 +483,8 @@ int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray&
 int readEncryptedArchive(const QString& path, const HwLoadLimits& limits, QByteArray& plain, QString& error)
 {
     QByteArray bytes;
-    // The container adds its header and at most one block of padding to the plain text.
-    const std::int64_t maxBytes = limits.maxFileSize + static_cast<std::int64_t>(XMD_HEADER_SIZE) + 16;
-    switch (currentFileSource().read(path, maxBytes, bytes)) {
-    case FileRead::Ok:
-        break;
-    case FileRead::NotOpened:
-        return READ_NOT_OPENED;
-    case FileRead::TooLarge:
-        error = sizeLimitMessage(limits.maxFileSize);
-        return READ_INVALID;
-    case FileRead::NotRegular:
-        error = QStringLiteral("Not a regular file.");
-        return READ_INVALID;
-    case FileRead::Failed:
-        error = QStringLiteral("The file could not be read.");
-        return READ_INVALID;
-    }
+    if (const int read = readFileBytes(path, limits, bytes, error); read != READ_OK)
+        return read;
     if (!bytes.startsWith("EXML")) {
         error = QStringLiteral("Not an encrypted archive (no EXML header).");
         return READ_INVALID;
