@@ -202,20 +202,14 @@ QString HwValuable::getValueString(DisplayType format) const
 // Registers ---------------------------------------------------------------------------------------------
 
 HwRegister32::HwRegister32(const QString& name, bool readable, bool writable)
-    : HwValuable(name, readable, writable)
+    : HwFixedWidthValuable(name, readable, writable)
 {
     setElementType(TYPE_REG32);
 }
 
 HwRegister32::HwRegister32(const HwRegister32& other)
-    : HwValuable(other)
-    , m_value(other.m_value)
+    : HwFixedWidthValuable(other)
 {
-}
-
-unsigned int HwRegister32::sizeOf() const
-{
-    return 4;
 }
 
 QString HwRegister32::getTypeString() const
@@ -223,31 +217,15 @@ QString HwRegister32::getTypeString() const
     return getTypeName().isEmpty() ? QStringLiteral("Reg32") : getTypeName();
 }
 
-unsigned int HwRegister32::getValue() const
-{
-    return m_value;
-}
-
-void HwRegister32::setValue(unsigned int value)
-{
-    m_value = value;
-}
-
 HwRegister16::HwRegister16(const QString& name, bool readable, bool writable)
-    : HwValuable(name, readable, writable)
+    : HwFixedWidthValuable(name, readable, writable)
 {
     setElementType(TYPE_REG16);
 }
 
 HwRegister16::HwRegister16(const HwRegister16& other)
-    : HwValuable(other)
-    , m_value(other.m_value)
+    : HwFixedWidthValuable(other)
 {
-}
-
-unsigned int HwRegister16::sizeOf() const
-{
-    return 2;
 }
 
 QString HwRegister16::getTypeString() const
@@ -255,46 +233,20 @@ QString HwRegister16::getTypeString() const
     return getTypeName().isEmpty() ? QStringLiteral("Reg16") : getTypeName();
 }
 
-unsigned int HwRegister16::getValue() const
-{
-    return m_value;
-}
-
-void HwRegister16::setValue(unsigned int value)
-{
-    m_value = static_cast<std::uint16_t>(value);
-}
-
 HwRegister8::HwRegister8(const QString& name, bool readable, bool writable)
-    : HwValuable(name, readable, writable)
+    : HwFixedWidthValuable(name, readable, writable)
 {
     setElementType(TYPE_REG8);
 }
 
 HwRegister8::HwRegister8(const HwRegister8& other)
-    : HwValuable(other)
-    , m_value(other.m_value)
+    : HwFixedWidthValuable(other)
 {
-}
-
-unsigned int HwRegister8::sizeOf() const
-{
-    return 1;
 }
 
 QString HwRegister8::getTypeString() const
 {
     return getTypeName().isEmpty() ? QStringLiteral("Reg8") : getTypeName();
-}
-
-unsigned int HwRegister8::getValue() const
-{
-    return m_value;
-}
-
-void HwRegister8::setValue(unsigned int value)
-{
-    m_value = static_cast<std::uint8_t>(value);
 }
 
 HwInternalRegister8::HwInternalRegister8(const QString& name, bool readable, bool writable)
@@ -315,26 +267,15 @@ HwInternalRegister8::~HwInternalRegister8() = default;
 // in getValue().
 
 HwInt32::HwInt32(const QString& name)
-    : HwValuable(name, true, true)
+    : HwFixedWidthValuable(name, true, true)
 {
     setElementType(TYPE_INT32);
     setDisplayType(DISPLAY_DEC);
 }
 
 HwInt32::HwInt32(const HwInt32& other)
-    : HwValuable(other)
-    , m_value(other.m_value)
+    : HwFixedWidthValuable(other)
 {
-}
-
-unsigned int HwInt32::sizeOf() const
-{
-    return 4;
-}
-
-unsigned int HwInt32::getAlignConstraint() const
-{
-    return 4;
 }
 
 QString HwInt32::getTypeString() const
@@ -342,42 +283,16 @@ QString HwInt32::getTypeString() const
     return getTypeName().isEmpty() ? QStringLiteral("int32") : getTypeName();
 }
 
-unsigned int HwInt32::getValue() const
-{
-    return m_value;
-}
-
-void HwInt32::setValue(unsigned int value)
-{
-    m_value = value;
-}
-
-bool HwInt32::isSigned() const
-{
-    return true;
-}
-
 HwInt16::HwInt16(const QString& name)
-    : HwValuable(name, true, true)
+    : HwFixedWidthValuable(name, true, true)
 {
     setElementType(TYPE_INT16);
     setDisplayType(DISPLAY_DEC);
 }
 
 HwInt16::HwInt16(const HwInt16& other)
-    : HwValuable(other)
-    , m_value(other.m_value)
+    : HwFixedWidthValuable(other)
 {
-}
-
-unsigned int HwInt16::sizeOf() const
-{
-    return 2;
-}
-
-unsigned int HwInt16::getAlignConstraint() const
-{
-    return 2;
 }
 
 QString HwInt16::getTypeString() const
@@ -385,42 +300,16 @@ QString HwInt16::getTypeString() const
     return getTypeName().isEmpty() ? QStringLiteral("int16") : getTypeName();
 }
 
-unsigned int HwInt16::getValue() const
-{
-    return (m_value & 0x8000u) ? (m_value | 0xFFFF0000u) : m_value;
-}
-
-void HwInt16::setValue(unsigned int value)
-{
-    m_value = static_cast<std::uint16_t>(value);
-}
-
-bool HwInt16::isSigned() const
-{
-    return true;
-}
-
 HwInt8::HwInt8(const QString& name)
-    : HwValuable(name, true, true)
+    : HwFixedWidthValuable(name, true, true)
 {
     setElementType(TYPE_INT8);
     setDisplayType(DISPLAY_DEC);
 }
 
 HwInt8::HwInt8(const HwInt8& other)
-    : HwValuable(other)
-    , m_value(other.m_value)
+    : HwFixedWidthValuable(other)
 {
-}
-
-unsigned int HwInt8::sizeOf() const
-{
-    return 1;
-}
-
-unsigned int HwInt8::getAlignConstraint() const
-{
-    return 1;
 }
 
 QString HwInt8::getTypeString() const
@@ -428,42 +317,16 @@ QString HwInt8::getTypeString() const
     return getTypeName().isEmpty() ? QStringLiteral("int8") : getTypeName();
 }
 
-unsigned int HwInt8::getValue() const
-{
-    return (m_value & 0x80u) ? (m_value | 0xFFFFFF00u) : m_value;
-}
-
-void HwInt8::setValue(unsigned int value)
-{
-    m_value = static_cast<std::uint8_t>(value);
-}
-
-bool HwInt8::isSigned() const
-{
-    return true;
-}
-
 HwUnsignedInt32::HwUnsignedInt32(const QString& name)
-    : HwValuable(name, true, true)
+    : HwFixedWidthValuable(name, true, true)
 {
     setElementType(TYPE_UINT32);
     setDisplayType(DISPLAY_DEC);
 }
 
 HwUnsignedInt32::HwUnsignedInt32(const HwUnsignedInt32& other)
-    : HwValuable(other)
-    , m_value(other.m_value)
+    : HwFixedWidthValuable(other)
 {
-}
-
-unsigned int HwUnsignedInt32::sizeOf() const
-{
-    return 4;
-}
-
-unsigned int HwUnsignedInt32::getAlignConstraint() const
-{
-    return 4;
 }
 
 QString HwUnsignedInt32::getTypeString() const
@@ -471,37 +334,16 @@ QString HwUnsignedInt32::getTypeString() const
     return getTypeName().isEmpty() ? QStringLiteral("uint32") : getTypeName();
 }
 
-unsigned int HwUnsignedInt32::getValue() const
-{
-    return m_value;
-}
-
-void HwUnsignedInt32::setValue(unsigned int value)
-{
-    m_value = value;
-}
-
 HwUnsignedInt16::HwUnsignedInt16(const QString& name)
-    : HwValuable(name, true, true)
+    : HwFixedWidthValuable(name, true, true)
 {
     setElementType(TYPE_UINT16);
     setDisplayType(DISPLAY_DEC);
 }
 
 HwUnsignedInt16::HwUnsignedInt16(const HwUnsignedInt16& other)
-    : HwValuable(other)
-    , m_value(other.m_value)
+    : HwFixedWidthValuable(other)
 {
-}
-
-unsigned int HwUnsignedInt16::sizeOf() const
-{
-    return 2;
-}
-
-unsigned int HwUnsignedInt16::getAlignConstraint() const
-{
-    return 2;
 }
 
 QString HwUnsignedInt16::getTypeString() const
@@ -509,52 +351,21 @@ QString HwUnsignedInt16::getTypeString() const
     return getTypeName().isEmpty() ? QStringLiteral("uint16") : getTypeName();
 }
 
-unsigned int HwUnsignedInt16::getValue() const
-{
-    return m_value;
-}
-
-void HwUnsignedInt16::setValue(unsigned int value)
-{
-    m_value = static_cast<std::uint16_t>(value);
-}
-
 HwUnsignedInt8::HwUnsignedInt8(const QString& name)
-    : HwValuable(name, true, true)
+    : HwFixedWidthValuable(name, true, true)
 {
     setElementType(TYPE_UINT8);
     setDisplayType(DISPLAY_DEC);
 }
 
 HwUnsignedInt8::HwUnsignedInt8(const HwUnsignedInt8& other)
-    : HwValuable(other)
-    , m_value(other.m_value)
+    : HwFixedWidthValuable(other)
 {
-}
-
-unsigned int HwUnsignedInt8::sizeOf() const
-{
-    return 1;
-}
-
-unsigned int HwUnsignedInt8::getAlignConstraint() const
-{
-    return 1;
 }
 
 QString HwUnsignedInt8::getTypeString() const
 {
     return getTypeName().isEmpty() ? QStringLiteral("uint8") : getTypeName();
-}
-
-unsigned int HwUnsignedInt8::getValue() const
-{
-    return m_value;
-}
-
-void HwUnsignedInt8::setValue(unsigned int value)
-{
-    m_value = static_cast<std::uint8_t>(value);
 }
 
 HwBoolean::HwBoolean(const QString& name)

@@ -128,49 +128,61 @@ private:
     QString m_physicalTopExpr;
 };
 
+/// A valuable of a fixed width: the cached value is `Storage` wide, and getValue() sign-extends it when
+/// `Signed`. The alignment is the width (HwValuable::getAlignConstraint).
+template<typename Storage, bool Signed>
+class VELLXML_EXPORT HwFixedWidthValuable : public HwValuable {
+public:
+    unsigned int sizeOf() const override { return sizeof(Storage); }
+    unsigned int getValue() const override
+    {
+        if constexpr (Signed && sizeof(Storage) < 4) {
+            constexpr unsigned int sign = 1u << (8 * sizeof(Storage) - 1);
+            return (m_value & sign) ? (m_value | ~((sign << 1) - 1)) : m_value;
+        } else {
+            return m_value;
+        }
+    }
+    void setValue(unsigned int value) override { m_value = static_cast<Storage>(value); }
+    bool isSigned() const override { return Signed; }
+
+protected:
+    using HwValuable::HwValuable;
+    explicit HwFixedWidthValuable(const HwFixedWidthValuable& other)
+        : HwValuable(other)
+        , m_value(other.m_value)
+    {
+    }
+
+private:
+    Storage m_value = 0; // the bit pattern
+};
+
 /// A 32-bit target register.
-class VELLXML_EXPORT HwRegister32 : public HwValuable {
+class VELLXML_EXPORT HwRegister32 : public HwFixedWidthValuable<std::uint32_t, false> {
 public:
     explicit HwRegister32(const QString& name, bool readable = true, bool writable = true);
     explicit HwRegister32(const HwRegister32& other);
-    unsigned int sizeOf() const override;
     /// The type name when set, else "Reg32".
     QString getTypeString() const override;
-    unsigned int getValue() const override;
-    void setValue(unsigned int value) override;
-
-private:
-    std::uint32_t m_value = 0;
 };
 
 /// A 16-bit target register.
-class VELLXML_EXPORT HwRegister16 : public HwValuable {
+class VELLXML_EXPORT HwRegister16 : public HwFixedWidthValuable<std::uint16_t, false> {
 public:
     explicit HwRegister16(const QString& name, bool readable = true, bool writable = true);
     explicit HwRegister16(const HwRegister16& other);
-    unsigned int sizeOf() const override;
     /// The type name when set, else "Reg16".
     QString getTypeString() const override;
-    unsigned int getValue() const override;
-    void setValue(unsigned int value) override;
-
-private:
-    std::uint16_t m_value = 0;
 };
 
 /// An 8-bit target register.
-class VELLXML_EXPORT HwRegister8 : public HwValuable {
+class VELLXML_EXPORT HwRegister8 : public HwFixedWidthValuable<std::uint8_t, false> {
 public:
     explicit HwRegister8(const QString& name, bool readable = true, bool writable = true);
     explicit HwRegister8(const HwRegister8& other);
-    unsigned int sizeOf() const override;
     /// The type name when set, else "Reg8".
     QString getTypeString() const override;
-    unsigned int getValue() const override;
-    void setValue(unsigned int value) override;
-
-private:
-    std::uint8_t m_value = 0;
 };
 
 /// An 8-bit register of the debug side, reached through the host's internal access.
@@ -182,96 +194,51 @@ public:
 };
 
 /// A signed 32-bit integer of a memory structure; shown in decimal.
-class VELLXML_EXPORT HwInt32 : public HwValuable {
+class VELLXML_EXPORT HwInt32 : public HwFixedWidthValuable<std::uint32_t, true> {
 public:
     explicit HwInt32(const QString& name);
     explicit HwInt32(const HwInt32& other);
-    unsigned int sizeOf() const override;
-    unsigned int getAlignConstraint() const override;
     QString getTypeString() const override;
-    unsigned int getValue() const override;
-    void setValue(unsigned int value) override;
-    bool isSigned() const override;
-
-private:
-    std::uint32_t m_value = 0;
 };
 
 /// A signed 16-bit integer; getValue() sign-extends it.
-class VELLXML_EXPORT HwInt16 : public HwValuable {
+class VELLXML_EXPORT HwInt16 : public HwFixedWidthValuable<std::uint16_t, true> {
 public:
     explicit HwInt16(const QString& name);
     explicit HwInt16(const HwInt16& other);
-    unsigned int sizeOf() const override;
-    unsigned int getAlignConstraint() const override;
     QString getTypeString() const override;
-    unsigned int getValue() const override;
-    void setValue(unsigned int value) override;
-    bool isSigned() const override;
-
-private:
-    std::uint16_t m_value = 0; // the bit pattern
 };
 
 /// A signed 8-bit integer; getValue() sign-extends it.
-class VELLXML_EXPORT HwInt8 : public HwValuable {
+class VELLXML_EXPORT HwInt8 : public HwFixedWidthValuable<std::uint8_t, true> {
 public:
     explicit HwInt8(const QString& name);
     explicit HwInt8(const HwInt8& other);
-    unsigned int sizeOf() const override;
-    unsigned int getAlignConstraint() const override;
     QString getTypeString() const override;
-    unsigned int getValue() const override;
-    void setValue(unsigned int value) override;
-    bool isSigned() const override;
-
-private:
-    std::uint8_t m_value = 0; // the bit pattern
 };
 
 /// An unsigned 32-bit integer.
-class VELLXML_EXPORT HwUnsignedInt32 : public HwValuable {
+class VELLXML_EXPORT HwUnsignedInt32 : public HwFixedWidthValuable<std::uint32_t, false> {
 public:
     explicit HwUnsignedInt32(const QString& name);
     explicit HwUnsignedInt32(const HwUnsignedInt32& other);
-    unsigned int sizeOf() const override;
-    unsigned int getAlignConstraint() const override;
     QString getTypeString() const override;
-    unsigned int getValue() const override;
-    void setValue(unsigned int value) override;
-
-private:
-    std::uint32_t m_value = 0;
 };
 
 /// An unsigned 16-bit integer.
-class VELLXML_EXPORT HwUnsignedInt16 : public HwValuable {
+class VELLXML_EXPORT HwUnsignedInt16 : public HwFixedWidthValuable<std::uint16_t, false> {
 public:
     explicit HwUnsignedInt16(const QString& name);
     explicit HwUnsignedInt16(const HwUnsignedInt16& other);
-    unsigned int sizeOf() const override;
-    unsigned int getAlignConstraint() const override;
     QString getTypeString() const override;
-    unsigned int getValue() const override;
-    void setValue(unsigned int value) override;
-
-private:
-    std::uint16_t m_value = 0;
 };
 
 /// An unsigned 8-bit integer.
-class VELLXML_EXPORT HwUnsignedInt8 : public HwValuable {
+class VELLXML_EXPORT HwUnsignedInt8 : public HwFixedWidthValuable<std::uint8_t, false> {
 public:
     explicit HwUnsignedInt8(const QString& name);
     explicit HwUnsignedInt8(const HwUnsignedInt8& other);
-    unsigned int sizeOf() const override;
-    unsigned int getAlignConstraint() const override;
     QString getTypeString() const override;
-    unsigned int getValue() const override;
-    void setValue(unsigned int value) override;
-
-private:
-    std::uint8_t m_value = 0;
 };
 
 /// A boolean: an unsigned 8-bit integer of its own kind.
