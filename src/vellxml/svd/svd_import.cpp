@@ -1,0 +1,111 @@
+#include <vellxml/svd/svd_import.h>
+
+#include <vellxml/loader/xml_element_p.h>
+#include <vellxml/svd/svd_model_p.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QTemporaryDir>
+
+using namespace vellxml::svd_p;
+
+namespace {
+
+void send(HwMessageCallback callback, const QString& text)
+{
+    if (callback)
+        callback(text.toUtf8().constData());
+}
+
+} // namespace
+
+bool convertSvd(const QByteArray& svd, const QString& path, QList<QPair<QString, QByteArray>>& files,
+    HwMessageCallback error, HwMessageCallback warning, const HwSvdImportLimits& limits, HwSvdImportSummary* summary)
+{
+    files.clear();
+    SvdMessages messages;
+    messages.path = path;
+    messages.error = error;
+    messages.warning = warning;
+    SvdDevice device;
+    HwSvdImportSummary counts;
+    bool ok = readSvd(svd, limits, messages, device) && writeArchives(device, limits, messages, files, counts);
+    if (ok && counts.registers + counts.fields > limits.maxElements) {
+        messages.fail(0, 0, QStringLiteral("The description has more than %1 registers and fields.").arg(limits.maxElements));
+        ok = false;
+    }
+    counts.warnings = messages.warnings;
+    if (!ok)
+        files.clear();
+    if (summary)
+        *summary = counts;
+    return ok;
+}
+
+bool importSvdFile(const QString& svdPath, const QString& outputDir, HwMessageCallback error,
+    HwMessageCallback warning, const HwSvdImportLimits& limits, HwSvdImportSummary* summary)
+{
+    QByteArray text;
+    QString reason;
+    const int read = vellxml::loader_p::readArchiveFile(svdPath, limits.document, text, reason);
+    if (read == vellxml::loader_p::READ_NOT_OPENED) {
+        send(error, QStringLiteral("Unable to open file %1").arg(svdPath));
+        return false;
+    }
+    if (read != vellxml::loader_p::READ_OK) {
+        send(error, QStringLiteral("%1:0:0: error: %2").arg(svdPath, reason));
+        return false;
+    }
+    QList<QPair<QString, QByteArray>> files;
+    if (!convertSvd(text, svdPath, files, error, warning, limits, summary))
+        return false;
+
+    // Written into a fresh directory beside the target, then moved in place: a reader of the target sees the
+    // old set or the new one, never a part.
+    const QFileInfo target(outputDir);
+    const QString parent = target.absolutePath();
+    if (!QDir().mkpath(parent)) {
+        send(error, QStringLiteral("Unable to create the directory %1").arg(parent));
+        return false;
+    }
+    QTemporaryDir fresh(parent + QStringLiteral("/.") + target.fileName() + QStringLiteral("-XXXXXX"));
+    if (!fresh.isValid()) {
+        send(error, QStringLiteral("Unable to create a directory in %1").arg(parent));
+        return false;
+    }
+    for (const auto& file : files) {
+        QFile out(fresh.path() + QLatin1Char('/') + file.first);
+        if (!out.open(QIODevice::WriteOnly) || out.write(file.second) != file.second.size() || !out.flush()) {
+            send(error, QStringLiteral("Unable to write file %1").arg(out.fileName()));
+            return false;
+        }
+    }
+    QString old;
+    if (target.exists()) {
+        if (!target.isDir()) {
+            send(error, QStringLiteral("%1 exists and is not a directory").arg(outputDir));
+            return false;
+        }
+        QTemporaryDir aside(parent + QStringLiteral("/.") + target.fileName() + QStringLiteral("-old-XXXXXX"));
+        aside.setAutoRemove(false);
+        if (!aside.isValid() || !QDir().rmdir(aside.path()) || !QDir().rename(target.absoluteFilePath(), aside.path())) {
+            send(error, QStringLiteral("Unable to replace the directory %1").arg(outputDir));
+            return false;
+        }
+        old = aside.path();
+    }
+    if (!QDir().rename(fresh.path(), target.absoluteFilePath())) {
+        if (!old.isEmpty())
+            QDir().rename(old, target.absoluteFilePath());
+        send(error, QStringLiteral("Unable to move the archive set into %1").arg(outputDir));
+        return false;
+    }
+    fresh.setAutoRemove(false);
+    QFile::setPermissions(target.absoluteFilePath(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner
+        | QFileDevice::ReadGroup | QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther);
+    if (!old.isEmpty())
+        QDir(old).removeRecursively();
+    return true;
+}

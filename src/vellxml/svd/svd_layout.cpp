@@ -1,0 +1,366 @@
+#include <vellxml/svd/svd_model_p.h>
+
+#include <QHash>
+#include <QSet>
+#include <QXmlStreamWriter>
+
+#include <algorithm>
+
+namespace vellxml::svd_p {
+
+namespace {
+
+/// A member of a module or structure as our format lays it out: a register (array), or one layer of a
+/// cluster (array) as a structure.
+struct Member {
+    const SvdRegister* reg = nullptr;
+    const SvdCluster* cluster = nullptr;
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0; ///< bytes taken, every array item included
+    std::uint64_t elementSize = 0;
+    unsigned align = 1;
+    std::vector<Member> children;
+};
+
+/// Members that do not overlap, in offset order. Our format places members one after another, so
+/// registers that share addresses (alternate registers, alternate clusters, peripherals laid over one
+/// another) go to further layers, each written as a module of its own placed at the same base address.
+struct Layer {
+    std::vector<Member> members;
+    std::uint64_t end = 0;
+    std::uint64_t shift = 0; ///< the layer starts this many bytes after the peripheral's base
+};
+
+std::uint64_t roundUp(std::uint64_t value, unsigned align)
+{
+    return (value + align - 1) / align * align;
+}
+
+class Layout {
+public:
+    explicit Layout(SvdMessages& messages)
+        : m_messages(messages)
+    {
+    }
+
+    bool layers(const std::vector<SvdItem>& items, bool top, std::vector<Layer>& out)
+    {
+        std::vector<Member> candidates;
+        for (const SvdItem& item : items) {
+            if (item.reg) {
+                Member m;
+                m.reg = item.reg.get();
+                m.offset = item.reg->offset;
+                m.elementSize = std::uint64_t(item.reg->size / 8);
+                m.size = m.elementSize * std::uint64_t(item.reg->count >= 0 ? item.reg->count : 1);
+                m.align = unsigned(std::min<std::uint64_t>(m.elementSize, 4));
+                candidates.push_back(std::move(m));
+                continue;
+            }
+            std::vector<Layer> inner;
+            if (!layers(item.cluster->items, false, inner))
+                return false;
+            for (Layer& layer : inner) {
+                Member m;
+                m.cluster = item.cluster.get();
+                m.offset = item.cluster->offset;
+                for (const Member& child : layer.members)
+                    m.align = std::max(m.align, child.align);
+                m.elementSize = roundUp(layer.end, m.align);
+                if (item.cluster->count >= 0)
+                    m.elementSize = item.cluster->stride;
+                m.size = m.elementSize * std::uint64_t(item.cluster->count >= 0 ? item.cluster->count : 1);
+                m.children = std::move(layer.members);
+                candidates.push_back(std::move(m));
+            }
+        }
+        std::stable_sort(candidates.begin(), candidates.end(),
+            [](const Member& a, const Member& b) { return a.offset < b.offset; });
+        for (Member& m : candidates) {
+            Layer* home = nullptr;
+            for (Layer& layer : out) {
+                if (layer.end <= m.offset && (m.offset - layer.shift) % m.align == 0) {
+                    home = &layer;
+                    break;
+                }
+            }
+            if (!home) {
+                const std::uint64_t misalignment = m.offset % m.align;
+                if (misalignment != 0 && !top) {
+                    m_messages.fail(0, 0, QStringLiteral("'%1' at offset 0x%2 of its cluster is not aligned to its "
+                                                         "size and cannot be represented.")
+                                              .arg(m.reg ? m.reg->name : m.cluster->name)
+                                              .arg(m.offset, 0, 16));
+                    return false;
+                }
+                out.push_back(Layer {});
+                home = &out.back();
+                home->shift = misalignment != 0 ? m.offset : 0;
+                home->end = home->shift;
+            }
+            home->end = m.offset + m.size;
+            home->members.push_back(std::move(m));
+        }
+        return true;
+    }
+
+private:
+    SvdMessages& m_messages;
+};
+
+class Writer {
+public:
+    Writer(HwSvdImportSummary& summary)
+        : m_summary(summary)
+    {
+    }
+
+    static void comment(QXmlStreamWriter& xml, const QString& text)
+    {
+        if (!text.isEmpty())
+            xml.writeTextElement(QStringLiteral("comment"), text);
+    }
+
+    static void hole(QXmlStreamWriter& xml, std::uint64_t bytes)
+    {
+        // Sizes are in bits and expressions are 32-bit: write large gaps in pieces.
+        constexpr std::uint64_t piece = 0x10000000;
+        while (bytes > 0) {
+            const std::uint64_t now = std::min(bytes, piece);
+            xml.writeEmptyElement(QStringLiteral("hole"));
+            xml.writeAttribute(QStringLiteral("size"), QString::number(now * 8));
+            bytes -= now;
+        }
+    }
+
+    void members(QXmlStreamWriter& xml, const std::vector<Member>& list, std::uint64_t start, std::uint64_t padTo,
+        std::int64_t multiplier)
+    {
+        std::uint64_t at = start;
+        for (const Member& m : list) {
+            hole(xml, m.offset - at);
+            const std::int64_t items = m.reg ? std::max(m.reg->count, 0) : std::max(m.cluster->count, 0);
+            const std::int64_t copies = multiplier * ((m.reg ? m.reg->count : m.cluster->count) >= 0 ? items : 1);
+            if (m.reg) {
+                reg(xml, *m.reg, copies);
+            } else {
+                xml.writeStartElement(QStringLiteral("struct"));
+                xml.writeAttribute(QStringLiteral("name"), m.cluster->name);
+                if (m.cluster->count >= 0)
+                    xml.writeAttribute(QStringLiteral("count"), QString::number(m.cluster->count));
+                comment(xml, m.cluster->description);
+                members(xml, m.children, 0, m.cluster->count >= 0 ? m.elementSize : 0, copies);
+                xml.writeEndElement();
+            }
+            at = m.offset + m.size;
+        }
+        if (padTo > at)
+            hole(xml, padTo - at);
+    }
+
+    void reg(QXmlStreamWriter& xml, const SvdRegister& r, std::int64_t copies)
+    {
+        m_summary.registers += copies;
+        m_summary.fields += copies * std::int64_t(r.fields.size());
+        xml.writeStartElement(QStringLiteral("reg%1").arg(r.size));
+        xml.writeAttribute(QStringLiteral("name"), r.name);
+        if (!r.readable || !r.writable)
+            xml.writeAttribute(QStringLiteral("protect"), r.readable ? QStringLiteral("w") : QStringLiteral("r"));
+        if (r.count >= 0)
+            xml.writeAttribute(QStringLiteral("count"), QString::number(r.count));
+        comment(xml, r.description);
+        for (const SvdField& f : r.fields) {
+            xml.writeStartElement(QStringLiteral("bits"));
+            xml.writeAttribute(QStringLiteral("name"), f.name);
+            xml.writeAttribute(QStringLiteral("pos"),
+                f.msb == f.lsb ? QString::number(f.lsb) : QStringLiteral("%1:%2").arg(f.msb).arg(f.lsb));
+            if (f.access != QLatin1String("rw"))
+                xml.writeAttribute(QStringLiteral("access"), f.access);
+            if (f.hasReset)
+                xml.writeAttribute(QStringLiteral("rst"), QStringLiteral("0x%1").arg(f.reset, 0, 16).toUpper().replace(QLatin1Char('X'), QLatin1Char('x')));
+            comment(xml, f.description);
+            options(xml, f);
+            xml.writeEndElement();
+        }
+        xml.writeEndElement();
+    }
+
+    static void options(QXmlStreamWriter& xml, const SvdField& f)
+    {
+        QHash<QString, std::uint64_t> taken;
+        bool open = false;
+        auto option = [&](QString name, std::uint64_t value, const SvdEnumValue& source, const QString& note) {
+            const QString key = name.toUpper();
+            if (auto it = taken.constFind(key); it != taken.constEnd()) {
+                if (it.value() == value)
+                    return;
+                // The same name for another value, as read and write enumerations often have.
+                name += QStringLiteral("_") + QString::number(value);
+                if (taken.contains(name.toUpper()))
+                    return;
+            }
+            taken.insert(name.toUpper(), value);
+            if (!open) {
+                xml.writeStartElement(QStringLiteral("options"));
+                open = true;
+            }
+            xml.writeStartElement(QStringLiteral("option"));
+            xml.writeAttribute(QStringLiteral("name"), name);
+            xml.writeAttribute(QStringLiteral("value"), QStringLiteral("0x%1").arg(value, 0, 16));
+            QString text = source.description;
+            if (source.usage == QLatin1String("read") || source.usage == QLatin1String("write"))
+                text += (text.isEmpty() ? QString() : QStringLiteral(" ")) + QStringLiteral("(On %1.)").arg(source.usage);
+            if (!note.isEmpty())
+                text += (text.isEmpty() ? QString() : QStringLiteral(" ")) + note;
+            comment(xml, text);
+            xml.writeEndElement();
+        };
+        for (const SvdEnumValue& v : f.values) {
+            if (v.isDefault)
+                continue;
+            const QString name = identifier(v.name);
+            std::vector<int> bits;
+            for (int b = 0; b < 64; ++b) {
+                if ((v.dontCare >> b) & 1)
+                    bits.push_back(b);
+            }
+            if (bits.size() > 4) {
+                option(name, v.value, v, QStringLiteral("(Any value of the bits 0x%1.)").arg(v.dontCare, 0, 16));
+                continue;
+            }
+            // One option per value the pattern matches: the first keeps the name.
+            for (unsigned combination = 0; combination < (1u << bits.size()); ++combination) {
+                std::uint64_t value = v.value;
+                for (std::size_t i = 0; i < bits.size(); ++i) {
+                    if ((combination >> i) & 1)
+                        value |= std::uint64_t {1} << bits[i];
+                }
+                option(combination == 0 ? name : QStringLiteral("%1_%2").arg(name).arg(value), value, v, QString());
+            }
+        }
+        if (open)
+            xml.writeEndElement();
+    }
+
+private:
+    HwSvdImportSummary& m_summary;
+};
+
+QByteArray finish(QByteArray& text)
+{
+    return std::move(text);
+}
+
+} // namespace
+
+bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, SvdMessages& messages,
+    QList<QPair<QString, QByteArray>>& files, HwSvdImportSummary& summary)
+{
+    Q_UNUSED(limits);
+    Layout layout(messages);
+    Writer writer(summary);
+    QHash<QString, std::vector<std::uint64_t>> shifts; // type -> start of each layer
+    QList<QPair<QString, QByteArray>> archives;
+    for (const SvdPeripheral& p : device.peripherals) {
+        if (!p.ownsType)
+            continue;
+        std::vector<Layer> layers;
+        if (!layout.layers(p.items, true, layers))
+            return false;
+        if (layers.empty())
+            layers.push_back(Layer {});
+        QByteArray text;
+        QXmlStreamWriter xml(&text);
+        xml.setAutoFormatting(true);
+        xml.setAutoFormattingIndent(2);
+        xml.writeStartDocument();
+        xml.writeStartElement(QStringLiteral("archive"));
+        std::vector<std::uint64_t>& starts = shifts[p.typeName];
+        for (std::size_t k = 0; k < layers.size(); ++k) {
+            xml.writeStartElement(QStringLiteral("module"));
+            xml.writeAttribute(QStringLiteral("name"), k == 0 ? p.typeName : QStringLiteral("%1_ALT%2").arg(p.typeName).arg(k));
+            if (!p.group.isEmpty())
+                xml.writeAttribute(QStringLiteral("category"), p.group);
+            QString description = p.description;
+            if (k > 0)
+                description = QStringLiteral("Registers of %1 that overlap others (layer %2).").arg(p.typeName).arg(k);
+            Writer::comment(xml, description);
+            writer.members(xml, layers[k].members, layers[k].shift, 0, 1);
+            xml.writeEndElement();
+            starts.push_back(layers[k].shift);
+        }
+        ++summary.types;
+        summary.types += int(layers.size()) - 1;
+        xml.writeEndElement();
+        xml.writeEndDocument();
+        archives.append({p.typeName + QStringLiteral(".xml"), finish(text)});
+    }
+
+    QByteArray root;
+    QXmlStreamWriter xml(&root);
+    xml.setAutoFormatting(true);
+    xml.setAutoFormattingIndent(2);
+    xml.writeStartDocument();
+    xml.writeStartElement(QStringLiteral("archive"));
+    xml.writeStartElement(QStringLiteral("comment"));
+    xml.writeCharacters(device.name + (device.description.isEmpty() ? QString() : QStringLiteral(": ") + device.description));
+    for (const QString& line : device.cpuLines) {
+        xml.writeEmptyElement(QStringLiteral("br"));
+        xml.writeCharacters(QStringLiteral("CPU ") + line);
+    }
+    xml.writeEndElement();
+    for (const auto& value : device.cpuValues) {
+        xml.writeEmptyElement(QStringLiteral("var"));
+        xml.writeAttribute(QStringLiteral("name"), value.first);
+        xml.writeAttribute(QStringLiteral("value"), QString::number(value.second));
+    }
+    if (!device.interrupts.empty()) {
+        xml.writeStartElement(QStringLiteral("enum"));
+        xml.writeAttribute(QStringLiteral("name"), device.name + QStringLiteral("_IRQn"));
+        Writer::comment(xml, QStringLiteral("Interrupt numbers."));
+        QSet<QString> seen;
+        for (const SvdInterrupt& irq : device.interrupts) {
+            const QString name = irq.name + QStringLiteral("_IRQn");
+            if (seen.contains(name))
+                continue;
+            seen.insert(name);
+            xml.writeStartElement(QStringLiteral("entry"));
+            xml.writeAttribute(QStringLiteral("name"), name);
+            xml.writeAttribute(QStringLiteral("value"), QString::number(irq.value));
+            Writer::comment(xml, irq.peripheral + (irq.description.isEmpty() ? QString() : QStringLiteral(": ") + irq.description));
+            xml.writeEndElement();
+        }
+        xml.writeEndElement();
+    }
+    for (const auto& archive : archives) {
+        xml.writeEmptyElement(QStringLiteral("include"));
+        xml.writeAttribute(QStringLiteral("file"), archive.first);
+    }
+    for (const SvdPeripheral& p : device.peripherals) {
+        const std::vector<std::uint64_t>& starts = shifts[p.typeName];
+        for (std::size_t k = 0; k < starts.size(); ++k) {
+            const std::uint64_t address = p.base + starts[k];
+            if (address > 0xFFFFFFFFu) {
+                messages.fail(0, 0, QStringLiteral("Registers of '%1' lie beyond 32-bit addresses.").arg(p.name));
+                return false;
+            }
+            xml.writeStartElement(QStringLiteral("instance"));
+            xml.writeAttribute(QStringLiteral("name"), k == 0 ? p.name : QStringLiteral("%1_ALT%2").arg(p.name).arg(k));
+            xml.writeAttribute(QStringLiteral("type"), k == 0 ? p.typeName : QStringLiteral("%1_ALT%2").arg(p.typeName).arg(k));
+            if (!p.group.isEmpty())
+                xml.writeAttribute(QStringLiteral("category"), p.group);
+            xml.writeAttribute(QStringLiteral("address"), QStringLiteral("0x%1").arg(address, 8, 16, QLatin1Char('0')).toUpper().replace(QLatin1Char('X'), QLatin1Char('x')));
+            Writer::comment(xml, p.description);
+            xml.writeEndElement();
+            ++summary.peripherals;
+        }
+    }
+    xml.writeEndElement();
+    xml.writeEndDocument();
+    files.clear();
+    files.append({QString::fromLatin1(SVD_ROOT_FILE_NAME), finish(root)});
+    files.append(archives);
+    return true;
+}
+
+} // namespace vellxml::svd_p
