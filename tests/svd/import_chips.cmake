@@ -1,0 +1,16 @@
+# Imports every SVD file of SVD_DIR into OUT/<file base name>/ with the tool TOOL (a CTest fixture).
+file(GLOB svds "${SVD_DIR}/*.svd")
+list(SORT svds)
+list(LENGTH svds count)
+if(count EQUAL 0)
+  message(FATAL_ERROR "no SVD file in ${SVD_DIR}")
+endif()
+foreach(svd IN LISTS svds)
+  get_filename_component(base "${svd}" NAME_WE)
+  execute_process(COMMAND "${TOOL}" import-svd "${svd}" -o "${OUT}/${base}"
+    RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "importing ${svd} failed (${status}):\n${err}")
+  endif()
+  message(STATUS "${out}")
+endforeach()
