@@ -2,13 +2,132 @@
 
 #include <QHash>
 #include <QSet>
-#include <QXmlStreamWriter>
 
 #include <algorithm>
+#include <cstring>
+#include <string>
 
 namespace vellxml::svd_p {
 
 namespace {
+
+/// Markup written straight into UTF-8 bytes, indented two spaces a level. The archive sets are large (a
+/// vendor chip gives megabytes) and this is most of an import's work, so it stays this simple.
+class XmlOut {
+public:
+    XmlOut() { m_text.reserve(1 << 16); }
+    /// The text written so far.
+    QByteArray take() const { return QByteArray(m_text.data(), qsizetype(m_text.size())); }
+
+    void writeStartDocument() { m_text += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"; }
+    void writeEndDocument() { m_text += '\n'; }
+    void writeStartElement(const char* tag)
+    {
+        closeStart();
+        indent();
+        m_text += '<';
+        m_text += tag;
+        m_open.push_back({tag, false});
+        m_startOpen = true;
+    }
+    void writeEmptyElement(const char* tag)
+    {
+        writeStartElement(tag);
+        m_open.back().empty = true;
+    }
+    void writeAttribute(const char* name, const QString& value)
+    {
+        m_text += ' ';
+        m_text += name;
+        m_text += "=\"";
+        escape(value.toUtf8(), true);
+        m_text += '"';
+    }
+    void writeCharacters(const QString& text)
+    {
+        closeStart();
+        m_mixed = m_open.size();
+        escape(text.toUtf8(), false);
+    }
+    void writeTextElement(const char* tag, const QString& text)
+    {
+        writeStartElement(tag);
+        writeCharacters(text);
+        writeEndElement();
+    }
+    void writeEndElement()
+    {
+        // An empty element closes itself: this end is its parent's.
+        if (m_startOpen && m_open.back().empty)
+            closeStart();
+        if (m_startOpen) {
+            m_text += "/>";
+            m_startOpen = false;
+        } else {
+            if (m_mixed != m_open.size())
+                indent(-1);
+            m_text += "</";
+            m_text += m_open.back().tag;
+            m_text += '>';
+        }
+        if (m_mixed == m_open.size())
+            m_mixed = 0;
+        m_open.pop_back();
+    }
+
+private:
+    struct Open {
+        const char* tag;
+        bool empty;
+    };
+
+    void closeStart()
+    {
+        if (!m_startOpen)
+            return;
+        m_startOpen = false;
+        if (m_open.back().empty) {
+            m_text += "/>";
+            m_open.pop_back();
+        } else {
+            m_text += '>';
+        }
+    }
+    void indent(int adjust = 0)
+    {
+        if (m_mixed != 0)
+            return;
+        m_text += '\n';
+        m_text.append(std::size_t(std::max<std::ptrdiff_t>(0, std::ptrdiff_t(m_open.size()) + adjust)) * 2, ' ');
+    }
+    void escape(const QByteArray& bytes, bool attribute)
+    {
+        const char* const special = attribute ? "&<>\"" : "&<>";
+        if (std::strpbrk(bytes.constData(), special) == nullptr) {
+            m_text.append(bytes.constData(), std::size_t(bytes.size()));
+            return;
+        }
+        for (const char c : bytes) {
+            switch (c) {
+            case '&': m_text += "&amp;"; break;
+            case '<': m_text += "&lt;"; break;
+            case '>': m_text += "&gt;"; break;
+            case '"':
+                if (attribute)
+                    m_text += "&quot;";
+                else
+                    m_text += c;
+                break;
+            default: m_text += c; break;
+            }
+        }
+    }
+
+    std::string m_text;
+    std::vector<Open> m_open;
+    std::size_t m_mixed = 0; ///< depth of the element holding text: no indentation inside it
+    bool m_startOpen = false;
+};
 
 /// A member of a module or structure as our format lays it out: a register (array), or one layer of a
 /// cluster (array) as a structure.
@@ -115,25 +234,25 @@ public:
     {
     }
 
-    static void comment(QXmlStreamWriter& xml, const QString& text)
+    static void comment(XmlOut& xml, const QString& text)
     {
         if (!text.isEmpty())
-            xml.writeTextElement(QStringLiteral("comment"), text);
+            xml.writeTextElement("comment", text);
     }
 
-    static void hole(QXmlStreamWriter& xml, std::uint64_t bytes)
+    static void hole(XmlOut& xml, std::uint64_t bytes)
     {
         // Sizes are in bits and expressions are 32-bit: write large gaps in pieces.
         constexpr std::uint64_t piece = 0x10000000;
         while (bytes > 0) {
             const std::uint64_t now = std::min(bytes, piece);
-            xml.writeEmptyElement(QStringLiteral("hole"));
-            xml.writeAttribute(QStringLiteral("size"), QString::number(now * 8));
+            xml.writeEmptyElement("hole");
+            xml.writeAttribute("size", QString::number(now * 8));
             bytes -= now;
         }
     }
 
-    void members(QXmlStreamWriter& xml, const std::vector<Member>& list, std::uint64_t start, std::uint64_t padTo,
+    void members(XmlOut& xml, const std::vector<Member>& list, std::uint64_t start, std::uint64_t padTo,
         std::int64_t multiplier)
     {
         std::uint64_t at = start;
@@ -144,10 +263,10 @@ public:
             if (m.reg) {
                 reg(xml, *m.reg, copies);
             } else {
-                xml.writeStartElement(QStringLiteral("struct"));
-                xml.writeAttribute(QStringLiteral("name"), m.cluster->name);
+                xml.writeStartElement("struct");
+                xml.writeAttribute("name", m.cluster->name);
                 if (m.cluster->count >= 0)
-                    xml.writeAttribute(QStringLiteral("count"), QString::number(m.cluster->count));
+                    xml.writeAttribute("count", QString::number(m.cluster->count));
                 comment(xml, m.cluster->description);
                 members(xml, m.children, 0, m.cluster->count >= 0 ? m.elementSize : 0, copies);
                 xml.writeEndElement();
@@ -158,26 +277,26 @@ public:
             hole(xml, padTo - at);
     }
 
-    void reg(QXmlStreamWriter& xml, const SvdRegister& r, std::int64_t copies)
+    void reg(XmlOut& xml, const SvdRegister& r, std::int64_t copies)
     {
         m_summary.registers += copies;
         m_summary.fields += copies * std::int64_t(r.fields.size());
-        xml.writeStartElement(QStringLiteral("reg%1").arg(r.size));
-        xml.writeAttribute(QStringLiteral("name"), r.name);
+        xml.writeStartElement(r.size == 8 ? "reg8" : r.size == 16 ? "reg16" : "reg32");
+        xml.writeAttribute("name", r.name);
         if (!r.readable || !r.writable)
-            xml.writeAttribute(QStringLiteral("protect"), r.readable ? QStringLiteral("w") : QStringLiteral("r"));
+            xml.writeAttribute("protect", r.readable ? QStringLiteral("w") : QStringLiteral("r"));
         if (r.count >= 0)
-            xml.writeAttribute(QStringLiteral("count"), QString::number(r.count));
+            xml.writeAttribute("count", QString::number(r.count));
         comment(xml, r.description);
         for (const SvdField& f : r.fields) {
-            xml.writeStartElement(QStringLiteral("bits"));
-            xml.writeAttribute(QStringLiteral("name"), f.name);
-            xml.writeAttribute(QStringLiteral("pos"),
+            xml.writeStartElement("bits");
+            xml.writeAttribute("name", f.name);
+            xml.writeAttribute("pos",
                 f.msb == f.lsb ? QString::number(f.lsb) : QStringLiteral("%1:%2").arg(f.msb).arg(f.lsb));
             if (f.access != QLatin1String("rw"))
-                xml.writeAttribute(QStringLiteral("access"), f.access);
+                xml.writeAttribute("access", f.access);
             if (f.hasReset)
-                xml.writeAttribute(QStringLiteral("rst"), QStringLiteral("0x%1").arg(f.reset, 0, 16).toUpper().replace(QLatin1Char('X'), QLatin1Char('x')));
+                xml.writeAttribute("rst", QLatin1String("0x") + QString::number(f.reset, 16).toUpper());
             comment(xml, f.description);
             options(xml, f);
             xml.writeEndElement();
@@ -185,7 +304,7 @@ public:
         xml.writeEndElement();
     }
 
-    static void options(QXmlStreamWriter& xml, const SvdField& f)
+    static void options(XmlOut& xml, const SvdField& f)
     {
         QHash<QString, std::uint64_t> taken;
         bool open = false;
@@ -201,12 +320,12 @@ public:
             }
             taken.insert(name.toUpper(), value);
             if (!open) {
-                xml.writeStartElement(QStringLiteral("options"));
+                xml.writeStartElement("options");
                 open = true;
             }
-            xml.writeStartElement(QStringLiteral("option"));
-            xml.writeAttribute(QStringLiteral("name"), name);
-            xml.writeAttribute(QStringLiteral("value"), QStringLiteral("0x%1").arg(value, 0, 16));
+            xml.writeStartElement("option");
+            xml.writeAttribute("name", name);
+            xml.writeAttribute("value", QStringLiteral("0x%1").arg(value, 0, 16));
             QString text = source.description;
             if (source.usage == QLatin1String("read") || source.usage == QLatin1String("write"))
                 text += (text.isEmpty() ? QString() : QStringLiteral(" ")) + QStringLiteral("(On %1.)").arg(source.usage);
@@ -246,11 +365,6 @@ private:
     HwSvdImportSummary& m_summary;
 };
 
-QByteArray finish(QByteArray& text)
-{
-    return std::move(text);
-}
-
 } // namespace
 
 bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, SvdMessages& messages,
@@ -269,18 +383,15 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
             return false;
         if (layers.empty())
             layers.push_back(Layer {});
-        QByteArray text;
-        QXmlStreamWriter xml(&text);
-        xml.setAutoFormatting(true);
-        xml.setAutoFormattingIndent(2);
+        XmlOut xml;
         xml.writeStartDocument();
-        xml.writeStartElement(QStringLiteral("archive"));
+        xml.writeStartElement("archive");
         std::vector<std::uint64_t>& starts = shifts[p.typeName];
         for (std::size_t k = 0; k < layers.size(); ++k) {
-            xml.writeStartElement(QStringLiteral("module"));
-            xml.writeAttribute(QStringLiteral("name"), k == 0 ? p.typeName : QStringLiteral("%1_ALT%2").arg(p.typeName).arg(k));
+            xml.writeStartElement("module");
+            xml.writeAttribute("name", k == 0 ? p.typeName : QStringLiteral("%1_ALT%2").arg(p.typeName).arg(k));
             if (!p.group.isEmpty())
-                xml.writeAttribute(QStringLiteral("category"), p.group);
+                xml.writeAttribute("category", p.group);
             QString description = p.description;
             if (k > 0)
                 description = QStringLiteral("Registers of %1 that overlap others (layer %2).").arg(p.typeName).arg(k);
@@ -293,30 +404,27 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
         summary.types += int(layers.size()) - 1;
         xml.writeEndElement();
         xml.writeEndDocument();
-        archives.append({p.typeName + QStringLiteral(".xml"), finish(text)});
+        archives.append({p.typeName + QStringLiteral(".xml"), xml.take()});
     }
 
-    QByteArray root;
-    QXmlStreamWriter xml(&root);
-    xml.setAutoFormatting(true);
-    xml.setAutoFormattingIndent(2);
+    XmlOut xml;
     xml.writeStartDocument();
-    xml.writeStartElement(QStringLiteral("archive"));
-    xml.writeStartElement(QStringLiteral("comment"));
+    xml.writeStartElement("archive");
+    xml.writeStartElement("comment");
     xml.writeCharacters(device.name + (device.description.isEmpty() ? QString() : QStringLiteral(": ") + device.description));
     for (const QString& line : device.cpuLines) {
-        xml.writeEmptyElement(QStringLiteral("br"));
+        xml.writeEmptyElement("br");
         xml.writeCharacters(QStringLiteral("CPU ") + line);
     }
     xml.writeEndElement();
     for (const auto& value : device.cpuValues) {
-        xml.writeEmptyElement(QStringLiteral("var"));
-        xml.writeAttribute(QStringLiteral("name"), value.first);
-        xml.writeAttribute(QStringLiteral("value"), QString::number(value.second));
+        xml.writeEmptyElement("var");
+        xml.writeAttribute("name", value.first);
+        xml.writeAttribute("value", QString::number(value.second));
     }
     if (!device.interrupts.empty()) {
-        xml.writeStartElement(QStringLiteral("enum"));
-        xml.writeAttribute(QStringLiteral("name"), device.name + QStringLiteral("_IRQn"));
+        xml.writeStartElement("enum");
+        xml.writeAttribute("name", device.name + QStringLiteral("_IRQn"));
         Writer::comment(xml, QStringLiteral("Interrupt numbers."));
         QSet<QString> seen;
         for (const SvdInterrupt& irq : device.interrupts) {
@@ -324,17 +432,17 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
             if (seen.contains(name))
                 continue;
             seen.insert(name);
-            xml.writeStartElement(QStringLiteral("entry"));
-            xml.writeAttribute(QStringLiteral("name"), name);
-            xml.writeAttribute(QStringLiteral("value"), QString::number(irq.value));
+            xml.writeStartElement("entry");
+            xml.writeAttribute("name", name);
+            xml.writeAttribute("value", QString::number(irq.value));
             Writer::comment(xml, irq.peripheral + (irq.description.isEmpty() ? QString() : QStringLiteral(": ") + irq.description));
             xml.writeEndElement();
         }
         xml.writeEndElement();
     }
     for (const auto& archive : archives) {
-        xml.writeEmptyElement(QStringLiteral("include"));
-        xml.writeAttribute(QStringLiteral("file"), archive.first);
+        xml.writeEmptyElement("include");
+        xml.writeAttribute("file", archive.first);
     }
     for (const SvdPeripheral& p : device.peripherals) {
         const std::vector<std::uint64_t>& starts = shifts[p.typeName];
@@ -344,12 +452,12 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
                 messages.fail(0, 0, QStringLiteral("Registers of '%1' lie beyond 32-bit addresses.").arg(p.name));
                 return false;
             }
-            xml.writeStartElement(QStringLiteral("instance"));
-            xml.writeAttribute(QStringLiteral("name"), k == 0 ? p.name : QStringLiteral("%1_ALT%2").arg(p.name).arg(k));
-            xml.writeAttribute(QStringLiteral("type"), k == 0 ? p.typeName : QStringLiteral("%1_ALT%2").arg(p.typeName).arg(k));
+            xml.writeStartElement("instance");
+            xml.writeAttribute("name", k == 0 ? p.name : QStringLiteral("%1_ALT%2").arg(p.name).arg(k));
+            xml.writeAttribute("type", k == 0 ? p.typeName : QStringLiteral("%1_ALT%2").arg(p.typeName).arg(k));
             if (!p.group.isEmpty())
-                xml.writeAttribute(QStringLiteral("category"), p.group);
-            xml.writeAttribute(QStringLiteral("address"), QStringLiteral("0x%1").arg(address, 8, 16, QLatin1Char('0')).toUpper().replace(QLatin1Char('X'), QLatin1Char('x')));
+                xml.writeAttribute("category", p.group);
+            xml.writeAttribute("address", QStringLiteral("0x%1").arg(address, 8, 16, QLatin1Char('0')).toUpper().replace(QLatin1Char('X'), QLatin1Char('x')));
             Writer::comment(xml, p.description);
             xml.writeEndElement();
             ++summary.peripherals;
@@ -358,7 +466,7 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
     xml.writeEndElement();
     xml.writeEndDocument();
     files.clear();
-    files.append({QString::fromLatin1(SVD_ROOT_FILE_NAME), finish(root)});
+    files.append({QString::fromLatin1(SVD_ROOT_FILE_NAME), xml.take()});
     files.append(archives);
     return true;
 }

@@ -116,7 +116,7 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
 /// An SVD number: decimal, 0x hexadecimal, # or 0b binary, with an optional k, M or G multiplier. False
 /// for anything else or a value beyond 64 bits. `dontCare`, when given, accepts x digits in binary and
 /// hexadecimal forms and receives their bits.
-bool parseSvdNumber(QString text, std::uint64_t& value, std::uint64_t* dontCare = nullptr);
+bool parseSvdNumber(const char* text, std::uint64_t& value, std::uint64_t* dontCare = nullptr);
 
 /// The name made an identifier of our format: every character other than a letter, a digit or _ becomes _.
 QString identifier(const QString& name);

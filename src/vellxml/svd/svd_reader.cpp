@@ -6,6 +6,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 namespace vellxml::svd_p {
@@ -43,6 +44,21 @@ bool sameName(const QString& a, const QString& b)
         return s;
     };
     return plain(a) == plain(b);
+}
+
+/// The text with white space collapsed, as QString::simplified() gives it; most SVD texts are clean already
+/// and are only converted.
+QString cleanText(const char* raw)
+{
+    bool clean = *raw != ' ';
+    const char* at = raw;
+    for (; clean && *at; ++at) {
+        const char c = *at;
+        if (c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f' || (c == ' ' && (at[1] == ' ' || at[1] == 0)))
+            clean = false;
+    }
+    const QString text = QString::fromUtf8(raw);
+    return clean ? text : text.simplified();
 }
 
 std::uint64_t itemExtent(const SvdItem& item);
@@ -125,10 +141,7 @@ private:
         return false;
     }
 
-    static QString childText(xml_node node, const char* child)
-    {
-        return QString::fromUtf8(node.child(child).child_value()).simplified();
-    }
+    static QString childText(xml_node node, const char* child) { return cleanText(node.child(child).child_value()); }
     /// The last non-empty value of `child` along a derivation chain (own element last).
     static xml_node lastChild(const std::vector<xml_node>& chain, const char* child)
     {
@@ -140,12 +153,12 @@ private:
     }
     static QString chainText(const std::vector<xml_node>& chain, const char* child)
     {
-        return QString::fromUtf8(lastChild(chain, child).child_value()).simplified();
+        return cleanText(lastChild(chain, child).child_value());
     }
 
     bool number(xml_node node, std::uint64_t& value) const
     {
-        if (parseSvdNumber(QString::fromUtf8(node.child_value()), value))
+        if (parseSvdNumber(node.child_value(), value))
             return true;
         return fail(node, QStringLiteral("'%1' of <%2> is not a number.")
                               .arg(QString::fromUtf8(node.child_value()).simplified(),
@@ -359,18 +372,23 @@ bool Reader::readItems(const std::vector<xml_node>& containers, const Properties
 {
     // A derived container takes its base's members; a member of its own replaces the base's of that name.
     std::vector<xml_node> members;
+    QHash<QString, std::size_t> inherited;
     for (const xml_node& container : containers) {
+        const bool own = &container == &containers.back();
         for (xml_node child = container.first_child(); child; child = child.next_sibling()) {
             const bool isRegister = std::strcmp(child.name(), "register") == 0;
             if (!isRegister && std::strcmp(child.name(), "cluster") != 0)
                 continue;
-            const QString name = childText(child, "name");
-            auto same = std::find_if(members.begin(), members.end(),
-                [&](const xml_node& m) { return &container != &containers.back() ? false : childText(m, "name") == name; });
-            if (same != members.end())
-                *same = child;
-            else
-                members.push_back(child);
+            if (containers.size() > 1) {
+                const QString name = childText(child, "name");
+                if (!own) {
+                    inherited.insert(name, members.size());
+                } else if (const auto same = inherited.constFind(name); same != inherited.constEnd()) {
+                    members[*same] = child;
+                    continue;
+                }
+            }
+            members.push_back(child);
         }
     }
     for (const xml_node& member : members) {
@@ -514,16 +532,22 @@ bool Reader::readFields(const std::vector<xml_node>& chain, const Properties& pr
     std::vector<SvdField>& fields)
 {
     std::vector<xml_node> members;
+    QHash<QString, std::size_t> inherited;
     for (const xml_node& node : chain) {
         const bool own = &node == &chain.back();
         for (xml_node field = node.child("fields").child("field"); field; field = field.next_sibling("field")) {
-            const QString name = childText(field, "name");
-            auto same = std::find_if(members.begin(), members.end(),
-                [&](const xml_node& m) { return own && childText(m, "name") == name; });
-            if (same != members.end())
-                *same = field;
-            else
-                members.push_back(field);
+            if (chain.size() > 1) {
+                const QString name = childText(field, "name");
+                if (own) {
+                    if (const auto same = inherited.constFind(name); same != inherited.constEnd()) {
+                        members[*same] = field;
+                        continue;
+                    }
+                } else {
+                    inherited.insert(name, members.size());
+                }
+            }
+            members.push_back(field);
         }
     }
     for (const xml_node& member : members) {
@@ -695,7 +719,7 @@ bool Reader::readValues(xml_node set, SvdField& field)
                     warn(node, QStringLiteral("Enumerated value '%1' has no value; left out.").arg(value.name));
                     continue;
                 }
-                if (!parseSvdNumber(QString::fromUtf8(valueNode.child_value()), value.value, &value.dontCare)) {
+                if (!parseSvdNumber(valueNode.child_value(), value.value, &value.dontCare)) {
                     warn(valueNode, QStringLiteral("Enumerated value '%1': '%2' is not a number; left out.")
                                         .arg(value.name, QString::fromUtf8(valueNode.child_value()).simplified()));
                     continue;
@@ -735,7 +759,7 @@ bool Reader::run(SvdDevice& device)
             std::uint64_t value = 0;
             const bool isBoolean = text == QLatin1String("true") || text == QLatin1String("false")
                 || text == QLatin1String("1") || text == QLatin1String("0");
-            if (isBoolean || (tag != QLatin1String("revision") && parseSvdNumber(text, value) && value <= 0x7FFFFFFF)) {
+            if (isBoolean || (tag != QLatin1String("revision") && parseSvdNumber(text.toUtf8().constData(), value) && value <= 0x7FFFFFFF)) {
                 if (isBoolean)
                     value = text == QLatin1String("true") || text == QLatin1String("1") ? 1 : 0;
                 device.cpuValues.append({QStringLiteral("CPU_") + identifier(tag).toUpper(), std::int64_t(value)});
@@ -864,46 +888,51 @@ void SvdMessages::fail(int line, int column, const QString& text)
         error(QStringLiteral("%1:%2:%3: error: %4").arg(path).arg(line).arg(column).arg(text).toUtf8().constData());
 }
 
-bool parseSvdNumber(QString text, std::uint64_t& value, std::uint64_t* dontCare)
+bool parseSvdNumber(const char* text, std::uint64_t& value, std::uint64_t* dontCare)
 {
-    text = text.trimmed();
+    const char* begin = text;
+    const char* end = text + std::strlen(text);
+    while (begin < end && (*begin == ' ' || *begin == '\t' || *begin == '\n' || *begin == '\r'))
+        ++begin;
+    while (end > begin && (end[-1] == ' ' || end[-1] == '\t' || end[-1] == '\n' || end[-1] == '\r'))
+        --end;
     // k, M and G are no hexadecimal digits, so a multiplier never hides one.
     std::uint64_t multiplier = 1;
-    if (!text.isEmpty()) {
-        switch (text.back().toLower().unicode()) {
+    if (end > begin) {
+        switch (end[-1] | 0x20) {
         case 'k': multiplier = 1024; break;
         case 'm': multiplier = 1024 * 1024; break;
         case 'g': multiplier = 1024 * 1024 * 1024; break;
         default: break;
         }
         if (multiplier != 1)
-            text.chop(1);
+            --end;
     }
     int base = 10;
-    if (text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive)) {
+    if (end - begin >= 2 && begin[0] == '0' && (begin[1] | 0x20) == 'x') {
         base = 16;
-        text.remove(0, 2);
-    } else if (text.startsWith(QLatin1Char('#'))) {
+        begin += 2;
+    } else if (end - begin >= 1 && begin[0] == '#') {
         base = 2;
-        text.remove(0, 1);
-    } else if (text.startsWith(QLatin1String("0b"), Qt::CaseInsensitive)) {
+        begin += 1;
+    } else if (end - begin >= 2 && begin[0] == '0' && (begin[1] | 0x20) == 'b') {
         base = 2;
-        text.remove(0, 2);
+        begin += 2;
     }
-    if (text.isEmpty())
+    if (begin == end)
         return false;
     std::uint64_t result = 0;
     std::uint64_t cares = 0;
     const std::uint64_t bitsPerDigit = base == 16 ? 4 : base == 2 ? 1 : 0;
-    for (const QChar c : text) {
+    for (const char* at = begin; at < end; ++at) {
         int digit = -1;
-        const char16_t u = c.toLower().unicode();
-        if (u >= '0' && u <= '9')
-            digit = u - '0';
-        else if (u >= 'a' && u <= 'f' && base == 16)
-            digit = u - 'a' + 10;
+        const char c = char(*at | 0x20);
+        if (*at >= '0' && *at <= '9')
+            digit = *at - '0';
+        else if (c >= 'a' && c <= 'f' && base == 16)
+            digit = c - 'a' + 10;
         bool isDontCare = false;
-        if (u == 'x' && dontCare && base != 10) {
+        if (c == 'x' && dontCare && base != 10) {
             digit = 0;
             isDontCare = true;
         }
