@@ -4,6 +4,8 @@
 #include <QSet>
 
 #include <algorithm>
+#include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -41,6 +43,18 @@ public:
         m_text += name;
         m_text += "=\"";
         escape(value.toUtf8(), true);
+        m_text += '"';
+    }
+    /// A number in decimal, or in hexadecimal with a 0x prefix.
+    void writeAttribute(const char* name, std::uint64_t value, bool hexadecimal = false)
+    {
+        char digits[24];
+        const auto result = std::to_chars(digits, digits + sizeof digits, value, hexadecimal ? 16 : 10);
+        m_text += ' ';
+        m_text += name;
+        m_text += hexadecimal ? "=\"0x" : "=\"";
+        for (const char* at = digits; at < result.ptr; ++at)
+            m_text += hexadecimal && *at >= 'a' ? char(*at - 'a' + 'A') : *at;
         m_text += '"';
     }
     void writeCharacters(const QString& text)
@@ -247,7 +261,7 @@ public:
         while (bytes > 0) {
             const std::uint64_t now = std::min(bytes, piece);
             xml.writeEmptyElement("hole");
-            xml.writeAttribute("size", QString::number(now * 8));
+            xml.writeAttribute("size", now * 8);
             bytes -= now;
         }
     }
@@ -266,7 +280,7 @@ public:
                 xml.writeStartElement("struct");
                 xml.writeAttribute("name", m.cluster->name);
                 if (m.cluster->count >= 0)
-                    xml.writeAttribute("count", QString::number(m.cluster->count));
+                    xml.writeAttribute("count", std::uint64_t(m.cluster->count));
                 comment(xml, m.cluster->description);
                 members(xml, m.children, 0, m.cluster->count >= 0 ? m.elementSize : 0, copies);
                 xml.writeEndElement();
@@ -286,17 +300,22 @@ public:
         if (!r.readable || !r.writable)
             xml.writeAttribute("protect", r.readable ? QStringLiteral("w") : QStringLiteral("r"));
         if (r.count >= 0)
-            xml.writeAttribute("count", QString::number(r.count));
+            xml.writeAttribute("count", std::uint64_t(r.count));
         comment(xml, r.description);
         for (const SvdField& f : r.fields) {
             xml.writeStartElement("bits");
             xml.writeAttribute("name", f.name);
-            xml.writeAttribute("pos",
-                f.msb == f.lsb ? QString::number(f.lsb) : QStringLiteral("%1:%2").arg(f.msb).arg(f.lsb));
+            if (f.msb == f.lsb) {
+                xml.writeAttribute("pos", std::uint64_t(f.lsb));
+            } else {
+                char pos[16];
+                std::snprintf(pos, sizeof pos, "%d:%d", f.msb, f.lsb);
+                xml.writeAttribute("pos", QString::fromLatin1(pos));
+            }
             if (f.access != QLatin1String("rw"))
                 xml.writeAttribute("access", f.access);
             if (f.hasReset)
-                xml.writeAttribute("rst", QLatin1String("0x") + QString::number(f.reset, 16).toUpper());
+                xml.writeAttribute("rst", f.reset, true);
             comment(xml, f.description);
             options(xml, f);
             xml.writeEndElement();
@@ -306,32 +325,40 @@ public:
 
     static void options(XmlOut& xml, const SvdField& f)
     {
-        QHash<QString, std::uint64_t> taken;
+        // Names already given, with their values: a field has a handful of options.
+        std::vector<std::pair<QString, std::uint64_t>> taken;
+        auto find = [&](const QString& name) {
+            return std::find_if(taken.begin(), taken.end(),
+                [&](const auto& t) { return t.first.compare(name, Qt::CaseInsensitive) == 0; });
+        };
         bool open = false;
         auto option = [&](QString name, std::uint64_t value, const SvdEnumValue& source, const QString& note) {
-            const QString key = name.toUpper();
-            if (auto it = taken.constFind(key); it != taken.constEnd()) {
-                if (it.value() == value)
+            if (auto it = find(name); it != taken.end()) {
+                if (it->second == value)
                     return;
                 // The same name for another value, as read and write enumerations often have.
-                name += QStringLiteral("_") + QString::number(value);
-                if (taken.contains(name.toUpper()))
+                name += QLatin1Char('_') + QString::number(value);
+                if (find(name) != taken.end())
                     return;
             }
-            taken.insert(name.toUpper(), value);
+            taken.emplace_back(name, value);
             if (!open) {
                 xml.writeStartElement("options");
                 open = true;
             }
             xml.writeStartElement("option");
             xml.writeAttribute("name", name);
-            xml.writeAttribute("value", QStringLiteral("0x%1").arg(value, 0, 16));
-            QString text = source.description;
-            if (source.usage == QLatin1String("read") || source.usage == QLatin1String("write"))
-                text += (text.isEmpty() ? QString() : QStringLiteral(" ")) + QStringLiteral("(On %1.)").arg(source.usage);
-            if (!note.isEmpty())
-                text += (text.isEmpty() ? QString() : QStringLiteral(" ")) + note;
-            comment(xml, text);
+            xml.writeAttribute("value", value, true);
+            if (note.isEmpty() && source.usage != QLatin1String("read") && source.usage != QLatin1String("write")) {
+                comment(xml, source.description);
+            } else {
+                QString text = source.description;
+                if (source.usage == QLatin1String("read") || source.usage == QLatin1String("write"))
+                    text += (text.isEmpty() ? QString() : QStringLiteral(" ")) + QStringLiteral("(On %1.)").arg(source.usage);
+                if (!note.isEmpty())
+                    text += (text.isEmpty() ? QString() : QStringLiteral(" ")) + note;
+                comment(xml, text);
+            }
             xml.writeEndElement();
         };
         for (const SvdEnumValue& v : f.values) {
