@@ -325,23 +325,21 @@ public:
 
     static void options(XmlOut& xml, const SvdField& f)
     {
-        // Names already given, with their values: a field has a handful of options.
-        std::vector<std::pair<QString, std::uint64_t>> taken;
-        auto find = [&](const QString& name) {
-            return std::find_if(taken.begin(), taken.end(),
-                [&](const auto& t) { return t.first.compare(name, Qt::CaseInsensitive) == 0; });
-        };
+        // Names already given (upper-cased, as the C names made of them are), with their values.
+        QHash<QString, std::uint64_t> taken;
         bool open = false;
         auto option = [&](QString name, std::uint64_t value, const SvdEnumValue& source, const QString& note) {
-            if (auto it = find(name); it != taken.end()) {
-                if (it->second == value)
+            QString key = name.toUpper();
+            if (auto it = taken.constFind(key); it != taken.constEnd()) {
+                if (it.value() == value)
                     return;
                 // The same name for another value, as read and write enumerations often have.
                 name += QLatin1Char('_') + QString::number(value);
-                if (find(name) != taken.end())
+                key = name.toUpper();
+                if (taken.contains(key))
                     return;
             }
-            taken.emplace_back(name, value);
+            taken.insert(key, value);
             if (!open) {
                 xml.writeStartElement("options");
                 open = true;

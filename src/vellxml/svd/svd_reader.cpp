@@ -957,6 +957,17 @@ bool parseSvdNumber(const char* text, std::uint64_t& value, std::uint64_t* dontC
 
 QString identifier(const QString& name)
 {
+    // Vendor names are identifiers already, nearly always.
+    bool plain = !name.isEmpty();
+    for (const QChar c : name) {
+        const char16_t u = c.unicode();
+        if (!((u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') || u == '_')) {
+            plain = false;
+            break;
+        }
+    }
+    if (plain)
+        return name;
     QString out = name.simplified();
     for (QChar& c : out) {
         if (!(c.isLetterOrNumber() && c.unicode() < 128) && c != QLatin1Char('_'))
