@@ -223,6 +223,8 @@ TEST_F(SvdImport, HostileFilesAreRefusedWithAPositionedError)
             QStringLiteral("A document type declaration is not allowed.")},
         {"misaligned in a cluster", device(p + "<cluster><name>C</name><addressOffset>0</addressOffset><register><name>R</name><addressOffset>2</addressOffset></register></cluster>" + e),
             "", QStringLiteral("'R' at offset 0x2 of its cluster is not aligned to its size and cannot be represented.")},
+        {"copies of copies", device(p + "<cluster><name>A%s</name><dim>60000</dim><dimIncrement>0x10000</dimIncrement><addressOffset>0</addressOffset><cluster><name>B%s</name><dim>60000</dim><dimIncrement>4</dimIncrement><addressOffset>0</addressOffset><register><name>R</name><addressOffset>0</addressOffset></register></cluster></cluster>" + e),
+            "<cluster><name>A%s", QStringLiteral("The description has more than 4194304 registers and fields.")},
         {"too many registers", device(p + "<cluster><name>C[%s]</name><dim>60000</dim><dimIncrement>0x40000</dimIncrement><addressOffset>0</addressOffset><register><name>R[%s]</name><dim>60000</dim><dimIncrement>4</dimIncrement><addressOffset>0</addressOffset></register></cluster>" + e),
             "", QStringLiteral("The description has more than 4194304 registers and fields.")},
     };

@@ -80,6 +80,19 @@ std::uint64_t itemExtent(const SvdItem& item)
     return itemsExtent(item.cluster->items);
 }
 
+/// Registers and fields held by the items, array items counted one by one (saturating).
+std::int64_t itemsWeight(const std::vector<SvdItem>& items)
+{
+    constexpr std::int64_t cap = std::int64_t {1} << 40;
+    std::int64_t weight = 0;
+    for (const SvdItem& item : items) {
+        const std::int64_t one = item.reg ? 1 + std::int64_t(item.reg->fields.size()) : itemsWeight(item.cluster->items);
+        const int n = item.reg ? item.reg->count : item.cluster->count;
+        weight = std::min(cap, weight + std::min(cap, one * std::max(n, 1)));
+    }
+    return weight;
+}
+
 std::vector<SvdItem> cloneItems(const std::vector<SvdItem>& items);
 
 SvdItem cloneItem(const SvdItem& item)
@@ -501,16 +514,17 @@ bool Reader::readCluster(xml_node node, const Properties& inherited, int depth, 
         return false;
     if (!readItems(chain, properties, depth + 1, cluster->items))
         return false;
-    // Each copy of an unrolled cluster holds its own registers: charge them to the budget too.
-    if (dim.count > 1 && !count(std::int64_t(dim.count - 1) * std::int64_t(cluster->items.size()), node))
-        return false;
     const std::uint64_t extent = itemsExtent(cluster->items);
+    const bool array = dim.bracket && extent <= dim.increment && dim.increment % 4 == 0;
+    // Each copy of an unrolled cluster holds its own registers and fields: charge them before making them.
+    if (dim.count > 1 && !array && !count(std::int64_t(dim.count - 1) * itemsWeight(cluster->items), node))
+        return false;
     if (dim.count < 0) {
         cluster->name = identifier(rawName);
         items.push_back(SvdItem {nullptr, std::move(cluster)});
         return true;
     }
-    if (dim.bracket && extent <= dim.increment && dim.increment % 4 == 0) {
+    if (array) {
         cluster->name = identifier(QString(rawName).remove(QStringLiteral("[%s]")));
         cluster->count = dim.count;
         cluster->stride = dim.increment;
