@@ -19,6 +19,7 @@
 #include <vellxml/model/composites.h>
 #include <vellxml/model/element.h>
 #include <vellxml/model/valuable.h>
+#include <vellxml/svd/svd_export.h>
 #include <vellxml/vellxml_export.h>
 #include <vellxml/version.h>
 

@@ -42,6 +42,7 @@ extern const Command shellCommand;
 extern const Command evalCommand;
 extern const Command encryptCommand;
 extern const Command decryptCommand;
+extern const Command exportSvdCommand;
 
 } // namespace vellxml::cli
 

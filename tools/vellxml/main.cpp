@@ -9,7 +9,7 @@ namespace vellxml::cli {
 const std::vector<Command>& commands()
 {
     static const std::vector<Command> all {checkCommand, listCommand, getCommand, completeCommand, genCommand,
-        shellCommand, evalCommand, encryptCommand, decryptCommand};
+        shellCommand, evalCommand, encryptCommand, decryptCommand, exportSvdCommand};
     return all;
 }
 
