@@ -7,6 +7,7 @@
 
 #include <QDomDocument>
 #include <QDomElement>
+#include <QHash>
 
 #include <cstdint>
 
@@ -215,9 +216,21 @@ public:
              !p.isNull(); p = p.nextSiblingElement(QStringLiteral("peripheral"))) {
             Properties own = properties;
             std::uint64_t base = 0;
+            // A derived peripheral takes what it does not say itself from an earlier one.
+            QDomElement registers = p.firstChildElement(QStringLiteral("registers"));
+            if (const QString from = p.attribute(QStringLiteral("derivedFrom")); !from.isEmpty()) {
+                const QDomElement original = m_peripherals.value(from);
+                if (original.isNull())
+                    return fail(
+                        QStringLiteral("peripheral %1: derived from unknown %2").arg(child(p, "name"), from));
+                if (!inherit(original, own))
+                    return false;
+                if (registers.isNull())
+                    registers = original.firstChildElement(QStringLiteral("registers"));
+            }
+            m_peripherals.insert(child(p, "name"), p);
             if (!inherit(p, own) || !parseNumber(child(p, "baseAddress"), base))
                 return fail(QStringLiteral("peripheral %1: bad number").arg(child(p, "name")));
-            const QDomElement registers = p.firstChildElement(QStringLiteral("registers"));
             const bool ok = expand(p, base, 0, [&](const QString& name, std::uint64_t address) {
                 return container(registers, QStringLiteral("$") + name, address, own);
             });
@@ -410,6 +423,7 @@ private:
     }
 
     QStringList& m_lines;
+    QHash<QString, QDomElement> m_peripherals;
 };
 
 } // namespace

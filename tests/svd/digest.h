@@ -32,8 +32,8 @@ QStringList modelDigest(const HwRootArchive& root, DigestNames names);
 
 /// The digest of a CMSIS-SVD document, read on its own: peripherals, nested clusters, dim arrays
 /// ("[%s]" items and "%s" lists), size/access/resetValue/resetMask inherited from device, peripheral and
-/// cluster, the three bit-range notations, modifiedWriteValues oneToSet/oneToClear; derivedFrom is not
-/// followed (the export never writes it). Paths are "$"
+/// cluster, the three bit-range notations, modifiedWriteValues oneToSet/oneToClear, derivedFrom on
+/// peripherals (not on clusters, registers or fields, which the export never writes). Paths are "$"
 /// PERIPHERAL "." CLUSTER ... "." REGISTER. Returns false, with the reason in `error`, for a document it
 /// cannot read.
 bool svdDigest(const QByteArray& svd, QStringList& lines, QString& error);

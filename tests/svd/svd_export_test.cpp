@@ -184,3 +184,57 @@ TEST(SvdExport, ToolCommand)
 }
 
 } // namespace
+
+namespace {
+
+/// What the model holds that SVD cannot is reported, element by element.
+TEST(SvdExport, WarningsNameWhatIsLeftOutOrChanged)
+{
+    QTemporaryDir dir;
+    const QString root = dir.filePath(QStringLiteral("chip.xml"));
+    {
+        QFile file(root);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(R"(<archive>
+  <module name="BLK">
+    <reg32 name="my-reg"/>
+    <reg32 name="my_reg"/>
+    <ireg name="IR"/>
+    <reg32 name="S">
+      <bits name="A" pos="0" access="--"/>
+      <bits name="B" pos="2:1"><options><option name="W" value="5"/><option name="K" value="3"/></options></bits>
+      <bitgroup name="G1"><entry ref="A"/><entry ref="B"/></bitgroup>
+      <bitgroup name="G2"><entry ref="A"/></bitgroup>
+    </reg32>
+    <struct name="EMPTY"><hole size="32"/></struct>
+    <struct name="INNER"><memory name="BUF" size="4"/><reg8 name="R"/></struct>
+    <memory name="TOP" size="8"/>
+  </module>
+  <instance name="9blk" type="BLK" address="0x1000"/>
+</archive>
+)");
+    }
+    const auto map = load(root);
+    ASSERT_TRUE(map) << g_loadErrors.join(QLatin1Char('\n')).toStdString();
+    QByteArray svd;
+    const HwSvdExportResult result = svdExportDocument(*map, svd);
+    ASSERT_TRUE(result) << result.error.toStdString();
+    EXPECT_EQ(result.warnings.join(QLatin1Char('\n')).toStdString(),
+        "$9blk: name '9blk' written as '_9blk'\n"
+        "$9blk.IR: an internal (debug-side) register is written as an ordinary register\n"
+        "$9blk.S.A: neither readable nor writable: written read-only\n"
+        "$9blk.S.B: option W = 0x5 does not fit the field and is left out\n"
+        "$9blk.S: the bit groups G1, G2 are left out\n"
+        "$9blk.EMPTY: a structure without registers is left out\n"
+        "$9blk.INNER.BUF: a memory inside a structure is left out\n"
+        "$9blk: the name my_reg is written more than once");
+    // The memory directly in the instance is a buffer block beside the registers' block.
+    EXPECT_TRUE(
+        svd.contains("<offset>0x0</offset>\n        <size>0x24</size>\n        <usage>registers</usage>"))
+        << svd.toStdString();
+    EXPECT_TRUE(
+        svd.contains("<offset>0x1C</offset>\n        <size>0x8</size>\n        <usage>buffer</usage>"))
+        << svd.toStdString();
+}
+
+} // namespace

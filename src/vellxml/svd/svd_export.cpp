@@ -8,12 +8,14 @@
 #include <vellxml/model/valuable.h>
 #include <vellxml/svd/svd_export.h>
 
-#include <QFileInfo>
+#include <QCryptographicHash>
+#include <QHash>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QXmlStreamWriter>
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <vector>
 
@@ -63,11 +65,58 @@ struct SvdBlock {
 
 struct SvdPeripheral {
     QString name;
+    QString derivedFrom; ///< an earlier peripheral with the same blocks and registers
     QString description;
     QString groupName;
     std::uint32_t baseAddress = 0;
     std::vector<SvdBlock> blocks;
     std::vector<SvdNode> registers;
+};
+
+/// A digest of everything a peripheral's blocks and registers write, to find instances that an earlier
+/// peripheral already describes.
+class ContentHash {
+public:
+    QByteArray of(const SvdPeripheral& peripheral)
+    {
+        m_hash.reset();
+        for (const SvdBlock& block : peripheral.blocks)
+            add({QString::number(block.offset), QString::number(block.size), block.usage});
+        nodes(peripheral.registers);
+        return m_hash.result();
+    }
+
+private:
+    void add(std::initializer_list<QString> texts)
+    {
+        for (const QString& text : texts) {
+            m_hash.addData(QByteArray::number(static_cast<qlonglong>(text.size())) + ':');
+            m_hash.addData(text.toUtf8());
+        }
+        m_hash.addData("|");
+    }
+
+    void nodes(const std::vector<SvdNode>& list)
+    {
+        add({QStringLiteral("("), QString::number(list.size())});
+        for (const SvdNode& node : list) {
+            add({node.cluster ? QStringLiteral("c") : QStringLiteral("r"), node.name, node.description,
+                QString::number(node.offset), QString::number(node.dim), QString::number(node.dimIncrement),
+                QString::number(node.size), node.access, QString::number(node.hasReset),
+                QString::number(node.resetValue), QString::number(node.resetMask), node.dataType,
+                node.headerStructName, QString::number(node.fields.size())});
+            for (const SvdField& field : node.fields) {
+                add({field.name, field.description, QString::number(field.offset),
+                    QString::number(field.width), field.access, field.modifiedWriteValues,
+                    QString::number(field.values.size())});
+                for (const SvdField::Value& value : field.values)
+                    add({value.name, value.description, QString::number(value.value)});
+            }
+            nodes(node.children);
+        }
+    }
+
+    QCryptographicHash m_hash {QCryptographicHash::Sha1};
 };
 
 /// Plain text from a comment's markup: line breaks become new lines, other tags go, entities are decoded,
@@ -248,7 +297,8 @@ public:
         return out;
     }
 
-    const QStringList& warnings() const { return m_warnings; }
+    /// Peripheral names must differ too.
+    void checkPeripherals(const HwRootArchive& root, const QStringList& names) { checkUnique(root, names); }
 
 private:
     static void appendDescription(QString& description, const QString& text)
@@ -288,7 +338,20 @@ private:
         std::vector<SvdNode> nodes;
         for (const auto& member : structure.getMemberList())
             member_(*member, container, member->getName(), nodes);
+        QStringList names;
+        for (const SvdNode& node : nodes)
+            names << QString(node.name).remove(QStringLiteral("[%s]"));
+        checkUnique(structure, names);
         return nodes;
+    }
+
+    /// SVD readers refuse two elements of one name in one container: made identifiers, two names may meet.
+    void checkUnique(const HwXMLElement& container, QStringList names)
+    {
+        names.sort();
+        for (int i = 1; i < names.size(); ++i)
+            if (names.at(i) == names.at(i - 1) && (i == 1 || names.at(i) != names.at(i - 2)))
+                warn(container, QStringLiteral("the name %1 is written more than once").arg(names.at(i)));
     }
 
     void member_(const HwXMLElement& element, const HwXMLElement& container, const QString& elementName,
@@ -445,8 +508,18 @@ private:
             node.fields.push_back(std::move(out));
         }
         node.resetMask = resetBits;
+        QStringList names;
+        for (const SvdField& field : node.fields)
+            names << field.name;
+        checkUnique(valuable, names);
+        QStringList groups;
         for (const auto& group : valuable.getBitGroups())
-            warn(valuable, QStringLiteral("the bit group %1 is left out").arg(group->getName()));
+            groups << group->getName();
+        if (groups.size() == 1)
+            warn(valuable, QStringLiteral("the bit group %1 is left out").arg(groups.front()));
+        else if (!groups.isEmpty())
+            warn(valuable,
+                QStringLiteral("the bit groups %1 are left out").arg(groups.join(QStringLiteral(", "))));
         return node;
     }
 
@@ -474,6 +547,8 @@ public:
     void peripheral(const SvdPeripheral& p)
     {
         m_xml.writeStartElement(QStringLiteral("peripheral"));
+        if (!p.derivedFrom.isEmpty())
+            m_xml.writeAttribute(QStringLiteral("derivedFrom"), p.derivedFrom);
         text("name", p.name);
         text("description", p.description);
         text("groupName", p.groupName);
@@ -588,11 +663,8 @@ HwSvdExportResult svdExportDocument(
         result.error = QStringLiteral("No chip is loaded.");
         return result;
     }
-    Exporter exporter(result.warnings);
-    std::vector<SvdPeripheral> peripherals;
-    for (const HwXMLElement* instance : root->getInstanciatedTemplates())
-        peripherals.push_back(exporter.peripheral(*instance));
-    if (peripherals.empty()) {
+    const std::vector<HwXMLElement*> instances = root->getInstanciatedTemplates();
+    if (instances.empty()) {
         result.error = QStringLiteral("The chip has no instance to export.");
         return result;
     }
@@ -620,8 +692,28 @@ HwSvdExportResult svdExportDocument(
     writer.text("addressUnitBits", QStringLiteral("8"));
     writer.text("width", QStringLiteral("32"));
     xml.writeStartElement(QStringLiteral("peripherals"));
-    for (const SvdPeripheral& peripheral : peripherals)
+    // Each peripheral is written as soon as it is made, so that only one peripheral's tree is in memory;
+    // one whose blocks and registers an earlier peripheral already wrote derives from it.
+    Exporter exporter(result.warnings);
+    ContentHash hash;
+    QHash<QByteArray, QString> described;
+    QStringList names;
+    for (const HwXMLElement* instance : instances) {
+        SvdPeripheral peripheral = exporter.peripheral(*instance);
+        names << peripheral.name;
+        if (!peripheral.registers.empty() || !peripheral.blocks.empty()) {
+            const QByteArray key = hash.of(peripheral);
+            if (const auto first = described.constFind(key); first != described.cend()) {
+                peripheral.derivedFrom = first.value();
+                peripheral.blocks.clear();
+                peripheral.registers.clear();
+            } else {
+                described.insert(key, peripheral.name);
+            }
+        }
         writer.peripheral(peripheral);
+    }
+    exporter.checkPeripherals(*root, names);
     xml.writeEndElement();
     xml.writeEndElement();
     xml.writeEndDocument();
