@@ -2,14 +2,35 @@
 # digests (tests/svd/digest.h). The chip is either a description root (ROOT) or the archive set that an
 # import made of a vendor file (IMPORTED, a directory). The original's digest is taken with --svd-names:
 # the names and elements as an SVD file can hold them (docs/svd.md).
+cmake_minimum_required(VERSION 3.22)
 # -DTOOL= -DDIGEST= -DXMLLINT= -DSCHEMA= -DWORK= and -DROOT= or -DIMPORTED=
 
-# The root file of an imported archive set: its only top-level .xml file.
+# The root file of an archive set: the top-level .xml file that no file of the set includes.
 function(find_root dir out)
-  file(GLOB roots "${dir}/*.xml")
+  file(GLOB_RECURSE all "${dir}/*.xml")
+  set(included "")
+  foreach(f IN LISTS all)
+    file(STRINGS "${f}" lines REGEX "file=\"[^\"]+\"")
+    foreach(line IN LISTS lines)
+      string(REGEX MATCHALL "file=\"[^\"]+\"" refs "${line}")
+      foreach(ref IN LISTS refs)
+        string(REGEX REPLACE "^file=\"(.*)\"$" "\\1" ref "${ref}")
+        get_filename_component(ref "${ref}" NAME)
+        list(APPEND included "${ref}")
+      endforeach()
+    endforeach()
+  endforeach()
+  file(GLOB top "${dir}/*.xml")
+  set(roots "")
+  foreach(f IN LISTS top)
+    get_filename_component(name "${f}" NAME)
+    if(NOT name IN_LIST included)
+      list(APPEND roots "${f}")
+    endif()
+  endforeach()
   list(LENGTH roots count)
   if(NOT count EQUAL 1)
-    message(FATAL_ERROR "expected one root .xml file in ${dir}, found: ${roots}")
+    message(FATAL_ERROR "expected one root .xml file (included by no other) in ${dir}, found: ${roots}")
   endif()
   set(${out} "${roots}" PARENT_SCOPE)
 endfunction()
