@@ -95,11 +95,11 @@ public:
             ? (container.isEmpty() ? QStringLiteral("$") : container + QLatin1Char('.'))
                 + identifier(name, false)
             : element.getPath();
-        at(element, path, container, name);
+        at(element, path);
     }
 
 private:
-    void at(const HwXMLElement& element, const QString& path, const QString& container, const QString& name)
+    void at(const HwXMLElement& element, const QString& path)
     {
         if (element.isStruct()) {
             for (const auto& m : static_cast<const HwStruct&>(element).getMemberList())
@@ -109,8 +109,7 @@ private:
                 const QString index = QString::number(item->getArrayNumber());
                 if (m_svd && item->isArray())
                     break; // SVD has no array of arrays
-                at(*item, m_svd ? path + QLatin1Char('[') + index + QLatin1Char(']') : item->getPath(),
-                    container, name);
+                at(*item, m_svd ? path + QLatin1Char('[') + index + QLatin1Char(']') : item->getPath());
             }
         } else if (element.isValuable()) {
             valuable(static_cast<const HwValuable&>(element), path);

@@ -99,17 +99,6 @@ TEST(SvdExport, RandomDescriptions)
     }
 }
 
-TEST(SvdExport, NamesBecomeIdentifiers)
-{
-    const struct {
-        const char* name;
-        const char* identifier;
-    } cases[] = {{"UART0", "UART0"}, {"my-reg", "my_reg"}, {"9lives", "_9lives"}, {"", "_"},
-        {"two words", "two_words"}, {"\xc3\x84x", "_x"}, {"__", "__"}, {"a.b[2]", "a_b_2_"}};
-    for (const auto& c : cases)
-        EXPECT_EQ(svdIdentifier(QString::fromUtf8(c.name)).toStdString(), c.identifier) << c.name;
-}
-
 TEST(SvdExport, FailureLeavesTheFileAsItWas)
 {
     QTemporaryDir dir;
