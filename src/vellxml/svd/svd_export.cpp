@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -237,6 +238,8 @@ QString dataTypeOf(const HwXMLElement& element)
             return pointed + QStringLiteral("_t *");
         if (pointed == QLatin1String("int"))
             return QStringLiteral("int32_t *");
+        if (pointed == QLatin1String("bool"))
+            return QStringLiteral("uint8_t *");
         return QStringLiteral("uint32_t *");
     }
     default:
@@ -251,8 +254,13 @@ public:
     {
     }
 
-    SvdPeripheral peripheral(const HwXMLElement& instance)
+    /// The peripheral of an instance; nothing for an instance that is neither a structure nor an external.
+    std::optional<SvdPeripheral> peripheral(const HwXMLElement& instance)
     {
+        if (!instance.isStruct() && !instance.isExternal()) {
+            warn(instance, QStringLiteral("an instance that is not a structure is left out"));
+            return std::nullopt;
+        }
         SvdPeripheral out;
         out.name = name(instance, instance.getName());
         out.baseAddress = instance.getBaseAddress();
@@ -262,7 +270,7 @@ public:
             const QString line = it.key().isEmpty()
                 ? QStringLiteral("Also decoded at %1.").arg(hex(it.value(), 8))
                 : QStringLiteral("Also decoded at %1 (%2).").arg(hex(it.value(), 8), it.key());
-            out.description += (out.description.isEmpty() ? QString() : QStringLiteral("\n")) + line;
+            appendDescription(out.description, line);
         }
         const QString category = instance.getCategory();
         if (!category.isEmpty() && category != QLatin1String("Unclassified"))
@@ -273,10 +281,6 @@ public:
                 QStringLiteral("External block %1, described elsewhere.").arg(instance.getTypeString()));
             if (instance.sizeOf() > 0)
                 out.blocks.push_back({0, instance.sizeOf(), QStringLiteral("reserved")});
-            return out;
-        }
-        if (!instance.isStruct()) {
-            warn(instance, QStringLiteral("an instance that is not a structure is left out"));
             return out;
         }
         const auto& structure = static_cast<const HwStruct&>(instance);
@@ -664,10 +668,6 @@ HwSvdExportResult svdExportDocument(
         return result;
     }
     const std::vector<HwXMLElement*> instances = root->getInstanciatedTemplates();
-    if (instances.empty()) {
-        result.error = QStringLiteral("The chip has no instance to export.");
-        return result;
-    }
 
     const QString deviceName =
         svdIdentifier(options.deviceName.isEmpty() ? root->getName() : options.deviceName);
@@ -699,7 +699,10 @@ HwSvdExportResult svdExportDocument(
     QHash<QByteArray, QString> described;
     QStringList names;
     for (const HwXMLElement* instance : instances) {
-        SvdPeripheral peripheral = exporter.peripheral(*instance);
+        std::optional<SvdPeripheral> made = exporter.peripheral(*instance);
+        if (!made)
+            continue;
+        SvdPeripheral& peripheral = *made;
         names << peripheral.name;
         if (!peripheral.registers.empty() || !peripheral.blocks.empty()) {
             const QByteArray key = hash.of(peripheral);
@@ -714,6 +717,11 @@ HwSvdExportResult svdExportDocument(
         writer.peripheral(peripheral);
     }
     exporter.checkPeripherals(*root, names);
+    if (names.isEmpty()) {
+        result.error = QStringLiteral("The chip has no instance to export.");
+        document.clear();
+        return result;
+    }
     xml.writeEndElement();
     xml.writeEndElement();
     xml.writeEndDocument();
