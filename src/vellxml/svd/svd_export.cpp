@@ -8,6 +8,7 @@
 #include <vellxml/model/valuable.h>
 #include <vellxml/svd/svd_export.h>
 
+#include <QBuffer>
 #include <QCryptographicHash>
 #include <QHash>
 #include <QRegularExpression>
@@ -533,8 +534,8 @@ private:
 /// Writes the tree in the schema's element order.
 class Writer {
 public:
-    explicit Writer(QByteArray& out)
-        : m_xml(&out)
+    explicit Writer(QIODevice* out)
+        : m_xml(out)
     {
         m_xml.setAutoFormatting(true);
         m_xml.setAutoFormattingIndent(2);
@@ -658,8 +659,10 @@ QString svdIdentifier(const QString& name)
     return result;
 }
 
-HwSvdExportResult svdExportDocument(
-    const HwMemoryMap& map, QByteArray& document, const HwSvdExportOptions& options)
+namespace {
+
+/// Writes the document to `device` as it is made: a chip of millions of fields is never held twice.
+HwSvdExportResult exportTo(const HwMemoryMap& map, QIODevice& device, const HwSvdExportOptions& options)
 {
     HwSvdExportResult result;
     const HwRootArchive* root = map.getChipRootArchive();
@@ -677,8 +680,7 @@ HwSvdExportResult svdExportDocument(
     if (description.isEmpty())
         description = deviceName;
 
-    document.clear();
-    Writer writer(document);
+    Writer writer(&device);
     QXmlStreamWriter& xml = writer.xml();
     xml.writeStartDocument();
     xml.writeStartElement(QStringLiteral("device"));
@@ -719,30 +721,53 @@ HwSvdExportResult svdExportDocument(
     exporter.checkPeripherals(*root, names);
     if (names.isEmpty()) {
         result.error = QStringLiteral("The chip has no instance to export.");
-        document.clear();
         return result;
     }
     xml.writeEndElement();
     xml.writeEndElement();
     xml.writeEndDocument();
     if (xml.hasError()) {
-        result.error = QStringLiteral("The SVD document could not be built.");
-        document.clear();
+        result.error = QStringLiteral("The SVD document could not be written.");
         return result;
     }
     result.ok = true;
     return result;
 }
 
+} // namespace
+
+HwSvdExportResult svdExportDocument(
+    const HwMemoryMap& map, QByteArray& document, const HwSvdExportOptions& options)
+{
+    document.clear();
+    QBuffer buffer(&document);
+    buffer.open(QIODevice::WriteOnly);
+    HwSvdExportResult result = exportTo(map, buffer, options);
+    buffer.close();
+    if (!result)
+        document.clear();
+    return result;
+}
+
 HwSvdExportResult svdExportFile(
     const HwMemoryMap& map, const QString& path, const HwSvdExportOptions& options)
 {
-    QByteArray document;
-    HwSvdExportResult result = svdExportDocument(map, document, options);
-    if (!result)
+    HwSvdExportResult result;
+    if (!map.getChipRootArchive()) {
+        result.error = QStringLiteral("No chip is loaded.");
         return result;
+    }
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(document) != document.size() || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly)) {
+        result.error = QStringLiteral("Cannot write %1: %2").arg(path, file.errorString());
+        return result;
+    }
+    result = exportTo(map, file, options);
+    if (!result) {
+        if (file.error() != QFileDevice::NoError)
+            result.error = QStringLiteral("Cannot write %1: %2").arg(path, file.errorString());
+        file.cancelWriting();
+    } else if (!file.commit()) {
         result.ok = false;
         result.error = QStringLiteral("Cannot write %1: %2").arg(path, file.errorString());
     }
