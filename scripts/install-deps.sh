@@ -15,6 +15,8 @@ packages=(
   chromium nodejs npm
   # checks of the generated files: VHDL analysis, 32-bit C layout programs
   ghdl libc6-dev-i386 lib32gcc-12-dev
+  # CMSIS-SVD exports are validated against the schema
+  libxml2-utils
 )
 
 missing=()

@@ -20,6 +20,7 @@
 #include <vellxml/model/element.h>
 #include <vellxml/model/valuable.h>
 #include <vellxml/svd/svd_import.h>
+#include <vellxml/svd/svd_export.h>
 #include <vellxml/vellxml_export.h>
 #include <vellxml/version.h>
 

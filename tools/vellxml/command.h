@@ -43,6 +43,7 @@ extern const Command evalCommand;
 extern const Command encryptCommand;
 extern const Command decryptCommand;
 extern const Command importSvdCommand;
+extern const Command exportSvdCommand;
 
 } // namespace vellxml::cli
 

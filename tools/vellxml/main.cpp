@@ -9,7 +9,8 @@ namespace vellxml::cli {
 const std::vector<Command>& commands()
 {
     static const std::vector<Command> all {checkCommand, listCommand, getCommand, completeCommand, genCommand,
-        shellCommand, evalCommand, encryptCommand, decryptCommand, importSvdCommand};
+        shellCommand, evalCommand, encryptCommand, decryptCommand, importSvdCommand,
+        exportSvdCommand};
     return all;
 }
 

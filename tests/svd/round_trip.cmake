@@ -1,0 +1,67 @@
+# The round trip of a chip through CMSIS-SVD: export, validate against the schema, import, and compare the
+# digests (tests/svd/digest.h). The chip is either a description root (ROOT) or the archive set that an
+# import made of a vendor file (IMPORTED, a directory). The original's digest is taken with --svd-names:
+# the names and elements as an SVD file can hold them (docs/svd.md).
+cmake_minimum_required(VERSION 3.22)
+# -DTOOL= -DDIGEST= -DXMLLINT= -DSCHEMA= -DWORK= and -DROOT= or -DIMPORTED=
+
+# The root file of an archive set: the top-level .xml file that no file of the set includes.
+function(find_root dir out)
+  file(GLOB_RECURSE all "${dir}/*.xml")
+  set(included "")
+  foreach(f IN LISTS all)
+    file(STRINGS "${f}" lines REGEX "file=\"[^\"]+\"")
+    foreach(line IN LISTS lines)
+      string(REGEX MATCHALL "file=\"[^\"]+\"" refs "${line}")
+      foreach(ref IN LISTS refs)
+        string(REGEX REPLACE "^file=\"(.*)\"$" "\\1" ref "${ref}")
+        get_filename_component(ref "${ref}" NAME)
+        list(APPEND included "${ref}")
+      endforeach()
+    endforeach()
+  endforeach()
+  file(GLOB top "${dir}/*.xml")
+  set(roots "")
+  foreach(f IN LISTS top)
+    get_filename_component(name "${f}" NAME)
+    if(NOT name IN_LIST included)
+      list(APPEND roots "${f}")
+    endif()
+  endforeach()
+  list(LENGTH roots count)
+  if(NOT count EQUAL 1)
+    message(FATAL_ERROR "expected one root .xml file (included by no other) in ${dir}, found: ${roots}")
+  endif()
+  set(${out} "${roots}" PARENT_SCOPE)
+endfunction()
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT status EQUAL 0)
+    string(JOIN " " command ${ARGN})
+    message(FATAL_ERROR "failed (${status}): ${command}\n${out}\n${err}")
+  endif()
+endfunction()
+
+if(IMPORTED)
+  find_root("${IMPORTED}" ROOT)
+endif()
+file(REMOVE_RECURSE "${WORK}")
+file(MAKE_DIRECTORY "${WORK}")
+
+run("${TOOL}" export-svd "${ROOT}" -o "${WORK}/export.svd" --quiet)
+run("${XMLLINT}" --noout --schema "${SCHEMA}" "${WORK}/export.svd")
+run("${TOOL}" import-svd "${WORK}/export.svd" -o "${WORK}/import")
+find_root("${WORK}/import" REIMPORTED)
+
+execute_process(COMMAND "${DIGEST}" --svd-names "${ROOT}" OUTPUT_FILE "${WORK}/original.digest" RESULT_VARIABLE a)
+execute_process(COMMAND "${DIGEST}" "${REIMPORTED}" OUTPUT_FILE "${WORK}/reimported.digest" RESULT_VARIABLE b)
+if(NOT a EQUAL 0 OR NOT b EQUAL 0)
+  message(FATAL_ERROR "a digest failed: original ${a}, re-imported ${b}")
+endif()
+execute_process(COMMAND diff -u "${WORK}/original.digest" "${WORK}/reimported.digest"
+  RESULT_VARIABLE different OUTPUT_VARIABLE diff)
+if(different)
+  string(SUBSTRING "${diff}" 0 4000 diff)
+  message(FATAL_ERROR "the re-imported chip differs from the original:\n${diff}")
+endif()
