@@ -121,7 +121,6 @@ TEST_F(SvdImport, NotationsOfVendorsGiveTheirRegisters)
         {"TIM0.DUP1.SUB.X", 0x400000AA, 16, "rw", ""},
         {"TIM0.WIDE", 0x400000C0, 32, "rw", ""},
         {"TIM0.SCALED", 0x40000400, 32, "rw", ""},
-        {"TIM0.SCALED.VALUE", 0x40000400, 32, "rw", "-"},
         {"TIM1.CH[0].SUB.X", 0x4000104A, 16, "rw", ""},
         {"TIM1_ALT1.CMD", 0x40001000, 32, "-w", ""},
         {"GPIOB.ODR.P", 0x50000100, 3, "rw", "0"},

@@ -259,13 +259,12 @@ private:
                 r.fields.push_back(y);
             }
         }
-        if (r.fields.empty()) {
-            // A register without fields is imported with one field over its whole width.
-            const quint64 mask = (quint64 {1} << r.size) - 1;
-            const bool hasReset = props.hasReset && (props.resetMask & mask) == mask;
+        const quint64 wholeMask = (quint64 {1} << r.size) - 1;
+        if (r.fields.empty() && props.hasReset && (props.resetMask & wholeMask) == wholeMask) {
+            // A register without fields keeps its reset value in one field over its whole width.
             r.fields.push_back({QStringLiteral("VALUE"), 0, r.size - 1,
                 QString(readable ? QLatin1Char('r') : QLatin1Char('-')) + QString(writable ? QLatin1Char('w') : QLatin1Char('-')),
-                hasReset, hasReset ? props.reset & mask : 0});
+                true, props.reset & wholeMask});
         }
         registers.push_back(r);
     }

@@ -452,15 +452,16 @@ bool Reader::readRegister(xml_node node, const Properties& inherited, std::vecto
         return false;
     if (!readFields(chain, properties, rawName, reg.fields))
         return false;
-    if (reg.fields.empty()) {
-        // Our registers keep their reset value and access in their fields: one field holds the whole register.
+    const std::uint64_t wholeMask = (std::uint64_t {1} << reg.size) - 1;
+    if (reg.fields.empty() && properties.hasReset && (properties.resetMask & wholeMask) == wholeMask) {
+        // Our registers keep their reset value in their fields: one field over the whole register holds it.
+        // Without a reset value the register stays without fields, its access in its protection.
         SvdField whole;
         whole.name = QStringLiteral("VALUE");
         whole.msb = reg.size - 1;
         whole.access = reg.readable && reg.writable ? QStringLiteral("rw") : reg.readable ? QStringLiteral("r") : QStringLiteral("w");
-        const std::uint64_t mask = (std::uint64_t {1} << reg.size) - 1;
-        whole.hasReset = properties.hasReset && (properties.resetMask & mask) == mask;
-        whole.reset = whole.hasReset ? properties.reset & mask : 0;
+        whole.hasReset = true;
+        whole.reset = properties.reset & wholeMask;
         reg.fields.push_back(std::move(whole));
     }
     const std::int64_t copies = dim.count >= 0 ? dim.count : 1;
