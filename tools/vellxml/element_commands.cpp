@@ -140,6 +140,8 @@ int runGet(const std::vector<std::string>& args)
     }
     HwXMLElement* element = target.element;
     QString text = HwCommands::documentation(*element);
+    if (text.startsWith(QLatin1Char('\n'))) // a reserved gap: no path of its own
+        text.prepend(QLatin1Char('$') + userPath(*element));
     if (!text.endsWith(QLatin1Char('\n')))
         text += QLatin1Char('\n');
     text += QStringLiteral("Kind: %1\n").arg(QString::fromLatin1(kindName(element->getType())));

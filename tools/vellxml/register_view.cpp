@@ -71,6 +71,9 @@ PathTarget resolvePath(const HwMemoryMap& map, const QString& path, QString& err
 
 QString userPath(const HwXMLElement& element)
 {
+    // A reserved gap has no path of its own; it is named inside its structure.
+    if (element.getType() == TYPE_HOLE && element.getParent())
+        return userPath(*element.getParent()) + QLatin1Char('.') + element.getName();
     QString path = element.getPath();
     if (path.startsWith(QLatin1Char('$')))
         path.remove(0, 1);
@@ -150,6 +153,21 @@ QString formatValue(const HwXMLElement* element, std::uint32_t value, DisplayTyp
     default:
         return QStringLiteral("0x")
             + QString::number(masked, 16).toUpper().rightJustified((bits + 3) / 4, QLatin1Char('0'));
+    }
+}
+
+QString formatGroupValue(const HwBitGroup& group, std::uint32_t value, DisplayType format)
+{
+    int span = 0;
+    for (const HwBitField* field : group.getBitFields())
+        span = std::max(span, static_cast<int>(field->getUpPos()) + 1 - group.getShift());
+    switch (format) {
+    case DISPLAY_DEC:
+        return QString::number(value);
+    case DISPLAY_BIN:
+        return QStringLiteral("0b") + QString::number(value, 2).rightJustified(span, QLatin1Char('0'));
+    default:
+        return QStringLiteral("0x") + QString::number(value, 16).toUpper();
     }
 }
 

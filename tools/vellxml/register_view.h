@@ -57,6 +57,10 @@ QString describeAddress(const HwXMLElement& element, std::uint32_t address);
 /// signed valuables and unsigned otherwise. A bitfield's value is its own, followed by its option name.
 QString formatValue(const HwXMLElement* element, std::uint32_t value, DisplayType format);
 
+/// A bit group's value (its bits moved down to bit 0): hexadecimal without leading zeros as a field's
+/// value, binary with one digit per bit of the group's span, or decimal.
+QString formatGroupValue(const HwBitGroup& group, std::uint32_t value, DisplayType format);
+
 /// The decoded view of a valuable whose value is cached: "PATH = VALUE", then one line per bitfield in
 /// declaration order, "  NAME [HIGH:LOW] = VALUE (OPTION)", aligned; "?" for fields that cannot be read.
 QString decodedValuable(const HwValuable& valuable, DisplayType format);

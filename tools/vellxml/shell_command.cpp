@@ -45,7 +45,8 @@ const char shellHelp[] = "Usage: vellxml shell ROOT\n"
                          "  UART0.ISR.ERRORS.r            a bit group reads and writes like a field\n"
                          "  UART0.CR1.WL.wl 0x0,1         a field set inside a given register value\n"
                          "  UART0.CR1.getl                the cached value\n"
-                         "  DMA1.CH[0].DESC.>.SRC_ADDR.r  read through a pointer (the pointer is read first)\n"
+                         "  DMA1.CH[0].DESC.w 0x20000100  point a descriptor pointer into SRAM\n"
+                         "  DMA1.CH[0].DESC.>.SRC_ADDR.r  read through it (the pointer is read first)\n"
                          "  UART0.CR1.doc                 the register's documentation\n"
                          "  show UART0.CR1                read a register and decode every field\n"
                          "  show UART0                    read and decode every register of a block\n"
@@ -269,7 +270,7 @@ bool showLine(const QStringList& words)
         const HwCommandResult result = HwCommands::read(*target.group, g_target);
         if (!result.ok())
             return printErr(userPath(*target.group) + QStringLiteral(": ") + commandStatusText(result));
-        printOut(userPath(*target.group) + QStringLiteral(" = ") + formatValue(nullptr, result.value, format));
+        printOut(userPath(*target.group) + QStringLiteral(" = ") + formatGroupValue(*target.group, result.value, format));
         return true;
     }
     HwXMLElement* element = target.element;
@@ -438,6 +439,10 @@ bool runElementLine(const QString& word, QStringList arguments)
         printOut(result.element ? result.element->getPath() : QString());
     } else if (command == QLatin1String("doc") || command == QLatin1String("address")) {
         printOut(result.text);
+    } else if (target.group && result.hasValue) {
+        // r and rf print the group's value; w, wf, set and clear print nothing.
+        if (!result.text.isEmpty())
+            printOut(formatGroupValue(*target.group, result.value, format));
     } else if (command == QLatin1String("r") || command == QLatin1String("rf")
         || command == QLatin1String("rl")) {
         printOut(formatValue(element, result.value, format));
