@@ -62,10 +62,12 @@ TEST(ShellCommand, FailuresGoToStandardErrorAndTheStatusButTheScriptGoesOn)
     EXPECT_EQ(run.out.toStdString(), "0x0\n");
     const QStringList errors = run.err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     ASSERT_EQ(errors.size(), 5) << run.err.toStdString();
-    EXPECT_TRUE(errors[0].startsWith(QStringLiteral("line 1: error: UART0.ISR.TC.w: "))) << errors[0].toStdString();
+    EXPECT_TRUE(errors[0].startsWith(QStringLiteral("line 1: error: UART0.ISR.TC.w: ")))
+        << errors[0].toStdString();
     EXPECT_EQ(errors[1], QStringLiteral("line 2: error: no element NOPE"));
     EXPECT_EQ(errors[2], QStringLiteral("line 3: error: UART0.CR1 has no command 'jump'"));
-    EXPECT_TRUE(errors[3].startsWith(QStringLiteral("line 4: error: UART0.CR1.w: "))) << errors[3].toStdString();
+    EXPECT_TRUE(errors[3].startsWith(QStringLiteral("line 4: error: UART0.CR1.w: ")))
+        << errors[3].toStdString();
     EXPECT_TRUE(errors[4].contains(QStringLiteral("31"))) << errors[4].toStdString();
 }
 

@@ -35,7 +35,7 @@ void PrintTo(const ShellRow& row, std::ostream* out)
     *out << row.what;
 }
 
-class ShellLine : public testing::TestWithParam<ShellRow> {};
+class ShellLine : public testing::TestWithParam<ShellRow> { };
 
 TEST_P(ShellLine, PrintsAndReportsExactly)
 {
@@ -51,14 +51,16 @@ const ShellRow kShellRows[] = {
         "BOOTINFO.VDD_TRIM.w -1\nBOOTINFO.VDD_TRIM.r dec\nBOOTINFO.VDD_TRIM.r\nBOOTINFO.VDD_TRIM.r bin\n"
         "BOOTINFO.VDD_TRIM.getl dec\n",
         "-1\n0xFFFF\n0b1111111111111111\n-1\n", "", 0},
-    {"a path may start with $, as list prints it", "$UART0.CR1.UE.set\n$UART0.CR1.r\n", "0x00000001\n", "", 0},
+    {"a path may start with $, as list prints it", "$UART0.CR1.UE.set\n$UART0.CR1.r\n", "0x00000001\n", "",
+        0},
     {"a word that is no command says so", "read UART0.CR1\n", "",
         "line 1: error: unknown command 'read': element commands follow a path (UART0.CR1.r); 'help' lists "
         "the shell's own\n",
         1},
     {"an expression is no number", "UART0.CR1.w 1+1\n", "",
         "line 1: error: UART0.CR1.w: '1+1' is not a number (decimal, 0x.., 0b..)\n", 1},
-    {"a missing value", "UART0.CR1.w\n", "", "line 1: error: UART0.CR1.w: missing argument: w takes value\n", 1},
+    {"a missing value", "UART0.CR1.w\n", "", "line 1: error: UART0.CR1.w: missing argument: w takes value\n",
+        1},
     {"an unknown option lists the options", "UART0.CR1.WL.w NINE\n", "",
         "line 1: error: UART0.CR1.WL.w: 'NINE' is not a number (decimal, 0x.., 0b..) nor an option of WL "
         "(BITS_8, BITS_9)\n",
@@ -181,7 +183,7 @@ void PrintTo(const GetRow& row, std::ostream* out)
     *out << row.what;
 }
 
-class GetOperand : public testing::TestWithParam<GetRow> {};
+class GetOperand : public testing::TestWithParam<GetRow> { };
 
 TEST_P(GetOperand, FindsOrRefuses)
 {
@@ -257,7 +259,8 @@ TEST(ShellRegisterView, FindInvertsTheAddressesOfEveryListedElement)
         if (leaf)
             EXPECT_EQ(found[i], paths[i]);
         else
-            EXPECT_TRUE(isInside(found[i], paths[i])) << found[i].toStdString() << " for " << paths[i].toStdString();
+            EXPECT_TRUE(isInside(found[i], paths[i]))
+                << found[i].toStdString() << " for " << paths[i].toStdString();
     }
 }
 
@@ -271,8 +274,8 @@ TEST(ShellRegisterView, IntegersReadBackByTheirOwnWidthAndSign)
         bool isSigned;
     };
     const Member members[] = {{"BOOTINFO.TEMP_OFFSET", 32, true}, {"BOOTINFO.VDD_TRIM", 16, true},
-        {"BOOTINFO.HSI_TRIM_DELTA", 8, true}, {"BOOTINFO.MAGIC", 32, false}, {"BOOTINFO.ROM_VERSION", 16, false},
-        {"BOOTINFO.RESET_CAUSE", 8, false}};
+        {"BOOTINFO.HSI_TRIM_DELTA", 8, true}, {"BOOTINFO.MAGIC", 32, false},
+        {"BOOTINFO.ROM_VERSION", 16, false}, {"BOOTINFO.RESET_CAUSE", 8, false}};
     std::mt19937 random(20261125);
     QByteArray script;
     std::string expected;
@@ -284,13 +287,20 @@ TEST(ShellRegisterView, IntegersReadBackByTheirOwnWidthAndSign)
             const std::uint32_t edges[] = {0, static_cast<std::uint32_t>(span / 2 - 1),
                 static_cast<std::uint32_t>(span / 2), static_cast<std::uint32_t>(span - 1)};
             const std::uint32_t bits = i < 4 ? edges[i] : pattern;
-            const long long value = member.isSigned && bits >= span / 2 ? static_cast<long long>(bits) - static_cast<long long>(span)
-                                                                      : static_cast<long long>(bits);
+            const long long value = member.isSigned && bits >= span / 2
+                ? static_cast<long long>(bits) - static_cast<long long>(span)
+                : static_cast<long long>(bits);
             script += QByteArray(member.path) + ".w " + QByteArray::number(value) + '\n';
             script += QByteArray(member.path) + ".r dec\n" + member.path + ".r\n" + member.path + ".r bin\n";
             expected += std::to_string(value) + '\n';
-            expected += "0x" + QString::number(bits, 16).toUpper().rightJustified(member.bits / 4, QLatin1Char('0')).toStdString() + '\n';
-            expected += "0b" + QString::number(bits, 2).rightJustified(member.bits, QLatin1Char('0')).toStdString() + '\n';
+            expected += "0x"
+                + QString::number(bits, 16)
+                      .toUpper()
+                      .rightJustified(member.bits / 4, QLatin1Char('0'))
+                      .toStdString()
+                + '\n';
+            expected += "0b"
+                + QString::number(bits, 2).rightJustified(member.bits, QLatin1Char('0')).toStdString() + '\n';
         }
     }
     const ToolRun run = shell(demoRoot, script);

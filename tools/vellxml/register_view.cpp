@@ -173,8 +173,8 @@ QString formatGroupValue(const HwBitGroup& group, std::uint32_t value, DisplayTy
 
 QString decodedValuable(const HwValuable& valuable, DisplayType format)
 {
-    QString text = userPath(valuable) + QStringLiteral(" = ") + formatValue(&valuable, valuable.getValue(), format)
-        + QLatin1Char('\n');
+    QString text = userPath(valuable) + QStringLiteral(" = ")
+        + formatValue(&valuable, valuable.getValue(), format) + QLatin1Char('\n');
     int nameWidth = 0;
     int bitsWidth = 0;
     QStringList positions;

@@ -34,7 +34,8 @@ using PointerHook = std::function<bool(HwXMLElement& pointer, const QString& wal
 /// bit group. A token after a bitfield or a bit group is refused: the model's lookup ignores such tokens,
 /// so UART0.CR1.UE.TE would otherwise reach UE, and a write would land on the wrong field. On failure the
 /// result is empty and `error` says why ("no element X", "X is a bitfield: nothing follows it (Y)").
-PathTarget resolvePath(const HwMemoryMap& map, const QString& path, QString& error, const PointerHook& hook = {});
+PathTarget resolvePath(
+    const HwMemoryMap& map, const QString& path, QString& error, const PointerHook& hook = {});
 
 /// The path as users type it: the element's path without its leading "$".
 QString userPath(const HwXMLElement& element);

@@ -159,6 +159,10 @@ bool parseFormat(const QString& word, DisplayType& format)
 /// The line of a piped script being run (1 for the first), or 0 at the prompt.
 int g_lineNumber = 0;
 
+/// Set by Ctrl-C in an interactive shell: it cancels the line being typed, or stops a long command
+/// (a read of many addresses, a show of a large block) between two accesses.
+volatile std::sig_atomic_t g_interrupted = 0;
+
 void printOut(const QString& text)
 {
     std::fputs(text.toUtf8().constData(), stdout);
@@ -270,7 +274,8 @@ bool showLine(const QStringList& words)
         const HwCommandResult result = HwCommands::read(*target.group, g_target);
         if (!result.ok())
             return printErr(userPath(*target.group) + QStringLiteral(": ") + commandStatusText(result));
-        printOut(userPath(*target.group) + QStringLiteral(" = ") + formatGroupValue(*target.group, result.value, format));
+        printOut(userPath(*target.group) + QStringLiteral(" = ")
+            + formatGroupValue(*target.group, result.value, format));
         return true;
     }
     HwXMLElement* element = target.element;
@@ -285,7 +290,7 @@ bool showLine(const QStringList& words)
     bool ok = true;
     int shown = 0;
     forEachElement(*element, [&](HwXMLElement& member) {
-        if (!member.isValuable())
+        if (!member.isValuable() || g_interrupted)
             return;
         auto& valuable = static_cast<HwValuable&>(member);
         ++shown;
@@ -298,6 +303,8 @@ bool showLine(const QStringList& words)
         else
             ok = false;
     });
+    if (g_interrupted)
+        return printErr(QStringLiteral("interrupted"));
     if (shown == 0)
         return printErr(QStringLiteral("%1 holds no register").arg(userPath(*element)));
     return ok;
@@ -355,7 +362,9 @@ bool memoryLine(const QString& command, const QStringList& words)
     long count = 1;
     if (words.size() == 2) {
         bool ok = false;
-        count = words.at(1).toLong(&ok, 0);
+        const QString& text = words.at(1);
+        count = text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) ? text.mid(2).toLong(&ok, 16)
+                                                                          : text.toLong(&ok, 10);
         if (!ok || count < 1 || count > 65536)
             return printErr(QStringLiteral("the count is a number from 1 to 65536"));
     } else if (words.size() > 2) {
@@ -366,6 +375,11 @@ bool memoryLine(const QString& command, const QStringList& words)
     const int perLine = 16 / bytes;
     QString line;
     for (long i = 0; i < count; ++i) {
+        if (g_interrupted) {
+            if (!line.isEmpty())
+                printOut(line);
+            return printErr(QStringLiteral("interrupted"));
+        }
         const std::uint32_t at = address + static_cast<std::uint32_t>(i * bytes);
         std::uint32_t value = 0;
         int code = 0;
@@ -383,16 +397,19 @@ bool memoryLine(const QString& command, const QStringList& words)
         if (code != 0) {
             if (!line.isEmpty())
                 printOut(line);
-            return printErr(QStringLiteral("%1 0x%2: host error %3")
-                                .arg(command, QString::number(at, 16).toUpper().rightJustified(8, QLatin1Char('0')))
-                                .arg(code));
+            return printErr(
+                QStringLiteral("%1 0x%2: host error %3")
+                    .arg(command, QString::number(at, 16).toUpper().rightJustified(8, QLatin1Char('0')))
+                    .arg(code));
         }
         if (i % perLine == 0) {
             if (!line.isEmpty())
                 printOut(line);
-            line = QStringLiteral("0x%1:").arg(QString::number(at, 16).toUpper().rightJustified(8, QLatin1Char('0')));
+            line = QStringLiteral("0x%1:").arg(
+                QString::number(at, 16).toUpper().rightJustified(8, QLatin1Char('0')));
         }
-        line += QStringLiteral(" 0x") + QString::number(value, 16).toUpper().rightJustified(bytes * 2, QLatin1Char('0'));
+        line += QStringLiteral(" 0x")
+            + QString::number(value, 16).toUpper().rightJustified(bytes * 2, QLatin1Char('0'));
     }
     printOut(line);
     return true;
@@ -472,8 +489,8 @@ const char shellCommandHelp[] = "  PATH                list what may follow PATH
                                 "  help                this text\n"
                                 "  quit                leave (also end of input)\n";
 
-const char* const kShellWords[] = {"find", "format", "help", "ls", "quit", "read16", "read32", "read8", "reset",
-    "show", "write16", "write32", "write8"};
+const char* const kShellWords[] = {"find", "format", "help", "ls", "quit", "read16", "read32", "read8",
+    "reset", "show", "write16", "write32", "write8"};
 
 /// Runs one line. Returns false when it failed; sets `quit` when the shell should end.
 bool runLine(const QString& line, bool& quit)
@@ -575,7 +592,8 @@ QStringList completionsFor(const QString& text, const QString& lineBefore)
     if (!first.isEmpty()) {
         const int dot = first.lastIndexOf(QLatin1Char('.'));
         QString error;
-        const PathTarget target = dot > 0 ? resolvePath(*g_session.map, first.left(dot), error) : PathTarget();
+        const PathTarget target =
+            dot > 0 ? resolvePath(*g_session.map, first.left(dot), error) : PathTarget();
         if (target.element && target.element->isBitfield()) {
             for (const HwBitFieldOption& option : static_cast<HwBitField*>(target.element)->getOptions())
                 if (option.name.startsWith(text))
@@ -607,7 +625,6 @@ char** complete(const char* text, int start, int)
 
 // Ctrl-C at the prompt cancels the line being edited, as in gdb or bash: the signal interrupts the read of
 // the next key, which then ends the line as if Enter had been pressed, and the line is dropped.
-volatile std::sig_atomic_t g_interrupted = 0;
 bool g_cancelled = false;
 
 void onInterrupt(int)
@@ -650,10 +667,10 @@ int interactive()
     // The shell handles SIGINT itself; the line editor's own handler would end the process.
     rl_catch_signals = 0;
     rl_getc_function = readKey;
-    struct sigaction interrupt {};
+    struct sigaction interrupt { };
     interrupt.sa_handler = onInterrupt; // no SA_RESTART: the read of a key must be interrupted
     sigemptyset(&interrupt.sa_mask);
-    struct sigaction previous {};
+    struct sigaction previous { };
     sigaction(SIGINT, &interrupt, &previous);
     using_history();
     read_history(history.constData());

@@ -539,9 +539,11 @@ const GroupCommand kGroupCommands[] = {
         }},
     {"address", "", "Returns the address of the bit group's register.",
         [](HwBitGroup& g, std::uint32_t, HwTarget) { return HwCommands::address(*g.getValuable()); }},
-    {"R", "", "Reads the parent register and then returns the value of the bit group. Does not print the result.",
+    {"R", "",
+        "Reads the parent register and then returns the value of the bit group. Does not print the result.",
         [](HwBitGroup& g, std::uint32_t, HwTarget t) { return HwCommands::read(g, t); }},
-    {"r", "", "Reads the parent register and then returns the value of the bit group. Prints the result in hex.",
+    {"r", "",
+        "Reads the parent register and then returns the value of the bit group. Prints the result in hex.",
         [](HwBitGroup& g, std::uint32_t, HwTarget t) { return withText(HwCommands::read(g, t)); }},
     {"RF", "",
         "Forces the reading of the parent register and then returns the value of the bit group (besides the "
@@ -786,7 +788,8 @@ HwCommandResult write(HwBitGroup& group, HwTarget target, std::uint32_t value, b
         return refused(HwCommandStatus::WriteProtected);
     const int shift = group.getShift();
     const std::uint32_t mask = group.getFullValueUnshifted();
-    const std::uint64_t placed = shift >= 32 ? (value ? ~0ull : 0) : static_cast<std::uint64_t>(value) << shift;
+    const std::uint64_t placed =
+        shift >= 32 ? (value ? ~0ull : 0) : static_cast<std::uint64_t>(value) << shift;
     if ((placed & ~static_cast<std::uint64_t>(mask)) != 0)
         return refused(HwCommandStatus::ValueTooWide);
     if (valuable.isReadable()) {
@@ -806,14 +809,18 @@ QString documentation(const HwBitGroup& group)
     const int digits = static_cast<int>(std::min(valuable.getBitSize(), 32u) + 3) / 4;
     QStringList fields;
     for (const HwBitField* field : group.getBitFields())
-        fields << QStringLiteral("  %1 %2 %3").arg(field->getName(), positionText(*field), field->getAccessString());
+        fields << QStringLiteral("  %1 %2 %3")
+                      .arg(field->getName(), positionText(*field), field->getAccessString());
     QString text = valuable.getPath() + QLatin1Char('.') + group.getName() + QLatin1Char('\n');
     text += QStringLiteral("Type: Bit group\n");
     text += QStringLiteral("Address: %1\n").arg(valuable.getAddressString());
     text += QStringLiteral("Access: %1%2\n")
-                .arg(QLatin1String(groupReadable(group) ? "r" : "-"), QLatin1String(groupWritable(group) ? "w" : "-"));
+                .arg(QLatin1String(groupReadable(group) ? "r" : "-"),
+                    QLatin1String(groupWritable(group) ? "w" : "-"));
     text += QStringLiteral("Mask: 0x%1\n")
-                .arg(QStringLiteral("%1").arg(group.getFullValueUnshifted(), digits, 16, QLatin1Char('0')).toUpper());
+                .arg(QStringLiteral("%1")
+                         .arg(group.getFullValueUnshifted(), digits, 16, QLatin1Char('0'))
+                         .toUpper());
     text += QStringLiteral("Bitfields:\n") + fields.join(QLatin1Char('\n')) + QLatin1Char('\n');
     return text;
 }

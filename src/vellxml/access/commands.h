@@ -150,7 +150,8 @@ VELLXML_EXPORT HwCommandResult clear(HwBitField& field, HwTarget target);
 VELLXML_EXPORT HwCommandResult read(HwBitGroup& group, HwTarget target, bool force = false);
 /// "w" of a bit group (force: "wf"): read-modify-write of the parent register; the bits of the
 /// write-one-to-set and write-one-to-clear fields outside the group are written as 0.
-VELLXML_EXPORT HwCommandResult write(HwBitGroup& group, HwTarget target, std::uint32_t value, bool force = false);
+VELLXML_EXPORT HwCommandResult write(
+    HwBitGroup& group, HwTarget target, std::uint32_t value, bool force = false);
 /// The documentation text of a bit group: path, kind, address, access, mask and fields.
 VELLXML_EXPORT QString documentation(const HwBitGroup& group);
 

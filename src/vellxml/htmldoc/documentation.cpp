@@ -93,8 +93,8 @@ enum SearchKind : std::uint8_t {
 /// Every name the menu's search finds: instances, structures, arrays, registers, fields, memories and
 /// externals. Each element gives one entry keyed by its lower-case name and one more per word that follows
 /// a "_" in the name, so that "EN" finds TX_EN; each register one more keyed by its address ("0x4000440c"),
-/// so that an address from a debugger's log finds its register. Anchors and keys are ASCII (anchorName()), kept in one
-/// buffer: the default synthetic chip has 2.3 million entries.
+/// so that an address from a debugger's log finds its register. Anchors and keys are ASCII (anchorName()),
+/// kept in one buffer: the default synthetic chip has 2.3 million entries.
 class SearchIndex {
 public:
     void add(std::uint32_t page, SearchKind kind, const QString& anchor, const QString& name)
@@ -113,7 +113,8 @@ public:
         const auto keyAt = static_cast<std::uint32_t>(m_text.size());
         m_text += "0x";
         for (std::size_t i = anchorAt; i < anchorAt + 8 && i < keyAt; ++i)
-            m_text += static_cast<char>(m_text[i] >= 'A' && m_text[i] <= 'Z' ? m_text[i] - 'A' + 'a' : m_text[i]);
+            m_text +=
+                static_cast<char>(m_text[i] >= 'A' && m_text[i] <= 'Z' ? m_text[i] - 'A' + 'a' : m_text[i]);
         Entry entry;
         entry.key = keyAt;
         entry.keyLength = static_cast<std::uint16_t>(m_text.size() - keyAt);
