@@ -35,6 +35,8 @@ UART0.CR1.UE.set
 UART0.CR1.r
 UART0.CR1.WL.r
 UART0.BRR.address
+show UART0.CR1
+find 0x4000440C
 SHELL
 
 echo

@@ -296,31 +296,50 @@ TEST_F(CommandsTest, DispatcherRunsTheTable)
         const char* command;
         QStringList arguments;
         HwCommandStatus status;
+        const char* text; ///< what commandStatusText says
     } refusals[] = {
-        {"unknown", m_status, "set", {}, HwCommandStatus::UnknownCommand},
-        {"case", m_status, "W", {QStringLiteral("1")}, HwCommandStatus::UnknownCommand},
-        {"not a pointer", m_status, ">", {}, HwCommandStatus::UnknownCommand},
-        {"no commands", &m_module, "doc", {}, HwCommandStatus::UnknownCommand},
-        {"null", nullptr, "doc", {}, HwCommandStatus::UnknownCommand},
-        {"missing", m_status, "w", {}, HwCommandStatus::BadArguments},
-        {"extra", m_status, "R", {QStringLiteral("1")}, HwCommandStatus::BadArguments},
-        {"garbage", m_status, "w", {QStringLiteral("12x")}, HwCommandStatus::BadArguments},
-        {"empty hex", m_status, "w", {QStringLiteral("0x")}, HwCommandStatus::BadArguments},
-        {"33 bits", m_status, "w", {QStringLiteral("0x100000000")}, HwCommandStatus::ValueTooWide},
-        {"huge", m_status, "w", {QStringLiteral("99999999999999999999999")}, HwCommandStatus::ValueTooWide},
-        {"option of no field", m_status, "w", {QStringLiteral("ON")}, HwCommandStatus::BadArguments},
+        {"unknown", m_status, "set", {}, HwCommandStatus::UnknownCommand, "unknown command"},
+        {"case", m_status, "W", {QStringLiteral("1")}, HwCommandStatus::UnknownCommand, "unknown command"},
+        {"not a pointer", m_status, ">", {}, HwCommandStatus::UnknownCommand, "unknown command"},
+        {"no commands", &m_module, "doc", {}, HwCommandStatus::UnknownCommand, "unknown command"},
+        {"null", nullptr, "doc", {}, HwCommandStatus::UnknownCommand, "unknown command"},
+        {"missing", m_status, "w", {}, HwCommandStatus::BadArguments, "missing argument: w takes value"},
+        {"missing second", m_mode, "wl", {QStringLiteral("0")}, HwCommandStatus::BadArguments,
+            "missing argument: wl takes cacheval,value"},
+        {"extra", m_status, "R", {QStringLiteral("1")}, HwCommandStatus::BadArguments,
+            "too many arguments: R takes no argument"},
+        {"garbage", m_status, "w", {QStringLiteral("12x")}, HwCommandStatus::BadArguments,
+            "'12x' is not a number (decimal, 0x.., 0b..)"},
+        {"expression", m_status, "w", {QStringLiteral("1+1")}, HwCommandStatus::BadArguments,
+            "'1+1' is not a number (decimal, 0x.., 0b..)"},
+        {"empty hex", m_status, "w", {QStringLiteral("0x")}, HwCommandStatus::BadArguments,
+            "'0x' is not a number (decimal, 0x.., 0b..)"},
+        {"33 bits", m_status, "w", {QStringLiteral("0x100000000")}, HwCommandStatus::ValueTooWide,
+            "value too wide"},
+        {"huge", m_status, "w", {QStringLiteral("99999999999999999999999")}, HwCommandStatus::ValueTooWide,
+            "value too wide"},
+        {"option of no field", m_status, "w", {QStringLiteral("ON")}, HwCommandStatus::BadArguments,
+            "'ON' is not a number (decimal, 0x.., 0b..)"},
+        {"option of a field without options", m_mode, "w", {QStringLiteral("ON")},
+            HwCommandStatus::BadArguments, "'ON' is not a number (decimal, 0x.., 0b..)"},
     };
     sim::clearCalls();
     for (const auto& row : refusals) {
         SCOPED_TRACE(row.label);
-        EXPECT_EQ(
-            runElementCommand(row.element, QString::fromUtf8(row.command), row.arguments, kHandle).status,
-            row.status);
+        const HwCommandResult refusal =
+            runElementCommand(row.element, QString::fromUtf8(row.command), row.arguments, kHandle);
+        EXPECT_EQ(refusal.status, row.status);
+        EXPECT_EQ(commandStatusText(refusal).toStdString(), row.text);
     }
     EXPECT_EQ(sim::calls(), std::vector<HostCall> {});
 
     m_mode->addOption({QStringLiteral("FAST"), 3, QString()});
+    m_mode->addOption({QStringLiteral("SLOW"), 1, QString()});
     ASSERT_TRUE(runElementCommand(m_mode, QStringLiteral("w"), {QStringLiteral("FAST")}, kHandle).ok());
+    EXPECT_EQ(
+        commandStatusText(runElementCommand(m_mode, QStringLiteral("w"), {QStringLiteral("fast")}, kHandle))
+            .toStdString(),
+        "'fast' is not a number (decimal, 0x.., 0b..) nor an option of mode (FAST, SLOW)");
     EXPECT_EQ(sim::peek(kTarget, kBase) & 0x30, 0x30u);
 }
 

@@ -62,10 +62,12 @@ TEST(ShellCommand, FailuresGoToStandardErrorAndTheStatusButTheScriptGoesOn)
     EXPECT_EQ(run.out.toStdString(), "0x0\n");
     const QStringList errors = run.err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     ASSERT_EQ(errors.size(), 5) << run.err.toStdString();
-    EXPECT_TRUE(errors[0].startsWith(QStringLiteral("error: UART0.ISR.TC.w: "))) << errors[0].toStdString();
-    EXPECT_EQ(errors[1], QStringLiteral("error: no element NOPE"));
-    EXPECT_EQ(errors[2], QStringLiteral("error: UART0.CR1 has no command 'jump'"));
-    EXPECT_TRUE(errors[3].startsWith(QStringLiteral("error: UART0.CR1.w: "))) << errors[3].toStdString();
+    EXPECT_TRUE(errors[0].startsWith(QStringLiteral("line 1: error: UART0.ISR.TC.w: ")))
+        << errors[0].toStdString();
+    EXPECT_EQ(errors[1], QStringLiteral("line 2: error: no element NOPE"));
+    EXPECT_EQ(errors[2], QStringLiteral("line 3: error: UART0.CR1 has no command 'jump'"));
+    EXPECT_TRUE(errors[3].startsWith(QStringLiteral("line 4: error: UART0.CR1.w: ")))
+        << errors[3].toStdString();
     EXPECT_TRUE(errors[4].contains(QStringLiteral("31"))) << errors[4].toStdString();
 }
 
@@ -213,6 +215,40 @@ TEST(ShellTerminal, TabCompletesPathsAndCommandsAndTheLineRuns)
     QFile kept(history);
     ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
     EXPECT_TRUE(kept.readAll().contains("UART0.CR1.r")); // the history is kept for the next session
+}
+
+TEST(ShellTerminal, TabOffersArrayItemsAndCtrlCCancelsTheLine)
+{
+    QTemporaryDir dir;
+    const QString history = dir.path() + QStringLiteral("/history");
+    Terminal terminal("shell", demoRoot, history);
+    ASSERT_TRUE(terminal.started());
+    ASSERT_NE(terminal.waitFor("vellxml> ").find("vellxml> "), std::string::npos);
+    // The items of an array once its name and bracket are typed; one of them completes the line.
+    terminal.type("DMA1.CH[\t\t");
+    std::string seen = terminal.waitFor("DMA1.CH[7]");
+    for (const char* item : {"DMA1.CH[0]", "DMA1.CH[3]", "DMA1.CH[7]"})
+        EXPECT_NE(seen.find(item), std::string::npos) << item << " in " << seen;
+    terminal.type("5].CC\t.addr\t\r");
+    seen = terminal.waitFor("0x40020088");
+    EXPECT_NE(seen.find("0x40020088"), std::string::npos) << seen;
+    // Ctrl-C drops the half-typed line: the shell goes on, and the line neither runs nor enters the history.
+    terminal.type("UART0.CR1.UE.se");
+    terminal.waitFor("UART0.CR1.UE.se");
+    terminal.type("\x03");
+    seen = terminal.waitFor("UART0.CR1.UE.se\r\nvellxml> ");
+    EXPECT_NE(seen.find("UART0.CR1.UE.se\r\nvellxml> "), std::string::npos) << seen;
+    terminal.type("UART0.CR1.r\r");
+    seen = terminal.waitFor("0x00000000");
+    EXPECT_NE(seen.find("0x00000000"), std::string::npos) << seen;
+    EXPECT_EQ(seen.find("error"), std::string::npos) << seen;
+    terminal.type("quit\r");
+    terminal.waitFor("<never printed>");
+    QFile kept(history);
+    ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
+    const QByteArray lines = kept.readAll();
+    EXPECT_TRUE(lines.contains("UART0.CR1.r")) << lines.toStdString();
+    EXPECT_FALSE(lines.contains("UE.se")) << lines.toStdString();
 }
 
 TEST(ShellTerminal, LoadsShowProgressOnATerminal)

@@ -1,6 +1,7 @@
 // vellxml get and vellxml complete: one element, and what may follow a path.
 #include "chip.h"
 #include "command.h"
+#include "register_view.h"
 
 #include <vellxml/access/commands.h>
 #include <vellxml/loader/memory_map.h>
@@ -14,12 +15,15 @@
 namespace vellxml::cli {
 namespace {
 
-const char getHelp[] = "Usage: vellxml get ROOT PATH\n"
+const char getHelp[] = "Usage: vellxml get ROOT PATH|ADDRESS\n"
                        "\n"
                        "Prints everything about the element PATH of the description ROOT: its\n"
                        "documentation (path, type, address, protection or access, reset value, fields\n"
                        "or options, comment), then its kind and size. PATH is dotted, as `vellxml list`\n"
-                       "prints it (the leading $ may be left out): UART0.CR1, UART0.CR1.UE, DMA1.CH[2].\n"
+                       "prints it (the leading $ may be left out): UART0.CR1, UART0.CR1.UE, DMA1.CH[2],\n"
+                       "or a bit group, UART0.ISR.ERRORS. Nothing may follow a bitfield or a bit group.\n"
+                       "An ADDRESS (0x4000440C) names the innermost element that holds it: a register,\n"
+                       "or a reserved gap, a memory, a structure.\n"
                        "\n"
                        "Options:\n"
                        "  -h, --help  show this help\n"
@@ -110,12 +114,34 @@ int runGet(const std::vector<std::string>& args)
     const auto map = loadChip(root, false, LoadMessages::Quiet);
     if (!map)
         return ExitFailure;
-    HwXMLElement* element = map->getElementFromPath(QString::fromStdString(path));
-    if (!element) {
-        printError("no element " + path + " in " + root);
-        return ExitFailure;
+    const QString operand = QString::fromStdString(path);
+    std::uint32_t address = 0;
+    PathTarget target;
+    if (parseAddress(operand, address)) {
+        target.element = elementAtAddress(*map, address);
+        if (!target.element) {
+            printError("no element at " + path + " in " + root);
+            return ExitFailure;
+        }
+    } else {
+        QString error;
+        target = resolvePath(*map, operand, error);
+        if (!target) {
+            printError(error.toStdString() + " in " + root);
+            return ExitFailure;
+        }
     }
+    if (target.group) {
+        writeText(HwCommands::documentation(*target.group)
+            + QStringLiteral("Kind: bit group\nSize: %1 bit%2\n")
+                  .arg(target.group->getTotalBits())
+                  .arg(target.group->getTotalBits() == 1 ? "" : "s"));
+        return std::fflush(stdout) == 0 ? ExitOk : ExitFailure;
+    }
+    HwXMLElement* element = target.element;
     QString text = HwCommands::documentation(*element);
+    if (text.startsWith(QLatin1Char('\n'))) // a reserved gap: no path of its own
+        text.prepend(QLatin1Char('$') + userPath(*element));
     if (!text.endsWith(QLatin1Char('\n')))
         text += QLatin1Char('\n');
     text += QStringLiteral("Kind: %1\n").arg(QString::fromLatin1(kindName(element->getType())));

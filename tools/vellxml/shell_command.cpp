@@ -1,7 +1,9 @@
 #include "chip.h"
 #include "command.h"
+#include "register_view.h"
 
 #include <vellxml/access/commands.h>
+#include <vellxml/host/probe.h>
 #if VELLXML_TOOL_SIMULATOR
 #include <vellxml/host/simulator.h>
 #endif
@@ -12,9 +14,12 @@
 #include <vellxml/model/valuable.h>
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QString>
 #include <QStringList>
 
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -30,24 +35,39 @@ const char shellHelp[] = "Usage: vellxml shell ROOT\n"
                          "\n"
                          "An interactive register shell on a simulated target. Every register starts at\n"
                          "its reset value; write-one-to-set, write-one-to-clear and read-only fields\n"
-                         "behave as described, and bits of no field stay 0. Commands are written as the "
+                         "behave as described, and bits of no field stay 0. Commands are written as the\n"
                          "completion lists name them:\n"
                          "\n"
-                         "  UART0.CR1.r              read and print a register (hexadecimal)\n"
-                         "  UART0.CR1.r dec          the same in decimal (or bin, or hex)\n"
-                         "  UART0.CR1.UE.w 1         write a field (read-modify-write of its register)\n"
-                         "  UART0.CR1.M.w EIGHT      a field's value may be one of its option names\n"
-                         "  UART0.CR1.getl           the cached value\n"
-                         "  DMA1.CH[0].DESC.>.SRC.r  read through a pointer (the pointer is read first)\n"
-                         "  UART0.CR1.doc            the register's documentation\n"
+                         "  UART0.CR1.r                   read and print a register (hexadecimal)\n"
+                         "  UART0.CR1.r dec               the same in decimal (or bin, or hex)\n"
+                         "  UART0.CR1.UE.w 1              write a field (read-modify-write of its register)\n"
+                         "  UART0.CR1.WL.w BITS_9         a field's value may be one of its option names\n"
+                         "  UART0.ISR.ERRORS.r            a bit group reads and writes like a field\n"
+                         "  UART0.CR1.WL.wl 0x0,1         a field set inside a given register value\n"
+                         "  UART0.CR1.getl                the cached value\n"
+                         "  DMA1.CH[0].DESC.w 0x20000100  point a descriptor pointer into SRAM\n"
+                         "  DMA1.CH[0].DESC.>.SRC_ADDR.r  read through it (the pointer is read first)\n"
+                         "  UART0.CR1.doc                 the register's documentation\n"
+                         "  show UART0.CR1                read a register and decode every field\n"
+                         "  show UART0                    read and decode every register of a block\n"
+                         "  find 0x4000440C               the element at an address\n"
+                         "  read32 0x40004400 4           raw memory: read8/16/32 ADDRESS [COUNT]\n"
+                         "  write16 0x40004408 0x1A1      raw memory: write8/16/32 ADDRESS VALUE\n"
                          "\n"
                          "Shell commands: ls [PATH] lists what may follow PATH; format hex|dec|bin sets\n"
                          "how values print; reset puts every register back to its reset value; help;\n"
-                         "quit. Tab completes paths, commands and option names; the history is kept in\n"
-                         "~/.vellxml_history (or $VELLXML_HISTORY).\n"
+                         "quit. Tab completes paths, array items, commands and option names; Ctrl-C\n"
+                         "cancels the line; the history is kept in ~/.vellxml_history (or\n"
+                         "$VELLXML_HISTORY).\n"
                          "\n"
-                         "Read from a pipe, the shell runs the same commands without prompts and exits\n"
-                         "with status 1 when any of them failed.\n"
+                         "A path may start with $, as `vellxml list` prints it. Nothing may follow a\n"
+                         "bitfield or a bit group in a path: such a line is refused before any access.\n"
+                         "Reads have the effects they have on the chip: reading a receive register pops\n"
+                         "its FIFO, also within `show` of a whole block.\n"
+                         "\n"
+                         "Read from a pipe, the shell runs the same commands without prompts; each\n"
+                         "failure is reported as \"line N: error: TEXT\" and the shell exits with\n"
+                         "status 1 when any line failed.\n"
                          "\n"
                          "Options:\n"
                          "  -h, --help  show this help\n";
@@ -123,24 +143,6 @@ void resetTarget()
 
 // ---- values ----------------------------------------------------------------------------------------------
 
-QString formatValue(const HwXMLElement* element, std::uint32_t value, DisplayType format)
-{
-    if (element && element->isBitfield())
-        return static_cast<const HwBitField*>(element)->convertValueToValueString(value, format, true, false);
-    const int bits = element && element->getBitSize() > 0 && element->getBitSize() <= 32
-        ? static_cast<int>(element->getBitSize())
-        : 32;
-    switch (format) {
-    case DISPLAY_DEC:
-        return QString::number(value);
-    case DISPLAY_BIN:
-        return QStringLiteral("0b") + QString::number(value, 2).rightJustified(bits, QLatin1Char('0'));
-    default:
-        return QStringLiteral("0x")
-            + QString::number(value, 16).toUpper().rightJustified((bits + 3) / 4, QLatin1Char('0'));
-    }
-}
-
 bool parseFormat(const QString& word, DisplayType& format)
 {
     if (word == QLatin1String("hex"))
@@ -154,64 +156,71 @@ bool parseFormat(const QString& word, DisplayType& format)
     return true;
 }
 
+/// The line of a piped script being run (1 for the first), or 0 at the prompt.
+int g_lineNumber = 0;
+
+/// Set by Ctrl-C in an interactive shell: it cancels the line being typed, or stops a long command
+/// (a read of many addresses, a show of a large block) between two accesses.
+volatile std::sig_atomic_t g_interrupted = 0;
+
 void printOut(const QString& text)
 {
     std::fputs(text.toUtf8().constData(), stdout);
-    std::fputc('\n', stdout);
+    if (!text.endsWith(QLatin1Char('\n')))
+        std::fputc('\n', stdout);
 }
 
-void printErr(const QString& text)
+bool printErr(const QString& text)
 {
     std::fflush(stdout);
-    std::fprintf(stderr, "error: %s\n", text.toUtf8().constData());
+    if (g_lineNumber > 0)
+        std::fprintf(stderr, "line %d: error: %s\n", g_lineNumber, text.toUtf8().constData());
+    else
+        std::fprintf(stderr, "error: %s\n", text.toUtf8().constData());
+    return false;
 }
 
 // ---- paths -----------------------------------------------------------------------------------------------
 
-/// The element a shell path names. Pointers on the way are read first (the ">" command), so that what
-/// follows them is found at the address they hold. Null with `error` set when the path names nothing.
-HwXMLElement* resolve(const QString& path, QString& error)
+/// Reads a pointer before its ">" is followed.
+bool readPointer(HwXMLElement& pointer, const QString& walked, QString& error)
 {
-    const QStringList tokens = path.split(QLatin1Char('.'));
-    QString walked;
-    HwXMLElement* element = nullptr;
-    for (int i = 0; i < tokens.size(); ++i) {
-        const QString& token = tokens[i];
-        if (token == QLatin1String(">") && element && element->isPointer()) {
-            const HwCommandResult result = runElementCommand(element, QStringLiteral(">"), {}, g_target);
-            if (!result.ok()) {
-                error = walked + QStringLiteral(".>: ") + commandStatusText(result);
-                return nullptr;
-            }
-        }
-        walked += (i ? QStringLiteral(".") : QString()) + token;
-        element = g_session.map->getElementFromPath(walked);
-        if (!element) {
-            error = QStringLiteral("no element %1").arg(walked);
-            return nullptr;
-        }
-    }
-    return element;
+    const HwCommandResult result = runElementCommand(&pointer, QStringLiteral(">"), {}, g_target);
+    if (result.ok())
+        return true;
+    error = walked + QStringLiteral(".>: ") + commandStatusText(result);
+    return false;
+}
+
+PathTarget resolve(const QString& path, QString& error)
+{
+    return resolvePath(*g_session.map, path, error, readPointer);
 }
 
 // ---- commands --------------------------------------------------------------------------------------------
 
-bool isCommandOf(const HwXMLElement* element, const QString& name)
+bool isCommandOf(const PathTarget& target, const QString& name)
 {
-    for (const HwCommandInfo& info : elementCommands(element))
+    const QList<HwCommandInfo> commands = target.group ? bitGroupCommands() : elementCommands(target.element);
+    for (const HwCommandInfo& info : commands)
         if (info.name == name)
             return true;
     return false;
 }
 
-bool listCompletions(const QString& path)
+bool listCompletions(QString path)
 {
+    if (path.endsWith(QLatin1Char('.')))
+        path.chop(1);
+    if (!path.isEmpty()) {
+        QString error;
+        if (!resolvePath(*g_session.map, path, error))
+            return printErr(error);
+    }
     const CXMLCompletionList list =
         g_session.map->getCompletionListFromPath(path.isEmpty() ? path : path + QLatin1Char('.'));
-    if (list.isEmpty()) {
-        printErr(QStringLiteral("nothing follows %1").arg(path));
-        return false;
-    }
+    if (list.isEmpty())
+        return printErr(QStringLiteral("nothing follows %1").arg(path));
     for (auto it = list.cbegin(); it != list.cend(); ++it) {
         const CXMLCompletionEntry& entry = it.value();
         if (it.key().isEmpty())
@@ -230,34 +239,229 @@ bool listCompletions(const QString& path)
     return true;
 }
 
+/// Reads a valuable for `show`: its value lands in the cache, or the failure is reported.
+bool readForShow(HwValuable& valuable)
+{
+    const HwCommandResult result = HwCommands::read(valuable, g_target);
+    if (result.ok())
+        return true;
+    return printErr(userPath(valuable) + QStringLiteral(": ") + commandStatusText(result));
+}
+
+/// show PATH|ADDRESS: reads and decodes a register, a field, a bit group, or every register below a
+/// structure or an array.
+bool showLine(const QStringList& words)
+{
+    DisplayType format = g_session.format;
+    QStringList operands = words;
+    if (operands.size() == 2 && parseFormat(operands.last(), format))
+        operands.removeLast();
+    if (operands.size() != 1)
+        return printErr(QStringLiteral("show takes a path or an address, and hex, dec or bin"));
+    PathTarget target;
+    std::uint32_t address = 0;
+    QString error;
+    if (parseAddress(operands.first(), address)) {
+        target.element = elementAtAddress(*g_session.map, address);
+        if (!target.element)
+            return printErr(QStringLiteral("no element at %1").arg(operands.first()));
+    } else {
+        target = resolve(operands.first(), error);
+        if (!target)
+            return printErr(error);
+    }
+    if (target.group) {
+        const HwCommandResult result = HwCommands::read(*target.group, g_target);
+        if (!result.ok())
+            return printErr(userPath(*target.group) + QStringLiteral(": ") + commandStatusText(result));
+        printOut(userPath(*target.group) + QStringLiteral(" = ")
+            + formatGroupValue(*target.group, result.value, format));
+        return true;
+    }
+    HwXMLElement* element = target.element;
+    if (element->isBitfield()) {
+        auto* field = static_cast<HwBitField*>(element);
+        const HwCommandResult result = HwCommands::read(*field, g_target);
+        if (!result.ok())
+            return printErr(userPath(*field) + QStringLiteral(": ") + commandStatusText(result));
+        printOut(userPath(*field) + QStringLiteral(" = ") + formatValue(field, result.value, format));
+        return true;
+    }
+    bool ok = true;
+    int shown = 0;
+    forEachElement(*element, [&](HwXMLElement& member) {
+        if (!member.isValuable() || g_interrupted)
+            return;
+        auto& valuable = static_cast<HwValuable&>(member);
+        ++shown;
+        if (!valuable.isReadable()) {
+            printOut(userPath(valuable) + QStringLiteral(" = ? (read-protected)"));
+            return;
+        }
+        if (readForShow(valuable))
+            printOut(decodedValuable(valuable, format));
+        else
+            ok = false;
+    });
+    if (g_interrupted)
+        return printErr(QStringLiteral("interrupted"));
+    if (shown == 0)
+        return printErr(QStringLiteral("%1 holds no register").arg(userPath(*element)));
+    return ok;
+}
+
+/// find ADDRESS: the element at an address.
+bool findLine(const QStringList& words)
+{
+    std::uint32_t address = 0;
+    if (words.size() != 1 || !parseAddress(words.first(), address))
+        return printErr(QStringLiteral("find takes one address (0x..)"));
+    const HwXMLElement* element = elementAtAddress(*g_session.map, address);
+    if (!element)
+        return printErr(QStringLiteral("no element at %1").arg(words.first()));
+    printOut(describeAddress(*element, address));
+    return true;
+}
+
+/// read8/16/32 ADDRESS [COUNT] and write8/16/32 ADDRESS VALUE: memory by address, one access of the given
+/// width per value, whatever the description says is there.
+bool memoryLine(const QString& command, const QStringList& words)
+{
+    const bool reading = command.startsWith(QLatin1String("read"));
+    const int bits = command.mid(reading ? 4 : 5).toInt();
+    const int bytes = bits / 8;
+    const QString usage = reading ? QStringLiteral("%1 takes an address (0x..) and a count").arg(command)
+                                  : QStringLiteral("%1 takes an address (0x..) and a value").arg(command);
+    std::uint32_t address = 0;
+    if (words.isEmpty() || !parseAddress(words.first(), address))
+        return printErr(usage);
+    if (address % static_cast<std::uint32_t>(bytes) != 0)
+        return printErr(QStringLiteral("%1 is not aligned to %2 bytes").arg(words.first()).arg(bytes));
+    const std::uint32_t widthMask = bits == 32 ? 0xFFFFFFFFu : (1u << bits) - 1u;
+    if (!reading) {
+        if (words.size() != 2)
+            return printErr(usage);
+        bool ok = false;
+        const QString& text = words.at(1);
+        const qulonglong value = text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive)
+            ? text.mid(2).toULongLong(&ok, 16)
+            : text.startsWith(QLatin1String("0b"), Qt::CaseInsensitive) ? text.mid(2).toULongLong(&ok, 2)
+                                                                        : text.toULongLong(&ok, 10);
+        if (!ok)
+            return printErr(QStringLiteral("'%1' is not a number (decimal, 0x.., 0b..)").arg(text));
+        if (value > widthMask)
+            return printErr(QStringLiteral("%1 is wider than %2 bits").arg(text).arg(bits));
+        const auto v = static_cast<std::uint32_t>(value);
+        const int code = bits == 8 ? PROBE_Write8(g_target.handle, address, static_cast<std::uint8_t>(v))
+            : bits == 16           ? PROBE_Write16(g_target.handle, address, static_cast<std::uint16_t>(v))
+                                   : PROBE_Write32(g_target.handle, address, v);
+        if (code != 0)
+            return printErr(QStringLiteral("%1 %2: host error %3").arg(command, words.first()).arg(code));
+        return true;
+    }
+    long count = 1;
+    if (words.size() == 2) {
+        bool ok = false;
+        const QString& text = words.at(1);
+        count = text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) ? text.mid(2).toLong(&ok, 16)
+                                                                          : text.toLong(&ok, 10);
+        if (!ok || count < 1 || count > 65536)
+            return printErr(QStringLiteral("the count is a number from 1 to 65536"));
+    } else if (words.size() > 2) {
+        return printErr(usage);
+    }
+    if (static_cast<std::uint64_t>(address) + static_cast<std::uint64_t>(count) * bytes > 0x100000000ull)
+        return printErr(QStringLiteral("the read goes past the end of the address space"));
+    const int perLine = 16 / bytes;
+    QString line;
+    for (long i = 0; i < count; ++i) {
+        if (g_interrupted) {
+            if (!line.isEmpty())
+                printOut(line);
+            return printErr(QStringLiteral("interrupted"));
+        }
+        const std::uint32_t at = address + static_cast<std::uint32_t>(i * bytes);
+        std::uint32_t value = 0;
+        int code = 0;
+        if (bits == 8) {
+            std::uint8_t v = 0;
+            code = PROBE_Read8(g_target.handle, at, &v);
+            value = v;
+        } else if (bits == 16) {
+            std::uint16_t v = 0;
+            code = PROBE_Read16(g_target.handle, at, &v);
+            value = v;
+        } else {
+            code = PROBE_Read32(g_target.handle, at, &value);
+        }
+        if (code != 0) {
+            if (!line.isEmpty())
+                printOut(line);
+            return printErr(
+                QStringLiteral("%1 0x%2: host error %3")
+                    .arg(command, QString::number(at, 16).toUpper().rightJustified(8, QLatin1Char('0')))
+                    .arg(code));
+        }
+        if (i % perLine == 0) {
+            if (!line.isEmpty())
+                printOut(line);
+            line = QStringLiteral("0x%1:").arg(
+                QString::number(at, 16).toUpper().rightJustified(8, QLatin1Char('0')));
+        }
+        line += QStringLiteral(" 0x")
+            + QString::number(value, 16).toUpper().rightJustified(bytes * 2, QLatin1Char('0'));
+    }
+    printOut(line);
+    return true;
+}
+
 bool runElementLine(const QString& word, QStringList arguments)
 {
     const int dot = word.lastIndexOf(QLatin1Char('.'));
-    QString error;
-    HwXMLElement* element = dot > 0 ? resolve(word.left(dot), error) : nullptr;
-    const QString command = dot > 0 ? word.mid(dot + 1) : QString();
-    if (!element || !isCommandOf(element, command)) {
-        // Not PATH.COMMAND: a path alone lists what may follow it.
+    if (dot <= 0) {
+        QString error;
         if (arguments.isEmpty() && resolve(word, error))
             return listCompletions(word);
-        printErr(element ? QStringLiteral("%1 has no command '%2'").arg(word.left(dot), command) : error);
-        return false;
+        return printErr(QStringLiteral("unknown command '%1': element commands follow a path (UART0.CR1.r); "
+                                       "'help' lists the shell's own")
+                            .arg(word));
+    }
+    QString error;
+    const PathTarget target = resolve(word.left(dot), error);
+    const QString command = word.mid(dot + 1);
+    if (!target)
+        return printErr(error);
+    if (!isCommandOf(target, command)) {
+        // Not PATH.COMMAND: a path alone lists what may follow it.
+        if (arguments.isEmpty() && !command.isEmpty() && resolve(word, error))
+            return listCompletions(word);
+        if (command.isEmpty())
+            return listCompletions(word);
+        return printErr(QStringLiteral("%1 has no command '%2'").arg(word.left(dot), command));
     }
     DisplayType format = g_session.format;
     if (!arguments.isEmpty() && parseFormat(arguments.last(), format))
         arguments.removeLast();
-    const HwCommandResult result = runElementCommand(element, command, arguments, g_target);
-    if (!result.ok()) {
-        printErr(word + QStringLiteral(": ") + commandStatusText(result));
-        return false;
-    }
+    // Arguments may be written as the completion entry lists them: "cacheval,value".
+    QStringList values;
+    for (const QString& argument : arguments)
+        values += argument.split(QLatin1Char(','), Qt::SkipEmptyParts);
+    const HwCommandResult result = target.group
+        ? runBitGroupCommand(*target.group, command, values, g_target)
+        : runElementCommand(target.element, command, values, g_target);
+    if (!result.ok())
+        return printErr(word + QStringLiteral(": ") + commandStatusText(result));
+    HwXMLElement* element = target.element;
     if (command == QLatin1String(">")) {
         printOut(result.element ? result.element->getPath() : QString());
     } else if (command == QLatin1String("doc") || command == QLatin1String("address")) {
         printOut(result.text);
-    } else if (command == QLatin1String("r") || command == QLatin1String("rf")) {
-        printOut(formatValue(element, result.value, format));
-    } else if (command == QLatin1String("rl")) {
+    } else if (target.group && result.hasValue) {
+        // r and rf print the group's value; w, wf, set and clear print nothing.
+        if (!result.text.isEmpty())
+            printOut(formatGroupValue(*target.group, result.value, format));
+    } else if (command == QLatin1String("r") || command == QLatin1String("rf")
+        || command == QLatin1String("rl")) {
         printOut(formatValue(element, result.value, format));
     } else if (result.hasValue && command != QLatin1String("R") && command != QLatin1String("RF")
         && command != QLatin1String("w") && command != QLatin1String("wf") && command != QLatin1String("set")
@@ -274,15 +478,24 @@ const char shellCommandHelp[] = "  PATH                list what may follow PATH
                                 "  PATH.COMMAND [ARGS] [hex|dec|bin]\n"
                                 "                      run an element command (Tab lists them)\n"
                                 "  ls [PATH]           list what may follow PATH, or the instances\n"
+                                "  show PATH|ADDRESS [hex|dec|bin]\n"
+                                "                      read and decode a register, or every register below\n"
+                                "  find ADDRESS        the element at an address\n"
+                                "  read8|read16|read32 ADDRESS [COUNT]\n"
+                                "  write8|write16|write32 ADDRESS VALUE\n"
+                                "                      memory by address, one access of that width each\n"
                                 "  format hex|dec|bin  how values print (now: %s)\n"
                                 "  reset               every register back to its reset value\n"
                                 "  help                this text\n"
                                 "  quit                leave (also end of input)\n";
 
+const char* const kShellWords[] = {"find", "format", "help", "ls", "quit", "read16", "read32", "read8",
+    "reset", "show", "write16", "write32", "write8"};
+
 /// Runs one line. Returns false when it failed; sets `quit` when the shell should end.
 bool runLine(const QString& line, bool& quit)
 {
-    QStringList words = line.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    QStringList words = line.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
     if (words.isEmpty() || words.first().startsWith(QLatin1Char('#')))
         return true;
     const QString first = words.takeFirst();
@@ -298,10 +511,8 @@ bool runLine(const QString& line, bool& quit)
         return true;
     }
     if (first == QLatin1String("format")) {
-        if (words.size() != 1 || !parseFormat(words.first(), g_session.format)) {
-            printErr(QStringLiteral("format takes hex, dec or bin"));
-            return false;
-        }
+        if (words.size() != 1 || !parseFormat(words.first(), g_session.format))
+            return printErr(QStringLiteral("format takes hex, dec or bin"));
         return true;
     }
 #if VELLXML_TOOL_SIMULATOR
@@ -311,12 +522,17 @@ bool runLine(const QString& line, bool& quit)
     }
 #endif
     if (first == QLatin1String("ls")) {
-        if (words.size() > 1) {
-            printErr(QStringLiteral("ls takes at most one path"));
-            return false;
-        }
+        if (words.size() > 1)
+            return printErr(QStringLiteral("ls takes at most one path"));
         return listCompletions(words.isEmpty() ? QString() : words.first());
     }
+    if (first == QLatin1String("show"))
+        return showLine(words);
+    if (first == QLatin1String("find"))
+        return findLine(words);
+    for (const char* memory : {"read8", "read16", "read32", "write8", "write16", "write32"})
+        if (first == QLatin1String(memory))
+            return memoryLine(first, words);
     return runElementLine(first, words);
 }
 
@@ -334,18 +550,52 @@ char* nextMatch(const char*, int state)
     return strdup(g_matches[g_matchIndex++].toUtf8().constData());
 }
 
-/// What may complete the word `text`: instance names, then the members and commands after the last dot;
-/// after an element command, the option names of the field it writes.
+/// What may complete a path: the members and commands after its last dot that begin with what follows the
+/// dot, or the instances; the items of an array once its name is typed ("CH" or "CH[" offers CH[0] ...).
+QStringList pathCompletions(const QString& text)
+{
+    QString path = text;
+    const bool dollar = path.startsWith(QLatin1Char('$'));
+    if (dollar)
+        path.remove(0, 1);
+    const int dot = path.lastIndexOf(QLatin1Char('.'));
+    const QString prefix = (dollar ? QStringLiteral("$") : QString()) + path.left(dot + 1);
+    const QString partial = path.mid(dot + 1);
+    QStringList matches;
+    // The list is that of the element the complete tokens reach; the last, partial token filters it.
+    const CXMLCompletionList list = g_session.map->getCompletionListFromPath(path);
+    for (auto it = list.cbegin(); it != list.cend(); ++it) {
+        if (it.key().isEmpty())
+            continue;
+        if (it.key().startsWith(partial))
+            matches << prefix + it.key();
+        if (it.value().kind == 15 && partial.startsWith(it.key())) {
+            const HwXMLElement* array = g_session.map->getElementFromPath(path.left(dot + 1) + it.key());
+            if (!array || !array->isArray())
+                continue;
+            for (const auto& item : static_cast<const HwArray*>(array)->getMemberList())
+                if (item->getName().startsWith(partial))
+                    matches << prefix + item->getName();
+        }
+    }
+    return matches;
+}
+
+/// What may complete the word `text`: a path (or a shell command) as the first word or after ls and show;
+/// after an element command, the option names of the field it writes and the formats.
 QStringList completionsFor(const QString& text, const QString& lineBefore)
 {
     QStringList matches;
-    if (!lineBefore.trimmed().isEmpty()) {
-        const QString word = lineBefore.trimmed().section(QLatin1Char(' '), 0, 0);
+    const QString first = lineBefore.trimmed().section(QLatin1Char(' '), 0, 0);
+    if (first == QLatin1String("ls") || first == QLatin1String("show"))
+        return pathCompletions(text);
+    if (!first.isEmpty()) {
+        const int dot = first.lastIndexOf(QLatin1Char('.'));
         QString error;
-        const int dot = word.lastIndexOf(QLatin1Char('.'));
-        HwXMLElement* element = dot > 0 ? g_session.map->getElementFromPath(word.left(dot)) : nullptr;
-        if (element && element->isBitfield()) {
-            for (const HwBitFieldOption& option : static_cast<HwBitField*>(element)->getOptions())
+        const PathTarget target =
+            dot > 0 ? resolvePath(*g_session.map, first.left(dot), error) : PathTarget();
+        if (target.element && target.element->isBitfield()) {
+            for (const HwBitFieldOption& option : static_cast<HwBitField*>(target.element)->getOptions())
                 if (option.name.startsWith(text))
                     matches << option.name;
         }
@@ -354,16 +604,9 @@ QStringList completionsFor(const QString& text, const QString& lineBefore)
                 matches << QString::fromLatin1(format);
         return matches;
     }
-    const int dot = text.lastIndexOf(QLatin1Char('.'));
-    const QString prefix = dot >= 0 ? text.left(dot + 1) : QString();
-    const QString partial = text.mid(dot + 1);
-    // The list is that of the element the complete tokens reach; the last, partial token filters it.
-    const CXMLCompletionList list = g_session.map->getCompletionListFromPath(text);
-    for (auto it = list.cbegin(); it != list.cend(); ++it)
-        if (!it.key().isEmpty() && it.key().startsWith(partial))
-            matches << prefix + it.key();
-    if (dot < 0) {
-        for (const char* word : {"format", "help", "ls", "quit", "reset"})
+    matches = pathCompletions(text);
+    if (!text.contains(QLatin1Char('.'))) {
+        for (const char* word : kShellWords)
             if (QString::fromLatin1(word).startsWith(text))
                 matches << QString::fromLatin1(word);
     }
@@ -380,6 +623,34 @@ char** complete(const char* text, int start, int)
     return rl_completion_matches(text, nextMatch);
 }
 
+// Ctrl-C at the prompt cancels the line being edited, as in gdb or bash: the signal interrupts the read of
+// the next key, which then ends the line as if Enter had been pressed, and the line is dropped.
+bool g_cancelled = false;
+
+void onInterrupt(int)
+{
+    g_interrupted = 1;
+}
+
+int readKey(FILE* stream)
+{
+    for (;;) {
+        unsigned char key = 0;
+        const ssize_t got = g_interrupted ? -1 : ::read(fileno(stream), &key, 1);
+        if (got == 1 && !g_interrupted)
+            return key;
+        if (g_interrupted) {
+            // Keys typed with the Ctrl-C belong to the cancelled line.
+            g_interrupted = 0;
+            g_cancelled = true;
+            return '\n';
+        }
+        if (got < 0 && errno == EINTR)
+            continue;
+        return EOF;
+    }
+}
+
 QString historyPath()
 {
     if (const char* path = std::getenv("VELLXML_HISTORY"))
@@ -393,13 +664,27 @@ int interactive()
     rl_readline_name = const_cast<char*>("vellxml");
     rl_attempted_completion_function = complete;
     rl_basic_word_break_characters = const_cast<char*>(" \t");
+    // The shell handles SIGINT itself; the line editor's own handler would end the process.
+    rl_catch_signals = 0;
+    rl_getc_function = readKey;
+    struct sigaction interrupt { };
+    interrupt.sa_handler = onInterrupt; // no SA_RESTART: the read of a key must be interrupted
+    sigemptyset(&interrupt.sa_mask);
+    struct sigaction previous { };
+    sigaction(SIGINT, &interrupt, &previous);
     using_history();
     read_history(history.constData());
     std::printf("vellxml shell on %s: a simulated target at reset. Tab completes, 'help' for help.\n",
         g_session.root->getName().toUtf8().constData());
     bool quit = false;
     while (!quit) {
+        g_interrupted = 0;
+        g_cancelled = false;
         char* raw = readline("vellxml> ");
+        if (g_cancelled) {
+            std::free(raw);
+            continue;
+        }
         if (!raw) {
             std::printf("\n");
             break;
@@ -412,6 +697,7 @@ int interactive()
         std::fflush(stdout);
     }
     write_history(history.constData());
+    sigaction(SIGINT, &previous, nullptr);
     return ExitOk;
 }
 
@@ -421,10 +707,12 @@ int fromPipe()
     bool failed = false;
     std::string line;
     while (!quit && std::getline(std::cin, line)) {
+        ++g_lineNumber;
         if (!runLine(QString::fromStdString(line), quit))
             failed = true;
         std::fflush(stdout);
     }
+    g_lineNumber = 0;
     return failed ? ExitFailure : ExitOk;
 }
 

@@ -9,6 +9,8 @@
 
 #include <QStringList>
 
+#include <algorithm>
+
 using vellxml::access_p::CommandEntry;
 using vellxml::access_p::CommandScope;
 
@@ -392,6 +394,26 @@ QList<HwCommandInfo> elementCommands(const HwXMLElement* element)
     return infos;
 }
 
+namespace {
+
+/// A refusal of the arguments, with the reason a user reads.
+HwCommandResult badArguments(const QString& reason)
+{
+    HwCommandResult result = refused(HwCommandStatus::BadArguments);
+    result.text = reason;
+    return result;
+}
+
+/// "takes no argument", "takes value", "takes cacheval,value": what a command expects.
+QString expectedArguments(const QString& command, const QString& names, int count)
+{
+    if (count == 0)
+        return QStringLiteral("%1 takes no argument").arg(command);
+    return QStringLiteral("%1 takes %2").arg(command, names.isEmpty() ? QStringLiteral("value") : names);
+}
+
+} // namespace
+
 HwCommandResult runElementCommand(
     HwXMLElement* element, const QString& command, const QStringList& arguments, HwTarget target)
 {
@@ -404,8 +426,11 @@ HwCommandResult runElementCommand(
     }
     if (!found)
         return refused(HwCommandStatus::UnknownCommand);
-    if (arguments.size() != found->argumentCount)
-        return refused(HwCommandStatus::BadArguments);
+    const QString expected = expectedArguments(found->name, found->arguments, found->argumentCount);
+    if (arguments.size() < found->argumentCount)
+        return badArguments(QStringLiteral("missing argument: ") + expected);
+    if (arguments.size() > found->argumentCount)
+        return badArguments(QStringLiteral("too many arguments: ") + expected);
     // Argument names follow the entry ("value", "cacheval"); setl's entry names none but takes a value.
     std::uint32_t values[2] = {0, 0};
     const QStringList names = found->arguments.split(QLatin1Char(','), Qt::SkipEmptyParts);
@@ -417,6 +442,7 @@ HwCommandResult runElementCommand(
             continue;
         }
         // A bitfield's value may be given by the name of one of its options.
+        QStringList optionNames;
         bool named = false;
         if (element->isBitfield() && i < names.size() && names.at(i) == QLatin1String("value")) {
             for (const HwBitFieldOption& option : static_cast<const HwBitField*>(element)->getOptions()) {
@@ -425,10 +451,16 @@ HwCommandResult runElementCommand(
                     named = true;
                     break;
                 }
+                optionNames.append(option.name);
             }
         }
-        if (!named)
-            return refused(HwCommandStatus::BadArguments);
+        if (named)
+            continue;
+        QString reason = QStringLiteral("'%1' is not a number (decimal, 0x.., 0b..)").arg(arguments.at(i));
+        if (!optionNames.isEmpty())
+            reason += QStringLiteral(" nor an option of %1 (%2)")
+                          .arg(element->getName(), optionNames.join(QLatin1String(", ")));
+        return badArguments(reason);
     }
     return found->run(*element, values, target);
 }
@@ -455,9 +487,121 @@ QString commandStatusText(const HwCommandResult& result)
     case HwCommandStatus::UnknownCommand:
         return QStringLiteral("unknown command");
     case HwCommandStatus::BadArguments:
-        return QStringLiteral("bad arguments");
+        return result.text.isEmpty() ? QStringLiteral("bad arguments") : result.text;
     }
     return QString();
+}
+
+namespace {
+
+std::uint32_t groupValueFromCache(const HwBitGroup& group, std::uint32_t cache)
+{
+    const int shift = group.getShift();
+    return shift >= 32 ? 0 : (cache & group.getFullValueUnshifted()) >> shift;
+}
+
+bool groupReadable(const HwBitGroup& group)
+{
+    for (const HwBitField* field : group.getBitFields())
+        if (!field->isReadable())
+            return false;
+    return group.getValuable()->isReadable();
+}
+
+bool groupWritable(const HwBitGroup& group)
+{
+    for (const HwBitField* field : group.getBitFields())
+        if (field->getWriteKind() == HwBitField::WRITE_NONE)
+            return false;
+    return group.getValuable()->isWritable();
+}
+
+struct GroupCommand {
+    const char* name;
+    const char* arguments;
+    const char* help;
+    HwCommandResult (*run)(HwBitGroup& group, std::uint32_t value, HwTarget target);
+};
+
+HwCommandResult withText(HwCommandResult result)
+{
+    if (result.ok())
+        result.text = hexText(result.value);
+    return result;
+}
+
+const GroupCommand kGroupCommands[] = {
+    {"doc", "", "Returns the documentation of the bit group.",
+        [](HwBitGroup& g, std::uint32_t, HwTarget) {
+            HwCommandResult result;
+            result.text = HwCommands::documentation(g);
+            return result;
+        }},
+    {"address", "", "Returns the address of the bit group's register.",
+        [](HwBitGroup& g, std::uint32_t, HwTarget) { return HwCommands::address(*g.getValuable()); }},
+    {"R", "",
+        "Reads the parent register and then returns the value of the bit group. Does not print the result.",
+        [](HwBitGroup& g, std::uint32_t, HwTarget t) { return HwCommands::read(g, t); }},
+    {"r", "",
+        "Reads the parent register and then returns the value of the bit group. Prints the result in hex.",
+        [](HwBitGroup& g, std::uint32_t, HwTarget t) { return withText(HwCommands::read(g, t)); }},
+    {"RF", "",
+        "Forces the reading of the parent register and then returns the value of the bit group (besides the "
+        "read protection). Does not print the result.",
+        [](HwBitGroup& g, std::uint32_t, HwTarget t) { return HwCommands::read(g, t, true); }},
+    {"rf", "",
+        "Forces the reading of the parent register and then returns the value of the bit group (besides the "
+        "read protection). Prints the result in hex.",
+        [](HwBitGroup& g, std::uint32_t, HwTarget t) { return withText(HwCommands::read(g, t, true)); }},
+    {"w", "value",
+        "Writes 'value' into the bit group, its lowest bit at the group's lowest field bit. (It's a read "
+        "modify write in the parent register, with the clear and set bits set to 0 if some exist).",
+        [](HwBitGroup& g, std::uint32_t v, HwTarget t) { return HwCommands::write(g, t, v); }},
+    {"wf", "value", "Writes 'value' into the bit group (overiding the write protection).",
+        [](HwBitGroup& g, std::uint32_t v, HwTarget t) { return HwCommands::write(g, t, v, true); }},
+    {"set", "", "Sets every bit of the bit group.",
+        [](HwBitGroup& g, std::uint32_t, HwTarget t) {
+            return HwCommands::write(g, t, g.getFullValueShifted());
+        }},
+    {"clear", "", "Clears every bit of the bit group.",
+        [](HwBitGroup& g, std::uint32_t, HwTarget t) { return HwCommands::write(g, t, 0); }},
+};
+
+} // namespace
+
+QList<HwCommandInfo> bitGroupCommands()
+{
+    QList<HwCommandInfo> infos;
+    for (const GroupCommand& command : kGroupCommands)
+        infos.append({QString::fromLatin1(command.name), QString::fromLatin1(command.arguments), QString(),
+            QString::fromLatin1(command.help)});
+    return infos;
+}
+
+HwCommandResult runBitGroupCommand(
+    HwBitGroup& group, const QString& command, const QStringList& arguments, HwTarget target)
+{
+    for (const GroupCommand& entry : kGroupCommands) {
+        if (command != QLatin1String(entry.name))
+            continue;
+        const int count = *entry.arguments ? 1 : 0;
+        const QString expected = expectedArguments(command, QString::fromLatin1(entry.arguments), count);
+        if (arguments.size() < count)
+            return badArguments(QStringLiteral("missing argument: ") + expected);
+        if (arguments.size() > count)
+            return badArguments(QStringLiteral("too many arguments: ") + expected);
+        std::uint32_t value = 0;
+        bool tooWide = false;
+        if (count == 1) {
+            if (!parseNumber(arguments.first(), value, tooWide))
+                return badArguments(
+                    QStringLiteral("'%1' is not a number (decimal, 0x.., 0b..)").arg(arguments.first()));
+            if (tooWide)
+                return refused(HwCommandStatus::ValueTooWide);
+        }
+        return entry.run(group, value, target);
+    }
+    return refused(HwCommandStatus::UnknownCommand);
 }
 
 namespace HwCommands {
@@ -626,6 +770,60 @@ QString positionText(const HwBitField& field)
 }
 
 } // namespace
+
+HwCommandResult read(HwBitGroup& group, HwTarget target, bool force)
+{
+    HwValuable& valuable = *group.getValuable();
+    if (!force && !groupReadable(group))
+        return refused(HwCommandStatus::ReadProtected);
+    if (const int code = readIntoCache(valuable, target); code != ACCESS_OK)
+        return accessFailure(code);
+    return withValue(groupValueFromCache(group, valuable.getValue()));
+}
+
+HwCommandResult write(HwBitGroup& group, HwTarget target, std::uint32_t value, bool force)
+{
+    HwValuable& valuable = *group.getValuable();
+    if (!force && !groupWritable(group))
+        return refused(HwCommandStatus::WriteProtected);
+    const int shift = group.getShift();
+    const std::uint32_t mask = group.getFullValueUnshifted();
+    const std::uint64_t placed =
+        shift >= 32 ? (value ? ~0ull : 0) : static_cast<std::uint64_t>(value) << shift;
+    if ((placed & ~static_cast<std::uint64_t>(mask)) != 0)
+        return refused(HwCommandStatus::ValueTooWide);
+    if (valuable.isReadable()) {
+        if (const int code = readIntoCache(valuable, target); code != ACCESS_OK)
+            return accessFailure(code);
+    }
+    const std::uint32_t out =
+        (valuable.getValueForWritingBitfield() & ~mask) | static_cast<std::uint32_t>(placed);
+    if (const int code = valuable.write(target.handle, out); code != ACCESS_OK)
+        return accessFailure(code);
+    return withValue(out & widthMask(valuable));
+}
+
+QString documentation(const HwBitGroup& group)
+{
+    const HwValuable& valuable = *group.getValuable();
+    const int digits = static_cast<int>(std::min(valuable.getBitSize(), 32u) + 3) / 4;
+    QStringList fields;
+    for (const HwBitField* field : group.getBitFields())
+        fields << QStringLiteral("  %1 %2 %3")
+                      .arg(field->getName(), positionText(*field), field->getAccessString());
+    QString text = valuable.getPath() + QLatin1Char('.') + group.getName() + QLatin1Char('\n');
+    text += QStringLiteral("Type: Bit group\n");
+    text += QStringLiteral("Address: %1\n").arg(valuable.getAddressString());
+    text += QStringLiteral("Access: %1%2\n")
+                .arg(QLatin1String(groupReadable(group) ? "r" : "-"),
+                    QLatin1String(groupWritable(group) ? "w" : "-"));
+    text += QStringLiteral("Mask: 0x%1\n")
+                .arg(QStringLiteral("%1")
+                         .arg(group.getFullValueUnshifted(), digits, 16, QLatin1Char('0'))
+                         .toUpper());
+    text += QStringLiteral("Bitfields:\n") + fields.join(QLatin1Char('\n')) + QLatin1Char('\n');
+    return text;
+}
 
 QString documentation(const HwXMLElement& element)
 {

@@ -11,6 +11,7 @@
 #include <cstdint>
 
 class HwBitField;
+class HwBitGroup;
 class HwPointer;
 class HwValuable;
 
@@ -45,7 +46,7 @@ struct VELLXML_EXPORT HwCommandResult {
     std::uint32_t value = 0;
     bool hasValue = false;
     /// The text a printing command prints ("r", "rf": hexadecimal), the address string of "address", the
-    /// documentation of "doc"; empty otherwise.
+    /// documentation of "doc", the reason of a BadArguments refusal; empty otherwise.
     QString text;
     /// The pointed element given by ">".
     HwXMLElement* element = nullptr;
@@ -72,6 +73,17 @@ VELLXML_EXPORT QList<HwCommandInfo> elementCommands(const HwXMLElement* element)
 /// gives UnknownCommand.
 VELLXML_EXPORT HwCommandResult runElementCommand(
     HwXMLElement* element, const QString& command, const QStringList& arguments, HwTarget target);
+
+/// The commands offered on a bit group. A bit group is no element, so the completion lists and the
+/// lookup do not reach it as one: a tool finds it by name with HwValuable::getBitGroupByName. Its value is
+/// the register's bits under the group's combined mask moved down by the group's shift (the lowest bit of
+/// its fields); bits between non-adjacent fields read as 0 and must be written as 0.
+VELLXML_EXPORT QList<HwCommandInfo> bitGroupCommands();
+
+/// Runs a bit group command of bitGroupCommands(), with the arguments read as runElementCommand reads them
+/// (numbers only: a group has no options).
+VELLXML_EXPORT HwCommandResult runBitGroupCommand(
+    HwBitGroup& group, const QString& command, const QStringList& arguments, HwTarget target);
 
 /// A short English description of a status (and the host code), for a command line to print.
 VELLXML_EXPORT QString commandStatusText(const HwCommandResult& result);
@@ -130,6 +142,18 @@ VELLXML_EXPORT HwCommandResult writeForced(HwBitField& field, HwTarget target, s
 VELLXML_EXPORT HwCommandResult set(HwBitField& field, HwTarget target);
 /// "clear": "w" with 0.
 VELLXML_EXPORT HwCommandResult clear(HwBitField& field, HwTarget target);
+
+// Bit groups: reads and writes go through the parent register, as for a bitfield. The group is readable
+// when the register and every field of it are, writable when the register is and no field is read-only.
+
+/// "R" of a bit group (force: "RF"): reads the parent register; the value is the group's.
+VELLXML_EXPORT HwCommandResult read(HwBitGroup& group, HwTarget target, bool force = false);
+/// "w" of a bit group (force: "wf"): read-modify-write of the parent register; the bits of the
+/// write-one-to-set and write-one-to-clear fields outside the group are written as 0.
+VELLXML_EXPORT HwCommandResult write(
+    HwBitGroup& group, HwTarget target, std::uint32_t value, bool force = false);
+/// The documentation text of a bit group: path, kind, address, access, mask and fields.
+VELLXML_EXPORT QString documentation(const HwBitGroup& group);
 
 // Any element.
 

@@ -127,7 +127,19 @@ CXMLCompletionList HwValuable::getCompletionListFromTokens(const QStringList& to
         }
         if (HwBitField* field = getBitFieldByName(next))
             return field->getCompletionListFromTokens(tokens.mid(1));
-        return CXMLCompletionList();
+        CXMLCompletionList list;
+        if (getBitGroupByName(next)) {
+            for (const HwCommandInfo& command : bitGroupCommands()) {
+                CXMLCompletionEntry entry;
+                entry.name = command.name;
+                entry.arguments = command.arguments;
+                entry.result = command.result;
+                entry.help = command.help;
+                entry.kind = 0;
+                list.insert(entry.name, entry);
+            }
+        }
+        return list;
     }
     CXMLCompletionList list;
     for (const auto& field : getBitFields())

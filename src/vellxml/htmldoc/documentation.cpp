@@ -86,13 +86,15 @@ enum SearchKind : std::uint8_t {
     KindStruct,
     KindArray,
     KindBlock,
-    KindInstance
+    KindInstance,
+    KindAddress ///< a register found by its address: the key is "0x" and the anchor's eight digits
 };
 
 /// Every name the menu's search finds: instances, structures, arrays, registers, fields, memories and
 /// externals. Each element gives one entry keyed by its lower-case name and one more per word that follows
-/// a "_" in the name, so that "EN" finds TX_EN. Anchors and keys are ASCII (anchorName()), kept in one
-/// buffer: the default synthetic chip has 2.3 million entries.
+/// a "_" in the name, so that "EN" finds TX_EN; each register one more keyed by its address ("0x4000440c"),
+/// so that an address from a debugger's log finds its register. Anchors and keys are ASCII (anchorName()),
+/// kept in one buffer: the default synthetic chip has 2.3 million entries.
 class SearchIndex {
 public:
     void add(std::uint32_t page, SearchKind kind, const QString& anchor, const QString& name)
@@ -100,6 +102,27 @@ public:
         const auto anchorAt = static_cast<std::uint32_t>(m_text.size());
         appendLatin1(anchor);
         addKeys(page, kind, anchorAt, name);
+    }
+
+    /// A register by its address: the key is "0x" and the first eight characters of its anchor (the
+    /// address digits, see hrefNameOf()) in lower case.
+    void addAddress(std::uint32_t page, const QString& anchor)
+    {
+        const auto anchorAt = static_cast<std::uint32_t>(m_text.size());
+        appendLatin1(anchor);
+        const auto keyAt = static_cast<std::uint32_t>(m_text.size());
+        m_text += "0x";
+        for (std::size_t i = anchorAt; i < anchorAt + 8 && i < keyAt; ++i)
+            m_text +=
+                static_cast<char>(m_text[i] >= 'A' && m_text[i] <= 'Z' ? m_text[i] - 'A' + 'a' : m_text[i]);
+        Entry entry;
+        entry.key = keyAt;
+        entry.keyLength = static_cast<std::uint16_t>(m_text.size() - keyAt);
+        entry.anchor = anchorAt;
+        entry.anchorLength = static_cast<std::uint16_t>(std::min<std::size_t>(keyAt - anchorAt, 0xFFFF));
+        entry.page = page;
+        entry.kind = KindAddress;
+        m_entries.push_back(entry);
     }
 
     /// A field: its anchor is its register's anchor, ".", its name (see getHrefName()).
@@ -221,6 +244,7 @@ void collectSearchEntries(const HwXMLElement* element, std::uint32_t page, bool 
         const QString anchor = element->getHrefName();
         if (named)
             index.add(page, KindRegister, anchor, element->getName());
+        index.addAddress(page, anchor);
         for (const auto& field : valuable->getBitFields())
             index.addField(page, anchor, field->getName());
         if (element->isPointer()) {

@@ -3,4 +3,4 @@ vellxmlSearch.index({"pages":[
 ["chip_2.html","chip"],
 ["x_.._y.html","x/../y"]],
 "chunks":[
-["buf","y"]]});
+["0x40000000","y"]]});

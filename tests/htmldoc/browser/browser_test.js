@@ -114,6 +114,33 @@ async function main() {
     check('too wide a value', await content.textContent(`${cr1} .dec .err`), 'Wider than 32 bits.');
     await content.fill(`${cr1} .dec input`, '0x1401');
 
+    // Bits no field owns are named when set: CR1 has no field at bits 1, 8, 11, 13, 14 and 16 to 31.
+    for (const [value, warning] of [['0x1401', ''], ['0x1403', 'Reserved bits set: 1.'],
+      ['0xC0016B01', 'Reserved bits set: 31:30, 16, 14:13, 11, 8.']]) {
+      await content.fill(`${cr1} .dec input`, value);
+      check(`reserved bits of ${value}`, await content.textContent(`${cr1} .dec .warn`), warning);
+    }
+    await content.fill(`${cr1} .dec input`, '0x1401');
+
+    // A register found by its address, as a debugger's log prints it, in either case.
+    for (const query of ['0x4000440C', '0x4000440c']) {
+      await menu.fill('#search', query);
+      await menu.waitForSelector('#results a:has-text("at 0x")');
+      const found = await menu.$$eval('#results a', (links) => links.map((a) => a.textContent));
+      check(`address search ${query}`, found, ['ISRUART0.ISR at 0x4000440C']);
+    }
+    await menu.click('#results a');
+    check('address result opens the register', await waitForUrl(content, '#4000440C_ISR'),
+      'UART0.html#4000440C_ISR');
+    await menu.fill('#search', '0x4000FFF0');
+    await menu.waitForSelector('#results p:has-text("No register")');
+    check('no register at an address', await menu.textContent('#results p'), 'No register at 0x4000FFF0');
+    await menu.fill('#search', '0x400044');
+    await menu.waitForSelector('#results a:has-text("UART0.CR2")');
+    check('an address prefix lists the registers from there',
+      (await menu.$$eval('#results a', (links) => links.map((a) => a.textContent))).slice(0, 3),
+      ['CR1UART0.CR1 at 0x40004400', 'CR2UART0.CR2 at 0x40004404', 'BRRUART0.BRR at 0x40004408']);
+
     // A field found by a word of its name, through a path query.
     await menu.fill('#search', 'uart1.brr.mant');
     await menu.waitForSelector('#results a:has-text("UART1.BRR.DIV_MANTISSA")');
@@ -125,6 +152,44 @@ async function main() {
     await menu.click('#tree li:has(> .row > a:text-is("UART1")) > .row > .tw');
     await menu.click('#tree a:text-is("GTPR")');
     check('tree link', await waitForUrl(content, '#4000481C_GTPR'), 'UART1.html#4000481C_GTPR');
+
+    // Every field name of every register of the chip is readable whole in its bit picture: names too wide
+    // for their bits are drawn upwards, and no box cuts its name.
+    const pages = fs.readdirSync(docs).filter((f) => f.endsWith('.html') && !['index.html', 'menu.html', 'chip.html'].includes(f));
+    let labels = 0;
+    let vertical = 0;
+    const cut = [];
+    for (const file of pages) {
+      await content.goto(pathToFileURL(path.join(docs, file)).href);
+      const result = await content.evaluate(async () => {
+        const frame = () => new Promise((resolve) => requestAnimationFrame(() => resolve()));
+        for (const section of document.querySelectorAll('section.reg')) {
+          if (!section.querySelector(':scope > table.fields')) continue;
+          section.scrollIntoView();
+          for (let i = 0; i < 50 && !section.querySelector(':scope > .pic'); ++i) await frame();
+        }
+        const out = { labels: 0, vertical: 0, cut: [] };
+        document.querySelectorAll('.pic .box').forEach((box) => {
+          const name = box.querySelector('.n');
+          if (!name) return;
+          ++out.labels;
+          if (box.classList.contains('vert')) ++out.vertical;
+          const b = box.getBoundingClientRect();
+          const n = name.getBoundingClientRect();
+          const inside = n.left >= b.left - 0.5 && n.right <= b.right + 0.5 && n.top >= b.top - 0.5 && n.bottom <= b.bottom + 0.5;
+          if (!inside || !box.title.startsWith(name.textContent + ' [')) out.cut.push(box.title);
+        });
+        out.unprepared = Array.from(document.querySelectorAll('section.reg'))
+          .filter((s) => s.querySelector(':scope > table.fields') && !s.querySelector(':scope > .pic')).length;
+        return out;
+      });
+      labels += result.labels;
+      vertical += result.vertical;
+      cut.push(...result.cut.map((title) => `${file}: ${title}`));
+      check(`${file}: every register has its picture`, result.unprepared, 0);
+    }
+    check('field names cut in the bit pictures', cut, []);
+    check('bit pictures drawn with labels, some of them upwards', labels > 100 && vertical > 10, true);
 
     check('no script errors', errors, []);
     // Back to the decoded register for the picture kept as the test's artefact.

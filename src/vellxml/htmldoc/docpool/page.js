@@ -48,7 +48,7 @@
       box.style.gridColumn = (width - top) + ' / span ' + (top - bottom + 1);
       var range = top === bottom ? String(top) : top + ':' + bottom;
       if (field) {
-        box.appendChild(document.createTextNode(field.name));
+        box.appendChild(make('span', 'n', field.name));
         box.title = field.name + ' [' + range + ']';
         box.addEventListener('click', function (id) { return function () { location.hash = id; }; }(field.id));
         box.field = field;
@@ -61,7 +61,30 @@
       top = bottom - 1;
     }
     grid.boxes = boxes;
+    grid.owner = owner;
     return grid;
+  }
+
+  // A name wider than its box is turned to read upwards, as register manuals draw narrow fields; the
+  // picture's row grows to the longest such name. Measured once the picture is laid out.
+  function fitLabels(grid) {
+    grid.boxes.forEach(function (box) {
+      var name = box.querySelector('.n');
+      if (name && name.getBoundingClientRect().width > box.clientWidth - 4) box.classList.add('vert');
+    });
+  }
+
+  // "31:25, 8": the runs of bits set in value that no field owns, highest first.
+  function reservedRuns(value, owner, width) {
+    var runs = [];
+    for (var bit = width - 1; bit >= 0; --bit) {
+      if (owner[bit] || Math.floor(value / Math.pow(2, bit)) % 2 === 0) continue;
+      var low = bit;
+      while (low > 0 && !owner[low - 1] && Math.floor(value / Math.pow(2, low - 1)) % 2 === 1) --low;
+      runs.push(bit === low ? String(bit) : bit + ':' + low);
+      bit = low;
+    }
+    return runs;
   }
 
   function parseValue(text) {
@@ -87,13 +110,16 @@
     input.placeholder = '0x' + '0'.repeat(width / 4);
     label.appendChild(input);
     var error = make('span', 'err');
+    var warning = make('span', 'warn');
     var table = make('table', 'dec-out');
     box.appendChild(label);
     box.appendChild(error);
+    box.appendChild(warning);
     box.appendChild(table);
     input.addEventListener('input', function () {
       table.textContent = '';
       error.textContent = '';
+      warning.textContent = '';
       grid.boxes.forEach(function (b) { var v = b.querySelector('.v'); if (v) b.removeChild(v); });
       if (!input.value.trim()) return;
       var value = parseValue(input.value);
@@ -114,6 +140,8 @@
       grid.boxes.forEach(function (b) {
         if (b.field) b.appendChild(make('span', 'v', hex(fieldValue(value, b.field))));
       });
+      var reserved = reservedRuns(value, grid.owner, width);
+      if (reserved.length) warning.textContent = 'Reserved bits set: ' + reserved.join(', ') + '.';
     });
     return box;
   }
@@ -127,6 +155,7 @@
     var fields = fieldsOf(table, width);
     var grid = picture(fields, width);
     section.insertBefore(grid, table);
+    fitLabels(grid);
     section.insertBefore(decoder(fields, width, grid), table);
   }
 

@@ -153,8 +153,10 @@
   // ---------------------------------------------------------------------------------------------------
   // The search.
 
-  var KIND_LETTER = ['f', 'r', 's', 'a', 'm', 's'];
-  var KIND_RANK = [4, 1, 2, 2, 3, 0];  // instances first, then registers, structures, blocks, fields
+  // Kinds: 0 field, 1 register, 2 structure, 3 array, 4 memory or external, 5 instance, 6 register by
+  // address (its key is "0x" and the eight address digits that start its anchor).
+  var KIND_LETTER = ['f', 'r', 's', 'a', 'm', 's', 'r'];
+  var KIND_RANK = [4, 1, 2, 2, 3, 0, 1];  // instances first, then registers, structures, blocks, fields
   var searchChunks = new ChunkLoader('search');
   var searchIndex = null;
   var entriesOf = {};  // chunk number -> {entries, keys}
@@ -181,6 +183,7 @@
     return instance + '.' + path;
   }
   function keyOf(entry) {
+    if (kindOf(entry) === 6) return '0x' + lowerAscii(entry[1].slice(0, 8));
     return lowerAscii(anchorName(nameOf(entry))).slice((entry[2] || 0) >> 3);
   }
 
@@ -231,7 +234,7 @@
     results.textContent = '';
     selected = -1;
     if (!hits.length) {
-      results.appendChild(make('p', null, 'Nothing named ' + query));
+      results.appendChild(make('p', null, (/^0x/i.test(query) ? 'No register at ' : 'Nothing named ') + query));
       return;
     }
     hits.forEach(function (hit) {
@@ -241,7 +244,7 @@
       link.href = kindOf(entry) === 5 ? page : page + '#' + entry[1];
       link.target = 'content';
       link.appendChild(make('b', null, nameOf(entry)));
-      link.appendChild(make('span', null, pathOf(entry)));
+      link.appendChild(make('span', null, pathOf(entry) + (kindOf(entry) === 6 ? ' at 0x' + entry[1].slice(0, 8) : '')));
       results.appendChild(link);
     });
     if (more) results.appendChild(make('p', null, 'More matches: type more of the name.'));
