@@ -70,6 +70,13 @@ int errorReplyCode(const std::string& reply)
     return 0;
 }
 
+/// Whether a reply reports that the target stopped or ended ("S05", "T05thread:01;", "W00", "X09"): none of
+/// them can answer "m" (hexadecimal or "E NN") or "M" ("OK" or "E NN").
+bool isStopReply(const std::string& reply)
+{
+    return !reply.empty() && (reply[0] == 'S' || reply[0] == 'T' || reply[0] == 'W' || reply[0] == 'X');
+}
+
 } // namespace
 
 struct GdbRemoteBackend::Connection {
@@ -268,7 +275,11 @@ struct GdbRemoteBackend::Connection {
             const Clock::time_point until = deadline();
             if (const int sent = sendPacket(request, until); sent != 0)
                 return sent;
-            const int received = receivePacket(reply, until);
+            int received = receivePacket(reply, until);
+            // A server stops a running target when a debugger connects and may say so on its own: such a
+            // stop reply answers no memory request, and is passed over.
+            while (received == 0 && request[0] != '?' && isStopReply(reply))
+                received = receivePacket(reply, until);
             if (received != kGdbBadChecksum || !noAck || !mayRepeat || attempt >= options.retries)
                 return received;
         }
@@ -301,7 +312,8 @@ struct GdbRemoteBackend::Connection {
     std::string writeRequest(std::uint32_t address, Width width, std::uint32_t value) const
     {
         const int bytes = bytesOf(width);
-        std::string request = "M" + hexNumber(address) + "," + hexNumber(static_cast<std::uint32_t>(bytes)) + ":";
+        std::string request =
+            "M" + hexNumber(address) + "," + hexNumber(static_cast<std::uint32_t>(bytes)) + ":";
         for (int i = 0; i < bytes; ++i) {
             const int shift = options.bigEndian ? 8 * (bytes - 1 - i) : 8 * i;
             request += hexByte((value >> shift) & 0xFF);
@@ -316,7 +328,8 @@ struct GdbRemoteBackend::Connection {
         hints.ai_socktype = SOCK_STREAM;
         addrinfo* found = nullptr;
         const std::string port = std::to_string(options.port);
-        if (const int status = ::getaddrinfo(options.host.c_str(), port.c_str(), &hints, &found); status != 0) {
+        if (const int status = ::getaddrinfo(options.host.c_str(), port.c_str(), &hints, &found);
+            status != 0) {
             error = "cannot resolve " + options.host + ": " + gai_strerror(status);
             return false;
         }
@@ -331,7 +344,8 @@ struct GdbRemoteBackend::Connection {
                 int soError = 0;
                 socklen_t length = sizeof soError;
                 const int waited = wait(POLLOUT, until);
-                status = waited == 0 && ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &soError, &length) == 0 && soError == 0
+                status = waited == 0 && ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &soError, &length) == 0
+                        && soError == 0
                     ? 0
                     : -1;
                 if (waited == kGdbTimeout)
@@ -379,14 +393,16 @@ struct GdbRemoteBackend::Connection {
             noAck = reply == "OK";
         }
         if (const int status = transact("?", reply, true); status != 0) {
-            error = "the GDB server at " + where + " gave no stop reason (code " + std::to_string(status) + ")";
+            error =
+                "the GDB server at " + where + " gave no stop reason (code " + std::to_string(status) + ")";
             return false;
         }
         return true;
     }
 };
 
-bool GdbRemoteBackend::parseLocation(const std::string& location, GdbRemoteOptions& options, std::string& error)
+bool GdbRemoteBackend::parseLocation(
+    const std::string& location, GdbRemoteOptions& options, std::string& error)
 {
     const std::string scheme = "gdb://";
     if (location.rfind(scheme, 0) != 0) {
@@ -448,7 +464,8 @@ bool GdbRemoteBackend::parseLocation(const std::string& location, GdbRemoteOptio
     return true;
 }
 
-std::unique_ptr<GdbRemoteBackend> GdbRemoteBackend::connect(const GdbRemoteOptions& options, std::string& error)
+std::unique_ptr<GdbRemoteBackend> GdbRemoteBackend::connect(
+    const GdbRemoteOptions& options, std::string& error)
 {
     auto connection = std::make_unique<Connection>();
     connection->options = options;
@@ -465,7 +482,10 @@ std::unique_ptr<GdbRemoteBackend> GdbRemoteBackend::connect(const std::string& l
     return connect(options, error);
 }
 
-GdbRemoteBackend::GdbRemoteBackend(std::unique_ptr<Connection> connection) : m_connection(std::move(connection)) {}
+GdbRemoteBackend::GdbRemoteBackend(std::unique_ptr<Connection> connection)
+    : m_connection(std::move(connection))
+{
+}
 
 GdbRemoteBackend::~GdbRemoteBackend() = default;
 
@@ -484,7 +504,8 @@ int GdbRemoteBackend::write(int, std::uint32_t address, Width width, std::uint32
     if (width == Width::Internal8)
         return kGdbNoInternalRegisters;
     std::string reply;
-    if (const int status = m_connection->transact(m_connection->writeRequest(address, width, value), reply, false);
+    if (const int status =
+            m_connection->transact(m_connection->writeRequest(address, width, value), reply, false);
         status != 0)
         return status;
     if (reply == "OK")
@@ -519,7 +540,9 @@ int GdbRemoteBackend::readBatch(const std::vector<Access>& accesses, std::vector
         // Every reply in flight is taken in, also after a failure, so that the next request meets its own.
         for (std::size_t i = start; i < end; ++i) {
             std::string reply;
-            const int received = c.receivePacket(reply, c.deadline());
+            int received = c.receivePacket(reply, c.deadline());
+            while (received == 0 && isStopReply(reply))
+                received = c.receivePacket(reply, c.deadline());
             if (received != 0 && c.fd < 0)
                 return first == 0 ? received : first;
             std::uint32_t value = 0;

@@ -61,7 +61,10 @@ std::unique_ptr<MakerLibraryBackend> MakerLibraryBackend::load(
 
 MakerLibraryBackend::MakerLibraryBackend(
     void* handle, std::string path, std::optional<int> target, std::unique_ptr<Functions> functions)
-    : m_handle(handle), m_path(std::move(path)), m_target(target), m_functions(std::move(functions))
+    : m_handle(handle)
+    , m_path(std::move(path))
+    , m_target(target)
+    , m_functions(std::move(functions))
 {
 }
 

@@ -113,11 +113,16 @@ TEST(MakerLibraryBackend, CallsTheLibrarysOwnFunctionsWithItsTarget)
         std::uint32_t arrives;
         int width;
     } writes[] = {
-        {[](int t, std::uint32_t a, std::uint32_t v) { return PROBE_Write8(t, a, static_cast<std::uint8_t>(v)); },
+        {[](int t, std::uint32_t a, std::uint32_t v) {
+             return PROBE_Write8(t, a, static_cast<std::uint8_t>(v));
+         },
             0x1AB, 0xAB, 1},
-        {[](int t, std::uint32_t a, std::uint32_t v) { return PROBE_Write16(t, a, static_cast<std::uint16_t>(v)); },
+        {[](int t, std::uint32_t a, std::uint32_t v) {
+             return PROBE_Write16(t, a, static_cast<std::uint16_t>(v));
+         },
             0x1ABCD, 0xABCD, 2},
-        {[](int t, std::uint32_t a, std::uint32_t v) { return PROBE_Write32(t, a, v); }, 0x89ABCDEF, 0x89ABCDEF, 4},
+        {[](int t, std::uint32_t a, std::uint32_t v) { return PROBE_Write32(t, a, v); }, 0x89ABCDEF,
+            0x89ABCDEF, 4},
         {[](int t, std::uint32_t a, std::uint32_t v) {
              return PROBE_WriteInternal(t, a, static_cast<std::uint8_t>(v));
          },
@@ -140,7 +145,8 @@ TEST(MakerLibraryBackend, CallsTheLibrarysOwnFunctionsWithItsTarget)
     closeTarget(handle);
 
     EXPECT_FALSE(MakerLibraryBackend::load("/nonexistent/libvellhost_library.so", std::nullopt, error));
-    EXPECT_EQ(error.rfind("cannot load the probe library /nonexistent/libvellhost_library.so: ", 0), 0u) << error;
+    EXPECT_EQ(error.rfind("cannot load the probe library /nonexistent/libvellhost_library.so: ", 0), 0u)
+        << error;
 }
 
 TEST(GdbRemoteBackend, RandomAccessesAgreeWithTheSimulator)
@@ -160,7 +166,8 @@ TEST(GdbRemoteBackend, RandomAccessesAgreeWithTheSimulator)
         const std::uint32_t value = random();
         const int width = static_cast<int>(random() % 3);
         const bool reading = random() % 2 == 0;
-        SCOPED_TRACE(testing::Message() << i << ": " << (reading ? "read" : "write") << width << " @" << address);
+        SCOPED_TRACE(
+            testing::Message() << i << ": " << (reading ? "read" : "write") << width << " @" << address);
         if (reading) {
             std::uint32_t fromGdb = 0;
             std::uint32_t fromSim = 0;

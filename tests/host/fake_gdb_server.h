@@ -22,7 +22,9 @@
 class FakeGdbServer {
 public:
     FakeGdbServer(bool offerNoAck, std::vector<std::string> script, bool answerHandshake = true)
-        : m_offerNoAck(offerNoAck), m_answerHandshake(answerHandshake), m_script(std::move(script))
+        : m_offerNoAck(offerNoAck)
+        , m_answerHandshake(answerHandshake)
+        , m_script(std::move(script))
     {
         m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_in address {};
@@ -97,7 +99,8 @@ private:
             return true;
         std::string step = m_script[m_next++];
         const std::string close = "<close>";
-        const bool closing = step.size() >= close.size() && step.compare(step.size() - close.size(), close.size(), close) == 0;
+        const bool closing =
+            step.size() >= close.size() && step.compare(step.size() - close.size(), close.size(), close) == 0;
         if (closing)
             step.resize(step.size() - close.size());
         if (step != "<silent>")
@@ -149,7 +152,8 @@ private:
                     continue;
                 const std::string ack = noAck ? "" : "+";
                 if (payload.rfind("qSupported", 0) == 0) {
-                    send(fd, ack + packet(m_offerNoAck ? "PacketSize=400;QStartNoAckMode+" : "PacketSize=400"));
+                    send(fd,
+                        ack + packet(m_offerNoAck ? "PacketSize=400;QStartNoAckMode+" : "PacketSize=400"));
                 } else if (payload == "QStartNoAckMode") {
                     send(fd, ack + packet("OK"));
                     noAck = true;

@@ -43,10 +43,22 @@ API int PROBE_ReadInternal(int target, uint32_t address, uint8_t* value)
     *value = (uint8_t)(answer(target, address, 9) ^ 0x80);
     return 0;
 }
-API int PROBE_Write8(int target, uint32_t address, uint8_t value) { return record(target, address, value, 1); }
-API int PROBE_Write16(int target, uint32_t address, uint16_t value) { return record(target, address, value, 2); }
-API int PROBE_Write32(int target, uint32_t address, uint32_t value) { return record(target, address, value, 4); }
-API int PROBE_WriteInternal(int target, uint32_t address, uint8_t value) { return record(target, address, value, 9); }
+API int PROBE_Write8(int target, uint32_t address, uint8_t value)
+{
+    return record(target, address, value, 1);
+}
+API int PROBE_Write16(int target, uint32_t address, uint16_t value)
+{
+    return record(target, address, value, 2);
+}
+API int PROBE_Write32(int target, uint32_t address, uint32_t value)
+{
+    return record(target, address, value, 4);
+}
+API int PROBE_WriteInternal(int target, uint32_t address, uint8_t value)
+{
+    return record(target, address, value, 9);
+}
 
 /* What the last write did, for the tests: the handle, address, value and width (9 for internal). */
 API void FAKE_lastWrite(int* target, uint32_t* address, uint32_t* value, int* width)

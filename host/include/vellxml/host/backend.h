@@ -56,7 +56,8 @@ VELLHOST_EXPORT int openTarget(std::unique_ptr<ProbeBackend> backend);
 /// Opens the target a location names, or returns -1 with error set:
 ///   "sim"                           the simulated target, a fresh one per call;
 ///   "gdb://HOST:PORT[?OPTIONS]"     a GDB server (see <vellxml/host/gdb_remote.h> for the options);
-///   "probe:N"                       target N of the maker's probe library (builds with VELLXML_HOST_LIBRARY).
+///   "probe:N"                       target N of the maker's probe library (builds with
+///   VELLXML_HOST_LIBRARY).
 VELLHOST_EXPORT int openTarget(const std::string& location, std::string& error);
 /// Closes an open target (the backend is deleted); false when handle is not open.
 VELLHOST_EXPORT bool closeTarget(int handle);

@@ -31,8 +31,8 @@ public:
 
 private:
     struct Functions;
-    MakerLibraryBackend(void* handle, std::string path, std::optional<int> target,
-        std::unique_ptr<Functions> functions);
+    MakerLibraryBackend(
+        void* handle, std::string path, std::optional<int> target, std::unique_ptr<Functions> functions);
 
     void* m_handle;
     std::string m_path;
