@@ -15,6 +15,8 @@ packages=(
   chromium nodejs npm
   # checks of the generated files: VHDL analysis, 32-bit C layout programs
   ghdl libc6-dev-i386 lib32gcc-12-dev
+  # a real GDB server (QEMU's emulated micro:bit) and firmware for it
+  qemu-system-arm gcc-arm-none-eabi libnewlib-arm-none-eabi
 )
 
 missing=()
