@@ -144,8 +144,8 @@ TEST(MakerLibraryBackend, CallsTheLibrarysOwnFunctionsWithItsTarget)
     dlclose(library);
     closeTarget(handle);
 
-    EXPECT_FALSE(MakerLibraryBackend::load("/nonexistent/libvellhost_library.so", std::nullopt, error));
-    EXPECT_EQ(error.rfind("cannot load the probe library /nonexistent/libvellhost_library.so: ", 0), 0u)
+    EXPECT_FALSE(MakerLibraryBackend::load("/nonexistent/libprobe.so", std::nullopt, error));
+    EXPECT_EQ(error.rfind("cannot load the probe library /nonexistent/libprobe.so: ", 0), 0u)
         << error;
 }
 
