@@ -334,7 +334,8 @@ struct GdbRemoteBackend::Connection {
             return false;
         }
         const Clock::time_point until = deadline();
-        error = "cannot connect to " + options.host + ":" + port;
+        const std::string cannot = "cannot connect to " + options.host + ":" + port;
+        error = cannot;
         for (addrinfo* at = found; at && fd < 0; at = at->ai_next) {
             fd = ::socket(at->ai_family, at->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, at->ai_protocol);
             if (fd < 0)
@@ -349,11 +350,11 @@ struct GdbRemoteBackend::Connection {
                     ? 0
                     : -1;
                 if (waited == kGdbTimeout)
-                    error += ": timed out";
+                    error = cannot + ": timed out";
                 else if (soError != 0)
-                    error += std::string(": ") + std::strerror(soError);
+                    error = cannot + ": " + std::strerror(soError);
             } else if (status != 0) {
-                error += std::string(": ") + std::strerror(errno);
+                error = cannot + ": " + std::strerror(errno);
             }
             if (status != 0)
                 drop();
