@@ -17,6 +17,8 @@ packages=(
   ghdl libc6-dev-i386 lib32gcc-12-dev
   # CMSIS-SVD exports are validated against the schema
   libxml2-utils
+  # a real GDB server (QEMU's emulated micro:bit) and firmware for it
+  qemu-system-arm gcc-arm-none-eabi libnewlib-arm-none-eabi
 )
 
 missing=()

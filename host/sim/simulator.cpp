@@ -1,4 +1,3 @@
-#include <vellxml/host/probe.h>
 #include <vellxml/host/simulator.h>
 
 #include <map>
@@ -187,66 +186,37 @@ void clearCalls()
 
 } // namespace vellxml::sim
 
-using vellxml::sim::Operation;
-using vellxml::sim::Space;
+namespace vellxml::sim {
 
-extern "C" {
-
-int PROBE_Read8(int target, uint32_t address, uint8_t* value)
+int SimulatorBackend::read(int target, std::uint32_t address, host::Width width, std::uint32_t& value)
 {
+    const Space space = width == host::Width::Internal8 ? Space::Internal : Space::Memory;
+    const Operation operation = width == host::Width::Bits8 ? Operation::Read8
+        : width == host::Width::Bits16                      ? Operation::Read16
+        : width == host::Width::Bits32                      ? Operation::Read32
+                                                            : Operation::ReadInternal;
     std::uint32_t read = 0;
-    const int result = vellxml::sim::hostRead(Operation::Read8, Space::Memory, target, address, 1, read);
+    const int result = hostRead(operation, space, target, address, host::bytesOf(width), read);
     if (result == 0)
-        *value = static_cast<uint8_t>(read);
+        value = read;
     return result;
 }
 
-int PROBE_Read16(int target, uint32_t address, uint16_t* value)
+int SimulatorBackend::write(int target, std::uint32_t address, host::Width width, std::uint32_t value)
 {
-    std::uint32_t read = 0;
-    const int result = vellxml::sim::hostRead(Operation::Read16, Space::Memory, target, address, 2, read);
-    if (result == 0)
-        *value = static_cast<uint16_t>(read);
-    return result;
+    const Space space = width == host::Width::Internal8 ? Space::Internal : Space::Memory;
+    const Operation operation = width == host::Width::Bits8 ? Operation::Write8
+        : width == host::Width::Bits16                      ? Operation::Write16
+        : width == host::Width::Bits32                      ? Operation::Write32
+                                                            : Operation::WriteInternal;
+    const int bytes = host::bytesOf(width);
+    const std::uint32_t mask = bytes == 4 ? 0xFFFFFFFFu : (1u << (8 * bytes)) - 1;
+    return hostWrite(operation, space, target, address, bytes, value & mask);
 }
 
-int PROBE_Read32(int target, uint32_t address, uint32_t* value)
+std::string SimulatorBackend::describe() const
 {
-    std::uint32_t read = 0;
-    const int result = vellxml::sim::hostRead(Operation::Read32, Space::Memory, target, address, 4, read);
-    if (result == 0)
-        *value = read;
-    return result;
+    return "simulated target";
 }
 
-int PROBE_ReadInternal(int target, uint32_t address, uint8_t* value)
-{
-    std::uint32_t read = 0;
-    const int result =
-        vellxml::sim::hostRead(Operation::ReadInternal, Space::Internal, target, address, 1, read);
-    if (result == 0)
-        *value = static_cast<uint8_t>(read);
-    return result;
-}
-
-int PROBE_Write8(int target, uint32_t address, uint8_t value)
-{
-    return vellxml::sim::hostWrite(Operation::Write8, Space::Memory, target, address, 1, value);
-}
-
-int PROBE_Write16(int target, uint32_t address, uint16_t value)
-{
-    return vellxml::sim::hostWrite(Operation::Write16, Space::Memory, target, address, 2, value);
-}
-
-int PROBE_Write32(int target, uint32_t address, uint32_t value)
-{
-    return vellxml::sim::hostWrite(Operation::Write32, Space::Memory, target, address, 4, value);
-}
-
-int PROBE_WriteInternal(int target, uint32_t address, uint8_t value)
-{
-    return vellxml::sim::hostWrite(Operation::WriteInternal, Space::Internal, target, address, 1, value);
-}
-
-} // extern "C"
+} // namespace vellxml::sim

@@ -17,6 +17,11 @@ file(GLOB_RECURSE private_headers "${prefix}/include/*_p.h")
 if(private_headers)
   message(FATAL_ERROR "private headers were installed: ${private_headers}")
 endif()
+# The maker's library name belongs to the maker: a debugger loading it must never find the simulator.
+file(GLOB_RECURSE maker_named "${prefix}/*libvellhost_library*")
+if(maker_named)
+  message(FATAL_ERROR "installed under the maker's library name: ${maker_named}")
+endif()
 
 run(${CMAKE_COMMAND} -S "${CONSUMER_SOURCE_DIR}" -B "${WORK_DIR}/build" -G "${GENERATOR}"
   "-DCMAKE_PREFIX_PATH=${prefix}"

@@ -4,6 +4,7 @@
 
 #include <vellxml/access/commands.h>
 #include <vellxml/host/probe.h>
+#include <vellxml/host/backend.h>
 #if VELLXML_TOOL_SIMULATOR
 #include <vellxml/host/simulator.h>
 #endif
@@ -31,12 +32,13 @@
 namespace vellxml::cli {
 namespace {
 
-const char shellHelp[] = "Usage: vellxml shell ROOT\n"
+const char shellHelp[] = "Usage: vellxml shell [--target LOCATION] ROOT\n"
                          "\n"
-                         "An interactive register shell on a simulated target. Every register starts at\n"
-                         "its reset value; write-one-to-set, write-one-to-clear and read-only fields\n"
-                         "behave as described, and bits of no field stay 0. Commands are written as the\n"
-                         "completion lists name them:\n"
+                         "An interactive register shell on a simulated target, or on a real one through a\n"
+                         "GDB server. On the simulated target every register starts at its reset value;\n"
+                         "write-one-to-set, write-one-to-clear and read-only fields behave as described,\n"
+                         "and bits of no field stay 0. Commands are written as the completion lists name "
+                         "them:\n"
                          "\n"
                          "  UART0.CR1.r                   read and print a register (hexadecimal)\n"
                          "  UART0.CR1.r dec               the same in decimal (or bin, or hex)\n"
@@ -70,9 +72,17 @@ const char shellHelp[] = "Usage: vellxml shell ROOT\n"
                          "status 1 when any line failed.\n"
                          "\n"
                          "Options:\n"
-                         "  -h, --help  show this help\n";
+                         "  --target LOCATION  where the registers are: sim (the simulated target, the\n"
+                         "                     default), gdb://HOST:PORT (a GDB server: OpenOCD, pyOCD,\n"
+                         "                     J-Link, Black Magic Probe, QEMU; add ?timeout=MS to change\n"
+                         "                     the 2000 ms bound of each access), or probe:N (target N of\n"
+                         "                     the maker's probe library, in builds that link it). A read\n"
+                         "                     on a real target is a real read, side effects included.\n"
+                         "  -h, --help         show this help\n";
 
-const HwTarget g_target {0};
+HwTarget g_target {0};
+/// Whether g_target is the simulated target, which the shell prepares and resets.
+bool g_simulated = true;
 
 /// The loaded chip and the shell's settings, shared with the completion callback of the line editor.
 struct Session {
@@ -517,6 +527,10 @@ bool runLine(const QString& line, bool& quit)
     }
 #if VELLXML_TOOL_SIMULATOR
     if (first == QLatin1String("reset")) {
+        if (!g_simulated) {
+            printErr(QStringLiteral("reset works on the simulated target only"));
+            return false;
+        }
         resetTarget();
         return true;
     }
@@ -674,8 +688,10 @@ int interactive()
     sigaction(SIGINT, &interrupt, &previous);
     using_history();
     read_history(history.constData());
-    std::printf("vellxml shell on %s: a simulated target at reset. Tab completes, 'help' for help.\n",
-        g_session.root->getName().toUtf8().constData());
+    const std::string target = g_simulated ? std::string("a simulated target at reset")
+                                           : host::backendOf(g_target.handle)->describe();
+    std::printf("vellxml shell on %s: %s. Tab completes, 'help' for help.\n",
+        g_session.root->getName().toUtf8().constData(), target.c_str());
     bool quit = false;
     while (!quit) {
         g_interrupted = 0;
@@ -716,8 +732,26 @@ int fromPipe()
     return failed ? ExitFailure : ExitOk;
 }
 
-int runShell(const std::vector<std::string>& args)
+int runShell(const std::vector<std::string>& givenArgs)
 {
+    // --target LOCATION or --target=LOCATION, before the operands are read.
+    std::string location = "sim";
+    std::vector<std::string> args;
+    for (std::size_t i = 0; i < givenArgs.size(); ++i) {
+        if (givenArgs[i] == "--") {
+            args.insert(args.end(), givenArgs.begin() + static_cast<std::ptrdiff_t>(i), givenArgs.end());
+            break;
+        }
+        if (givenArgs[i] == "--target") {
+            if (i + 1 == givenArgs.size())
+                return usageError(shellCommand, "--target takes a location");
+            location = givenArgs[++i];
+        } else if (givenArgs[i].rfind("--target=", 0) == 0) {
+            location = givenArgs[i].substr(9);
+        } else {
+            args.push_back(givenArgs[i]);
+        }
+    }
     std::vector<std::string> operands;
     if (const int status = parseOperands(shellCommand, args, 1, "one root file", operands, nullptr);
         status != ExitOk)
@@ -735,8 +769,17 @@ int runShell(const std::vector<std::string>& args)
         return ExitFailure;
     g_session.map = map.get();
     g_session.root = rootOf(*map);
-    resetTarget();
+    std::string error;
+    g_target.handle = host::openTarget(location, error);
+    if (g_target.handle < 0) {
+        printError(error);
+        return ExitFailure;
+    }
+    g_simulated = location == "sim";
+    if (g_simulated)
+        resetTarget();
     const int status = isatty(STDIN_FILENO) ? interactive() : fromPipe();
+    host::closeTarget(g_target.handle);
     g_session = Session();
     return status;
 #endif
@@ -745,6 +788,6 @@ int runShell(const std::vector<std::string>& args)
 } // namespace
 
 const Command shellCommand {
-    "shell", "an interactive register shell on a simulated target", shellHelp, runShell};
+    "shell", "an interactive register shell on a simulated or real target", shellHelp, runShell};
 
 } // namespace vellxml::cli

@@ -1,13 +1,15 @@
 #ifndef VELLXML_HOST_SIMULATOR_H
 #define VELLXML_HOST_SIMULATOR_H
 
+#include <vellxml/host/backend.h>
 #include <vellxml/host/vellhost_export.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
-/// Control of the simulated target, the stand-in for the maker's host library that tests and tools link
-/// instead of it. The PROBE_* functions of <vellxml/host/probe.h> act on this state.
+/// Control of the simulated target, the default backend of the PROBE_* functions of <vellxml/host/probe.h>
+/// (and the one that the location "sim" opens): tests and tools use it in place of a chip.
 ///
 /// Any number of targets exist, each made on first use of its handle: a sparse byte-addressed memory read
 /// and written little-endian (bytes never written read 0), and a separate space of internal 8-bit
@@ -71,6 +73,14 @@ VELLHOST_EXPORT void setErrorCode(int target, std::uint32_t address, int code, S
 /// The PROBE_* calls since the last reset() or clearCalls(), oldest first.
 VELLHOST_EXPORT std::vector<HostCall> calls();
 VELLHOST_EXPORT void clearCalls();
+
+/// The simulator as a probe backend: each call acts on the simulated target of the call's handle.
+class VELLHOST_EXPORT SimulatorBackend final : public host::ProbeBackend {
+public:
+    int read(int target, std::uint32_t address, host::Width width, std::uint32_t& value) override;
+    int write(int target, std::uint32_t address, host::Width width, std::uint32_t value) override;
+    std::string describe() const override;
+};
 
 } // namespace vellxml::sim
 
