@@ -29,10 +29,13 @@ struct Step {
     bool ok = true;
 };
 
-void quiet(const char*) {}
+void quiet(const char*)
+{
+}
 
 /// Runs `work` in a child process `runs` times and keeps the best times and the largest peak.
-template <typename Work> Step measure(int runs, Work work)
+template<typename Work>
+Step measure(int runs, Work work)
 {
     Step step;
     for (int i = 0; i < runs; ++i) {
@@ -78,16 +81,17 @@ int main(int argc, char** argv)
         const Step load = measure(runs, [&] {
             HwMemoryMap map;
             HwMemoryMapLoader loader;
-            return loader.loadRootArchiveFromFile(&map, dir + QStringLiteral("/chip.xml"), nullptr, onLoadError,
-                       nullptr, true)
+            return loader.loadRootArchiveFromFile(
+                       &map, dir + QStringLiteral("/chip.xml"), nullptr, onLoadError, nullptr, true)
                 != nullptr;
         });
         const double ratio = import.cpu / std::max(load.cpu, 1e-6);
         const bool ok = import.ok && load.ok;
         failures += ok ? 0 : 1;
         std::printf("%-28s %9lld %12.3f %9.1f %12.3f %9.1f %12.2f %6s\n",
-            qPrintable(QFileInfo(svd).completeBaseName()), static_cast<long long>(QFileInfo(svd).size() / 1024),
-            import.cpu, mib(import.peakKiB), load.cpu, mib(load.peakKiB), ratio, ok ? "" : "FAILED");
+            qPrintable(QFileInfo(svd).completeBaseName()),
+            static_cast<long long>(QFileInfo(svd).size() / 1024), import.cpu, mib(import.peakKiB), load.cpu,
+            mib(load.peakKiB), ratio, ok ? "" : "FAILED");
     }
     return failures == 0 ? 0 : 1;
 }

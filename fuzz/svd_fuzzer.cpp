@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     require(messageCount().error == 0, "import succeeded with an error message");
-    require(!files.isEmpty() && files.first().first == QLatin1String(SVD_ROOT_FILE_NAME), "no root file first");
+    require(
+        !files.isEmpty() && files.first().first == QLatin1String(SVD_ROOT_FILE_NAME), "no root file first");
 
     vellxml::fuzz::MemoryFileSource source;
     for (const auto& file : files)
@@ -46,8 +47,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     HwMemoryMap map;
     HwMemoryMapLoader loader;
     loader.limits().maxElements = 200000;
-    const bool loaded = loader.loadRootArchiveFromFile(&map, g_directory + QLatin1Char('/') + files.first().first,
-                            nullptr, vellxml::fuzz::countError, vellxml::fuzz::countWarning, true)
+    const bool loaded =
+        loader.loadRootArchiveFromFile(&map, g_directory + QLatin1Char('/') + files.first().first, nullptr,
+            vellxml::fuzz::countError, vellxml::fuzz::countWarning, true)
         != nullptr;
     require(loaded && messageCount().error == 0, "an imported archive set does not load");
     return 0;

@@ -22,7 +22,7 @@
 
 namespace {
 
-class VendorChip : public ::testing::TestWithParam<const char*> {};
+class VendorChip : public ::testing::TestWithParam<const char*> { };
 
 TEST_P(VendorChip, EveryRegisterAndFieldIsFoundAtItsAddress)
 {
@@ -30,7 +30,8 @@ TEST_P(VendorChip, EveryRegisterAndFieldIsFoundAtItsAddress)
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
     loadertest::messages() = loadertest::Messages();
-    ASSERT_TRUE(importSvdFile(svd, dir.path() + QStringLiteral("/chip"), loadertest::onError, loadertest::onWarning));
+    ASSERT_TRUE(
+        importSvdFile(svd, dir.path() + QStringLiteral("/chip"), loadertest::onError, loadertest::onWarning));
     ASSERT_EQ(loadertest::messages().error, std::vector<std::string> {});
 
     HwMemoryMap map;
@@ -54,8 +55,8 @@ TEST_P(VendorChip, EveryRegisterAndFieldIsFoundAtItsAddress)
 }
 
 INSTANTIATE_TEST_SUITE_P(SharedFiles, VendorChip,
-    ::testing::Values("ATSAMD21G18A", "LPC55S69_cm33_core0", "esp32", "nrf51", "nrf52840", "nrf5340_application",
-        "rp2040"));
+    ::testing::Values("ATSAMD21G18A", "LPC55S69_cm33_core0", "esp32", "nrf51", "nrf52840",
+        "nrf5340_application", "rp2040"));
 
 } // namespace
 
@@ -105,12 +106,16 @@ private:
             if (depth < 2 && pick(0, 4) == 0) {
                 const int form = pick(0, 2); // plain, [%s] array, %s copies
                 const unsigned stride = 0x40u * unsigned(pick(1, 2));
-                out += "<cluster><name>" + name + (form == 1 ? "[%s]" : form == 2 ? "_%s" : "") + "</name>"
+                out += "<cluster><name>" + name
+                    + (form == 1        ? "[%s]"
+                            : form == 2 ? "_%s"
+                                        : "")
+                    + "</name>"
                     + (form ? "<dim>" + QByteArray::number(pick(1, 3)) + "</dim><dimIncrement>" + hex(stride)
                                 + "</dimIncrement>"
                             : "")
-                    + "<addressOffset>" + hex(unsigned(pick(0, 8)) * 0x20u) + "</addressOffset>" + members(depth + 1)
-                    + "</cluster>\n";
+                    + "<addressOffset>" + hex(unsigned(pick(0, 8)) * 0x20u) + "</addressOffset>"
+                    + members(depth + 1) + "</cluster>\n";
                 continue;
             }
             const int size = 8 << pick(0, 2);
@@ -118,12 +123,16 @@ private:
             const int form = pick(0, 5); // mostly single registers
             const unsigned offset = unsigned(pick(0, 15)) * unsigned(bytes) * (depth ? 1u : 2u);
             static const char* const accesses[] = {"read-write", "read-only", "write-only", "read-write"};
-            out += "<register><name>" + name + (form == 1 ? "[%s]" : form == 2 ? "_%s" : "") + "</name>"
+            out += "<register><name>" + name
+                + (form == 1        ? "[%s]"
+                        : form == 2 ? "_%s"
+                                    : "")
+                + "</name>"
                 + (form == 1 || form == 2 ? "<dim>" + QByteArray::number(pick(1, 4)) + "</dim><dimIncrement>"
                             + hex(unsigned(bytes * pick(1, 2))) + "</dimIncrement>"
                                           : "")
-                + "<addressOffset>" + hex(offset) + "</addressOffset><size>" + QByteArray::number(size) + "</size>"
-                + "<access>" + accesses[pick(0, 3)] + "</access>"
+                + "<addressOffset>" + hex(offset) + "</addressOffset><size>" + QByteArray::number(size)
+                + "</size>" + "<access>" + accesses[pick(0, 3)] + "</access>"
                 + (pick(0, 1) ? "<resetValue>" + hex(m_random()) + "</resetValue>" : "")
                 + (pick(0, 3) == 0 ? "<resetMask>" + hex(m_random()) + "</resetMask>" : "") + fields(size)
                 + "</register>\n";
@@ -157,8 +166,8 @@ private:
                     + QByteArray::number(bit + width - 1) + "</msb>";
                 break;
             default:
-                out += "<field><name>" + fieldName + "</name><bitRange>[" + QByteArray::number(bit + width - 1) + ":"
-                    + QByteArray::number(bit) + "]</bitRange>";
+                out += "<field><name>" + fieldName + "</name><bitRange>["
+                    + QByteArray::number(bit + width - 1) + ":" + QByteArray::number(bit) + "]</bitRange>";
                 break;
             }
             if (*a)
@@ -186,8 +195,10 @@ TEST(RandomSvd, EveryRegisterOfARandomDescriptionIsFoundAtItsAddress)
         file.write(svd);
         file.close();
         loadertest::messages() = loadertest::Messages();
-        ASSERT_TRUE(importSvdFile(file.fileName(), dir.path() + QStringLiteral("/chip"), loadertest::onError, nullptr))
-            << loadertest::messages().error.front() << "\n" << svd.toStdString();
+        ASSERT_TRUE(importSvdFile(
+            file.fileName(), dir.path() + QStringLiteral("/chip"), loadertest::onError, nullptr))
+            << loadertest::messages().error.front() << "\n"
+            << svd.toStdString();
         HwMemoryMap map;
         HwMemoryMapLoader loader;
         ASSERT_NE(loader.loadRootArchiveFromFile(&map, dir.path() + QStringLiteral("/chip/chip.xml"), nullptr,

@@ -20,13 +20,18 @@
 namespace {
 
 /// "<path>:<line>:<column>: <severity>: <text>" for the first occurrence of `marker` in `svd`.
-std::string positioned(const QByteArray& svd, const QByteArray& marker, const char* severity, const QString& text)
+std::string positioned(
+    const QByteArray& svd, const QByteArray& marker, const char* severity, const QString& text)
 {
     const int offset = svd.indexOf(marker);
     EXPECT_GE(offset, 0) << marker.toStdString();
     const int line = svd.left(offset).count('\n') + 1;
     const int column = offset - (svd.lastIndexOf('\n', offset - 1) + 1) + 1;
-    return QStringLiteral("t.svd:%1:%2: %3: %4").arg(line).arg(column).arg(QLatin1String(severity), text).toStdString();
+    return QStringLiteral("t.svd:%1:%2: %3: %4")
+        .arg(line)
+        .arg(column)
+        .arg(QLatin1String(severity), text)
+        .toStdString();
 }
 
 QByteArray device(const QByteArray& peripherals, const QByteArray& head = QByteArray())
@@ -35,7 +40,8 @@ QByteArray device(const QByteArray& peripherals, const QByteArray& head = QByteA
         + "\n</peripherals></device>\n";
 }
 
-const QByteArray kFeatures = device(R"(<peripheral><name>TIM0</name><groupName>TIM</groupName><baseAddress>0x40000000</baseAddress>
+const QByteArray kFeatures =
+    device(R"(<peripheral><name>TIM0</name><groupName>TIM</groupName><baseAddress>0x40000000</baseAddress>
 <interrupt><name>TIM0</name><value>5</value></interrupt>
 <registers>
 <register><name>CR</name><addressOffset>0</addressOffset><resetValue>0x12345678</resetValue><fields>
@@ -66,8 +72,9 @@ const QByteArray kFeatures = device(R"(<peripheral><name>TIM0</name><groupName>T
 <peripheral derivedFrom="TIM0"><name>TIM1</name><baseAddress>0x40001000</baseAddress></peripheral>
 <peripheral><name>GPIO%s</name><dim>2</dim><dimIncrement>0x100</dimIncrement><dimIndex>A-B</dimIndex><baseAddress>0x50000000</baseAddress>
 <registers><register><name>ODR</name><addressOffset>0</addressOffset><fields><field><name>P</name><bitRange>[3:1]</bitRange><enumeratedValues derivedFrom="TIM0.CR.MODE.MODES"/></field></fields></register></registers></peripheral>)",
-    "<cpu><name>CM4</name><revision>r0p1</revision><mpuPresent>true</mpuPresent><nvicPrioBits>3</nvicPrioBits></cpu>"
-    "<size>32</size><resetValue>0</resetValue>");
+        "<cpu><name>CM4</name><revision>r0p1</revision><mpuPresent>true</mpuPresent><nvicPrioBits>3</"
+        "nvicPrioBits></cpu>"
+        "<size>32</size><resetValue>0</resetValue>");
 
 class SvdImport : public loadertest::Fixture {
 protected:
@@ -76,10 +83,11 @@ protected:
     {
         const QString file = write(QStringLiteral("t.svd"), svd);
         QDir::setCurrent(path(QString()));
-        if (!importSvdFile(QStringLiteral("t.svd"), QStringLiteral("out"), loadertest::onError, loadertest::onWarning))
+        if (!importSvdFile(
+                QStringLiteral("t.svd"), QStringLiteral("out"), loadertest::onError, loadertest::onWarning))
             return false;
-        return m_loader.loadRootArchiveFromFile(&m_map, path(QStringLiteral("out/chip.xml")), nullptr, loadertest::onError,
-                   nullptr, true)
+        return m_loader.loadRootArchiveFromFile(
+                   &m_map, path(QStringLiteral("out/chip.xml")), nullptr, loadertest::onError, nullptr, true)
             != nullptr;
     }
 
@@ -94,7 +102,8 @@ TEST_F(SvdImport, NotationsOfVendorsGiveTheirRegisters)
     EXPECT_EQ(loadertest::messages().warning,
         (std::vector<std::string> {positioned(kFeatures, "<register><name>WIDE", "warning",
             QStringLiteral("Register 'WIDE' of 24 bits is written as a 32-bit register."))}));
-    // path, address, bit size (0 for a field), access of a field or protection of a register, reset ("-": none)
+    // path, address, bit size (0 for a field), access of a field or protection of a register, reset ("-":
+    // none)
     struct Row {
         const char* path;
         unsigned address;
@@ -162,7 +171,8 @@ TEST_F(SvdImport, EnumeratedValuesBecomeOptions)
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.path);
-        const auto* field = dynamic_cast<const HwBitField*>(m_map.getElementFromPath(QString::fromUtf8(row.path)));
+        const auto* field =
+            dynamic_cast<const HwBitField*>(m_map.getElementFromPath(QString::fromUtf8(row.path)));
         ASSERT_NE(field, nullptr);
         QStringList options;
         for (const HwBitFieldOption& option : field->getOptions())
@@ -171,7 +181,8 @@ TEST_F(SvdImport, EnumeratedValuesBecomeOptions)
         if (*row.comment == 0)
             EXPECT_EQ(field->getComment(), QString());
         else
-            EXPECT_TRUE(field->getComment().endsWith(QLatin1String(row.comment))) << field->getComment().toStdString();
+            EXPECT_TRUE(field->getComment().endsWith(QLatin1String(row.comment)))
+                << field->getComment().toStdString();
     }
 }
 
@@ -179,7 +190,8 @@ TEST_F(SvdImport, HostileFilesAreRefusedWithAPositionedError)
 {
     QByteArray deep = "<peripheral><name>P</name><baseAddress>0</baseAddress><registers>";
     for (int i = 0; i < 40; ++i)
-        deep += i == 32 ? "<cluster><name>DEEP</name><addressOffset>0</addressOffset>" : "<cluster><name>C</name><addressOffset>0</addressOffset>";
+        deep += i == 32 ? "<cluster><name>DEEP</name><addressOffset>0</addressOffset>"
+                        : "<cluster><name>C</name><addressOffset>0</addressOffset>";
     deep += "<register><name>R</name><addressOffset>0</addressOffset></register>";
     for (int i = 0; i < 40; ++i)
         deep += "</cluster>";
@@ -193,38 +205,88 @@ TEST_F(SvdImport, HostileFilesAreRefusedWithAPositionedError)
         QString text;
     };
     const std::vector<Row> rows = {
-        {"bad number", device(p + "<register><name>R</name><addressOffset>0x12G4</addressOffset></register>" + e),
+        {"bad number",
+            device(p + "<register><name>R</name><addressOffset>0x12G4</addressOffset></register>" + e),
             "<addressOffset>0x12G4", QStringLiteral("'0x12G4' of <addressOffset> is not a number.")},
-        {"number beyond 64 bits", device(p + "<register><name>R</name><addressOffset>0</addressOffset><resetValue>0x1FFFFFFFFFFFFFFFF</resetValue></register>" + e),
+        {"number beyond 64 bits",
+            device(p
+                + "<register><name>R</name><addressOffset>0</addressOffset><resetValue>0x1FFFFFFFFFFFFFFFF</"
+                  "resetValue></register>"
+                + e),
             "<resetValue>", QStringLiteral("'0x1FFFFFFFFFFFFFFFF' of <resetValue> is not a number.")},
-        {"dim of 10^9", device(p + "<register><name>R%s</name><dim>1000000000</dim><dimIncrement>4</dimIncrement><addressOffset>0</addressOffset></register>" + e),
+        {"dim of 10^9",
+            device(p
+                + "<register><name>R%s</name><dim>1000000000</dim><dimIncrement>4</"
+                  "dimIncrement><addressOffset>0</addressOffset></register>"
+                + e),
             "<dim>", QStringLiteral("dim 1000000000 is larger than the limit of 65536.")},
-        {"dim without increment", device(p + "<register><name>R%s</name><dim>2</dim><addressOffset>0</addressOffset></register>" + e),
+        {"dim without increment",
+            device(
+                p + "<register><name>R%s</name><dim>2</dim><addressOffset>0</addressOffset></register>" + e),
             "<dim>", QStringLiteral("dim without dimIncrement.")},
-        {"cyclic derivedFrom", device(p + "<register derivedFrom=\"B\"><name>A</name><addressOffset>0</addressOffset></register><register derivedFrom=\"A\"><name>B</name><addressOffset>4</addressOffset></register>" + e),
+        {"cyclic derivedFrom",
+            device(p
+                + "<register "
+                  "derivedFrom=\"B\"><name>A</name><addressOffset>0</addressOffset></register><register "
+                  "derivedFrom=\"A\"><name>B</name><addressOffset>4</addressOffset></register>"
+                + e),
             "<register derivedFrom=\"A\"", QStringLiteral("derivedFrom 'A' is cyclic.")},
-        {"cyclic peripherals", device("<peripheral derivedFrom=\"Q\"><name>P</name><baseAddress>0</baseAddress></peripheral><peripheral derivedFrom=\"P\"><name>Q</name><baseAddress>0</baseAddress></peripheral>"),
+        {"cyclic peripherals",
+            device("<peripheral "
+                   "derivedFrom=\"Q\"><name>P</name><baseAddress>0</baseAddress></peripheral><peripheral "
+                   "derivedFrom=\"P\"><name>Q</name><baseAddress>0</baseAddress></peripheral>"),
             "<peripheral derivedFrom=\"P\"", QStringLiteral("derivedFrom 'P' is cyclic.")},
         {"deep clusters", device(deep), "<cluster><name>DEEP",
             QStringLiteral("Clusters are nested deeper than 32 levels.")},
-        {"base beyond 32 bits", device("<peripheral><name>P</name><baseAddress>0x1FFFFFFFF</baseAddress></peripheral>"),
+        {"base beyond 32 bits",
+            device("<peripheral><name>P</name><baseAddress>0x1FFFFFFFF</baseAddress></peripheral>"),
             "<baseAddress>", QStringLiteral("Base address 1ffffffff is beyond 32 bits.")},
-        {"register of 64 bits", device(p + "<register><name>R</name><addressOffset>0</addressOffset><size>64</size></register>" + e),
-            "<register>", QStringLiteral("Register 'R' of 64 bits: registers wider than 32 bits cannot be represented.")},
-        {"reversed bit range", device(p + "<register><name>R</name><addressOffset>0</addressOffset><fields><field><name>F</name><lsb>7</lsb><msb>3</msb></field></fields></register>" + e),
+        {"register of 64 bits",
+            device(
+                p + "<register><name>R</name><addressOffset>0</addressOffset><size>64</size></register>" + e),
+            "<register>",
+            QStringLiteral("Register 'R' of 64 bits: registers wider than 32 bits cannot be represented.")},
+        {"reversed bit range",
+            device(p
+                + "<register><name>R</name><addressOffset>0</addressOffset><fields><field><name>F</"
+                  "name><lsb>7</lsb><msb>3</msb></field></fields></register>"
+                + e),
             "<field>", QStringLiteral("Field 'F' has the bit range [3:7].")},
-        {"no bit range", device(p + "<register><name>R</name><addressOffset>0</addressOffset><fields><field><name>F</name></field></fields></register>" + e),
+        {"no bit range",
+            device(p
+                + "<register><name>R</name><addressOffset>0</addressOffset><fields><field><name>F</name></"
+                  "field></fields></register>"
+                + e),
             "<field>", QStringLiteral("Field 'F' has no bit range.")},
         {"no offset", device(p + "<register><name>R</name></register>" + e), "<register>",
             QStringLiteral("Register 'R' has no addressOffset.")},
-        {"not a device", "<?xml version=\"1.0\"?>\n<module/>\n", "<module", QStringLiteral("The document element is <module>, not <device>.")},
-        {"document type", "<?xml version=\"1.0\"?>\n<!DOCTYPE device [<!ENTITY a \"aaaa\">]>\n<device/>\n", "<!DOCTYPE",
-            QStringLiteral("A document type declaration is not allowed.")},
-        {"misaligned in a cluster", device(p + "<cluster><name>C</name><addressOffset>0</addressOffset><register><name>R</name><addressOffset>2</addressOffset></register></cluster>" + e),
-            "", QStringLiteral("'R' at offset 0x2 of its cluster is not aligned to its size and cannot be represented.")},
-        {"copies of copies", device(p + "<cluster><name>A%s</name><dim>60000</dim><dimIncrement>0x10000</dimIncrement><addressOffset>0</addressOffset><cluster><name>B%s</name><dim>60000</dim><dimIncrement>4</dimIncrement><addressOffset>0</addressOffset><register><name>R</name><addressOffset>0</addressOffset></register></cluster></cluster>" + e),
-            "<cluster><name>A%s", QStringLiteral("The description has more than 4194304 registers and fields.")},
-        {"too many registers", device(p + "<cluster><name>C[%s]</name><dim>60000</dim><dimIncrement>0x40000</dimIncrement><addressOffset>0</addressOffset><register><name>R[%s]</name><dim>60000</dim><dimIncrement>4</dimIncrement><addressOffset>0</addressOffset></register></cluster>" + e),
+        {"not a device", "<?xml version=\"1.0\"?>\n<module/>\n", "<module",
+            QStringLiteral("The document element is <module>, not <device>.")},
+        {"document type", "<?xml version=\"1.0\"?>\n<!DOCTYPE device [<!ENTITY a \"aaaa\">]>\n<device/>\n",
+            "<!DOCTYPE", QStringLiteral("A document type declaration is not allowed.")},
+        {"misaligned in a cluster",
+            device(p
+                + "<cluster><name>C</name><addressOffset>0</addressOffset><register><name>R</"
+                  "name><addressOffset>2</addressOffset></register></cluster>"
+                + e),
+            "",
+            QStringLiteral(
+                "'R' at offset 0x2 of its cluster is not aligned to its size and cannot be represented.")},
+        {"copies of copies",
+            device(p
+                + "<cluster><name>A%s</name><dim>60000</dim><dimIncrement>0x10000</"
+                  "dimIncrement><addressOffset>0</addressOffset><cluster><name>B%s</name><dim>60000</"
+                  "dim><dimIncrement>4</dimIncrement><addressOffset>0</addressOffset><register><name>R</"
+                  "name><addressOffset>0</addressOffset></register></cluster></cluster>"
+                + e),
+            "<cluster><name>A%s",
+            QStringLiteral("The description has more than 4194304 registers and fields.")},
+        {"too many registers",
+            device(p
+                + "<cluster><name>C[%s]</name><dim>60000</dim><dimIncrement>0x40000</"
+                  "dimIncrement><addressOffset>0</addressOffset><register><name>R[%s]</name><dim>60000</"
+                  "dim><dimIncrement>4</dimIncrement><addressOffset>0</addressOffset></register></cluster>"
+                + e),
             "", QStringLiteral("The description has more than 4194304 registers and fields.")},
     };
     for (const Row& row : rows) {
@@ -244,17 +306,22 @@ TEST_F(SvdImport, AFailedImportLeavesTheDirectoryAsItWas)
 {
     ASSERT_TRUE(importAndLoad(kFeatures));
     const QStringList before = QDir(path(QStringLiteral("out"))).entryList(QDir::Files, QDir::Name);
-    EXPECT_EQ(before, (QStringList {QStringLiteral("GPIO.xml"), QStringLiteral("TIM0.xml"), QStringLiteral("chip.xml")}));
+    EXPECT_EQ(before,
+        (QStringList {QStringLiteral("GPIO.xml"), QStringLiteral("TIM0.xml"), QStringLiteral("chip.xml")}));
     write(QStringLiteral("bad.svd"), device("<peripheral><name>P</name></peripheral>"));
-    EXPECT_FALSE(importSvdFile(QStringLiteral("bad.svd"), QStringLiteral("out"), loadertest::onError, nullptr));
+    EXPECT_FALSE(
+        importSvdFile(QStringLiteral("bad.svd"), QStringLiteral("out"), loadertest::onError, nullptr));
     EXPECT_EQ(QDir(path(QStringLiteral("out"))).entryList(QDir::Files, QDir::Name), before);
     // Nothing is left beside it either.
-    EXPECT_EQ(QDir(path(QString())).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name),
+    EXPECT_EQ(
+        QDir(path(QString())).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name),
         (QStringList {QStringLiteral("bad.svd"), QStringLiteral("out"), QStringLiteral("t.svd")}));
     // A second import replaces the set whole.
-    write(QStringLiteral("t.svd"), device("<peripheral><name>P</name><baseAddress>0</baseAddress></peripheral>"));
+    write(QStringLiteral("t.svd"),
+        device("<peripheral><name>P</name><baseAddress>0</baseAddress></peripheral>"));
     loadertest::messages() = loadertest::Messages();
-    ASSERT_TRUE(importSvdFile(QStringLiteral("t.svd"), QStringLiteral("out"), loadertest::onError, loadertest::onWarning));
+    ASSERT_TRUE(importSvdFile(
+        QStringLiteral("t.svd"), QStringLiteral("out"), loadertest::onError, loadertest::onWarning));
     EXPECT_EQ(QDir(path(QStringLiteral("out"))).entryList(QDir::Files, QDir::Name),
         (QStringList {QStringLiteral("P.xml"), QStringLiteral("chip.xml")}));
 }

@@ -119,7 +119,8 @@ inline QDomElement base(const QDomElement& e)
     const QString from = e.attribute(QStringLiteral("derivedFrom"));
     if (from.isEmpty())
         return e;
-    for (QDomElement s = e.parentNode().firstChildElement(e.tagName()); !s.isNull(); s = s.nextSiblingElement(e.tagName())) {
+    for (QDomElement s = e.parentNode().firstChildElement(e.tagName()); !s.isNull();
+         s = s.nextSiblingElement(e.tagName())) {
         if (text(s, "name") == from)
             return s;
     }
@@ -161,7 +162,10 @@ public:
             }
             const quint64 increment = number(text(p, "dimIncrement"));
             for (int i = 0; i < copies.size(); ++i)
-                container(regs, props, QString(name).replace(QStringLiteral("[%s]"), copies[i]).replace(QStringLiteral("%s"), copies[i]),
+                container(regs, props,
+                    QString(name)
+                        .replace(QStringLiteral("[%s]"), copies[i])
+                        .replace(QStringLiteral("%s"), copies[i]),
                     {QString()}, address + quint64(i) * increment);
         }
     }
@@ -177,17 +181,23 @@ private:
             const QDomElement from = base(e);
             const Properties own = inherit(inherit(props, from), e);
             const QString name = text(e, "name").isEmpty() ? text(from, "name") : text(e, "name");
-            const QString offsetText = text(e, "addressOffset").isEmpty() ? text(from, "addressOffset") : text(e, "addressOffset");
+            const QString offsetText =
+                text(e, "addressOffset").isEmpty() ? text(from, "addressOffset") : text(e, "addressOffset");
             const quint64 offset = number(offsetText);
-            const QStringList copies = indices(e.firstChildElement(QStringLiteral("dim")).isNull() ? from : e);
-            const quint64 increment = copies.isEmpty() ? 0 : number(text(e.firstChildElement(QStringLiteral("dim")).isNull() ? from : e, "dimIncrement"));
+            const QStringList copies =
+                indices(e.firstChildElement(QStringLiteral("dim")).isNull() ? from : e);
+            const quint64 increment = copies.isEmpty()
+                ? 0
+                : number(
+                    text(e.firstChildElement(QStringLiteral("dim")).isNull() ? from : e, "dimIncrement"));
             const int n = copies.isEmpty() ? 1 : int(copies.size());
             for (int i = 0; i < n; ++i) {
                 QStringList forms;
                 if (copies.isEmpty()) {
                     forms.append(name);
                 } else if (name.contains(QStringLiteral("[%s]"))) {
-                    forms.append(QString(name).replace(QStringLiteral("[%s]"), QStringLiteral("[%1]").arg(i)));
+                    forms.append(
+                        QString(name).replace(QStringLiteral("[%s]"), QStringLiteral("[%1]").arg(i)));
                     forms.append(QString(name).replace(QStringLiteral("[%s]"), copies[i]));
                 } else {
                     forms.append(QString(name).replace(QStringLiteral("%s"), copies[i]));
@@ -214,9 +224,11 @@ private:
         r.paths = paths;
         r.address = address;
         r.size = props.size;
-        const bool readable = props.access != QLatin1String("write-only") && props.access != QLatin1String("writeOnce");
+        const bool readable =
+            props.access != QLatin1String("write-only") && props.access != QLatin1String("writeOnce");
         const bool writable = props.access != QLatin1String("read-only");
-        r.protect = QString(readable ? QLatin1Char('r') : QLatin1Char('-')) + QString(writable ? QLatin1Char('w') : QLatin1Char('-'));
+        r.protect = QString(readable ? QLatin1Char('r') : QLatin1Char('-'))
+            + QString(writable ? QLatin1Char('w') : QLatin1Char('-'));
         QDomElement fields = e.firstChildElement(QStringLiteral("fields"));
         if (fields.isNull())
             fields = from.firstChildElement(QStringLiteral("fields"));
@@ -242,7 +254,9 @@ private:
             const bool fw = access != QLatin1String("read-only");
             QChar kind = QLatin1Char('-');
             if (fw)
-                kind = modified == QLatin1String("oneToClear") ? QLatin1Char('c') : modified == QLatin1String("oneToSet") ? QLatin1Char('s') : QLatin1Char('w');
+                kind = modified == QLatin1String("oneToClear") ? QLatin1Char('c')
+                    : modified == QLatin1String("oneToSet")    ? QLatin1Char('s')
+                                                               : QLatin1Char('w');
             x.access = QString(fr ? QLatin1Char('r') : QLatin1Char('-')) + kind;
             const QStringList copies = indices(f);
             const int increment = copies.isEmpty() ? 0 : int(number(text(f, "dimIncrement")));
@@ -263,13 +277,13 @@ private:
         if (r.fields.empty() && props.hasReset && (props.resetMask & wholeMask) == wholeMask) {
             // A register without fields keeps its reset value in one field over its whole width.
             r.fields.push_back({QStringLiteral("VALUE"), 0, r.size - 1,
-                QString(readable ? QLatin1Char('r') : QLatin1Char('-')) + QString(writable ? QLatin1Char('w') : QLatin1Char('-')),
+                QString(readable ? QLatin1Char('r') : QLatin1Char('-'))
+                    + QString(writable ? QLatin1Char('w') : QLatin1Char('-')),
                 true, props.reset & wholeMask});
         }
         registers.push_back(r);
     }
 };
-
 
 /// Checks that every register of the walk, and each of its fields, is found by path in `map` with the
 /// SVD's address, width, access and reset. Returns the number of fields checked.
@@ -280,7 +294,8 @@ inline std::size_t expectEveryRegister(const HwMemoryMap& map, const std::vector
         // Registers that overlap others live in the instances NAME_ALT1, NAME_ALT2 ... at the same base.
         QSet<const HwXMLElement*> found;
         for (int layer = 0; layer < 16; ++layer) {
-            const QString instance = layer == 0 ? r.instance : QStringLiteral("%1_ALT%2").arg(r.instance).arg(layer);
+            const QString instance =
+                layer == 0 ? r.instance : QStringLiteral("%1_ALT%2").arg(r.instance).arg(layer);
             for (const QString& path : r.paths) {
                 if (const HwXMLElement* e = map.getElementFromPath(instance + QLatin1Char('.') + path);
                     e && dynamic_cast<const HwValuable*>(e))

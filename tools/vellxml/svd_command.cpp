@@ -45,8 +45,8 @@ int runImport(const std::vector<std::string>& args)
     if (input.empty() || output.empty())
         return usageError(importSvdCommand, "import-svd takes an SVD file and -o DIR");
     HwSvdImportSummary summary;
-    if (!importSvdFile(QString::fromStdString(input), QString::fromStdString(output), printMessage, printMessage,
-            HwSvdImportLimits(), &summary))
+    if (!importSvdFile(QString::fromStdString(input), QString::fromStdString(output), printMessage,
+            printMessage, HwSvdImportLimits(), &summary))
         return ExitFailure;
     std::printf("%s/%s: %d instances, %d types, %lld registers, %lld fields, %d warnings\n", output.c_str(),
         SVD_ROOT_FILE_NAME, summary.peripherals, summary.types, static_cast<long long>(summary.registers),

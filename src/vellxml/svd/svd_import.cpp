@@ -1,6 +1,5 @@
-#include <vellxml/svd/svd_import.h>
-
 #include <vellxml/loader/xml_element_p.h>
+#include <vellxml/svd/svd_import.h>
 #include <vellxml/svd/svd_model_p.h>
 
 #include <QDir>
@@ -22,7 +21,8 @@ void send(HwMessageCallback callback, const QString& text)
 } // namespace
 
 bool convertSvd(const QByteArray& svd, const QString& path, QList<QPair<QString, QByteArray>>& files,
-    HwMessageCallback error, HwMessageCallback warning, const HwSvdImportLimits& limits, HwSvdImportSummary* summary)
+    HwMessageCallback error, HwMessageCallback warning, const HwSvdImportLimits& limits,
+    HwSvdImportSummary* summary)
 {
     files.clear();
     SvdMessages messages;
@@ -31,9 +31,11 @@ bool convertSvd(const QByteArray& svd, const QString& path, QList<QPair<QString,
     messages.warning = warning;
     SvdDevice device;
     HwSvdImportSummary counts;
-    bool ok = readSvd(svd, limits, messages, device) && writeArchives(device, limits, messages, files, counts);
+    bool ok =
+        readSvd(svd, limits, messages, device) && writeArchives(device, limits, messages, files, counts);
     if (ok && counts.registers + counts.fields > limits.maxElements) {
-        messages.fail(0, 0, QStringLiteral("The description has more than %1 registers and fields.").arg(limits.maxElements));
+        messages.fail(0, 0,
+            QStringLiteral("The description has more than %1 registers and fields.").arg(limits.maxElements));
         ok = false;
     }
     counts.warnings = messages.warnings;
@@ -88,9 +90,11 @@ bool importSvdFile(const QString& svdPath, const QString& outputDir, HwMessageCa
             send(error, QStringLiteral("%1 exists and is not a directory").arg(outputDir));
             return false;
         }
-        QTemporaryDir aside(parent + QStringLiteral("/.") + target.fileName() + QStringLiteral("-old-XXXXXX"));
+        QTemporaryDir aside(
+            parent + QStringLiteral("/.") + target.fileName() + QStringLiteral("-old-XXXXXX"));
         aside.setAutoRemove(false);
-        if (!aside.isValid() || !QDir().rmdir(aside.path()) || !QDir().rename(target.absoluteFilePath(), aside.path())) {
+        if (!aside.isValid() || !QDir().rmdir(aside.path())
+            || !QDir().rename(target.absoluteFilePath(), aside.path())) {
             send(error, QStringLiteral("Unable to replace the directory %1").arg(outputDir));
             return false;
         }
@@ -103,8 +107,9 @@ bool importSvdFile(const QString& svdPath, const QString& outputDir, HwMessageCa
         return false;
     }
     fresh.setAutoRemove(false);
-    QFile::setPermissions(target.absoluteFilePath(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner
-        | QFileDevice::ReadGroup | QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther);
+    QFile::setPermissions(target.absoluteFilePath(),
+        QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner | QFileDevice::ReadGroup
+            | QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther);
     if (!old.isEmpty())
         QDir(old).removeRecursively();
     return true;

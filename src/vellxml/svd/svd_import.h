@@ -42,9 +42,9 @@ inline constexpr const char* SVD_ROOT_FILE_NAME = "chip.xml";
 /// type. Problems the importer works around go to `warning` as "PATH:LINE:COLUMN: warning: TEXT"; what
 /// cannot be represented goes to `error` as "PATH:LINE:COLUMN: error: TEXT" and gives false with `files`
 /// empty. Never prints.
-VELLXML_EXPORT bool convertSvd(const QByteArray& svd, const QString& path, QList<QPair<QString, QByteArray>>& files,
-    HwMessageCallback error, HwMessageCallback warning, const HwSvdImportLimits& limits = HwSvdImportLimits(),
-    HwSvdImportSummary* summary = nullptr);
+VELLXML_EXPORT bool convertSvd(const QByteArray& svd, const QString& path,
+    QList<QPair<QString, QByteArray>>& files, HwMessageCallback error, HwMessageCallback warning,
+    const HwSvdImportLimits& limits = HwSvdImportLimits(), HwSvdImportSummary* summary = nullptr);
 
 /// Imports the SVD file `svdPath` into the directory `outputDir`: convertSvd, then the archive set is
 /// written into a new directory beside `outputDir` and moved in its place (an existing `outputDir` is

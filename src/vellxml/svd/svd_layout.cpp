@@ -112,7 +112,8 @@ private:
         if (m_mixed != 0)
             return;
         m_text += '\n';
-        m_text.append(std::size_t(std::max<std::ptrdiff_t>(0, std::ptrdiff_t(m_open.size()) + adjust)) * 2, ' ');
+        m_text.append(
+            std::size_t(std::max<std::ptrdiff_t>(0, std::ptrdiff_t(m_open.size()) + adjust)) * 2, ' ');
     }
     void escape(const QByteArray& bytes, bool attribute)
     {
@@ -123,16 +124,24 @@ private:
         }
         for (const char c : bytes) {
             switch (c) {
-            case '&': m_text += "&amp;"; break;
-            case '<': m_text += "&lt;"; break;
-            case '>': m_text += "&gt;"; break;
+            case '&':
+                m_text += "&amp;";
+                break;
+            case '<':
+                m_text += "&lt;";
+                break;
+            case '>':
+                m_text += "&gt;";
+                break;
             case '"':
                 if (attribute)
                     m_text += "&quot;";
                 else
                     m_text += c;
                 break;
-            default: m_text += c; break;
+            default:
+                m_text += c;
+                break;
             }
         }
     }
@@ -220,10 +229,11 @@ public:
             if (!home) {
                 const std::uint64_t misalignment = m.offset % m.align;
                 if (misalignment != 0 && !top) {
-                    m_messages.fail(0, 0, QStringLiteral("'%1' at offset 0x%2 of its cluster is not aligned to its "
-                                                         "size and cannot be represented.")
-                                              .arg(m.reg ? m.reg->name : m.cluster->name)
-                                              .arg(m.offset, 0, 16));
+                    m_messages.fail(0, 0,
+                        QStringLiteral("'%1' at offset 0x%2 of its cluster is not aligned to its "
+                                       "size and cannot be represented.")
+                            .arg(m.reg ? m.reg->name : m.cluster->name)
+                            .arg(m.offset, 0, 16));
                     return false;
                 }
                 out.push_back(Layer {});
@@ -273,7 +283,8 @@ public:
         for (const Member& m : list) {
             hole(xml, m.offset - at);
             const std::int64_t items = m.reg ? std::max(m.reg->count, 0) : std::max(m.cluster->count, 0);
-            const std::int64_t copies = multiplier * ((m.reg ? m.reg->count : m.cluster->count) >= 0 ? items : 1);
+            const std::int64_t copies =
+                multiplier * ((m.reg ? m.reg->count : m.cluster->count) >= 0 ? items : 1);
             if (m.reg) {
                 reg(xml, *m.reg, copies);
             } else {
@@ -328,7 +339,8 @@ public:
         // Names already given (upper-cased, as the C names made of them are), with their values.
         QHash<QString, std::uint64_t> taken;
         bool open = false;
-        auto option = [&](QString name, std::uint64_t value, const SvdEnumValue& source, const QString& note) {
+        auto option = [&](QString name, std::uint64_t value, const SvdEnumValue& source,
+                          const QString& note) {
             QString key = name.toUpper();
             if (auto it = taken.constFind(key); it != taken.constEnd()) {
                 if (it.value() == value)
@@ -347,12 +359,14 @@ public:
             xml.writeStartElement("option");
             xml.writeAttribute("name", name);
             xml.writeAttribute("value", value, true);
-            if (note.isEmpty() && source.usage != QLatin1String("read") && source.usage != QLatin1String("write")) {
+            if (note.isEmpty() && source.usage != QLatin1String("read")
+                && source.usage != QLatin1String("write")) {
                 comment(xml, source.description);
             } else {
                 QString text = source.description;
                 if (source.usage == QLatin1String("read") || source.usage == QLatin1String("write"))
-                    text += (text.isEmpty() ? QString() : QStringLiteral(" ")) + QStringLiteral("(On %1.)").arg(source.usage);
+                    text += (text.isEmpty() ? QString() : QStringLiteral(" "))
+                        + QStringLiteral("(On %1.)").arg(source.usage);
                 if (!note.isEmpty())
                     text += (text.isEmpty() ? QString() : QStringLiteral(" ")) + note;
                 comment(xml, text);
@@ -369,7 +383,8 @@ public:
                     bits.push_back(b);
             }
             if (bits.size() > 4) {
-                option(name, v.value, v, QStringLiteral("(Any value of the bits 0x%1.)").arg(v.dontCare, 0, 16));
+                option(
+                    name, v.value, v, QStringLiteral("(Any value of the bits 0x%1.)").arg(v.dontCare, 0, 16));
                 continue;
             }
             // One option per value the pattern matches: the first keeps the name.
@@ -379,7 +394,8 @@ public:
                     if ((combination >> i) & 1)
                         value |= std::uint64_t {1} << bits[i];
                 }
-                option(combination == 0 ? name : QStringLiteral("%1_%2").arg(name).arg(value), value, v, QString());
+                option(combination == 0 ? name : QStringLiteral("%1_%2").arg(name).arg(value), value, v,
+                    QString());
             }
         }
         if (open)
@@ -414,12 +430,14 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
         std::vector<std::uint64_t>& starts = shifts[p.typeName];
         for (std::size_t k = 0; k < layers.size(); ++k) {
             xml.writeStartElement("module");
-            xml.writeAttribute("name", k == 0 ? p.typeName : QStringLiteral("%1_ALT%2").arg(p.typeName).arg(k));
+            xml.writeAttribute(
+                "name", k == 0 ? p.typeName : QStringLiteral("%1_ALT%2").arg(p.typeName).arg(k));
             if (!p.group.isEmpty())
                 xml.writeAttribute("category", p.group);
             QString description = p.description;
             if (k > 0)
-                description = QStringLiteral("Registers of %1 that overlap others (layer %2).").arg(p.typeName).arg(k);
+                description =
+                    QStringLiteral("Registers of %1 that overlap others (layer %2).").arg(p.typeName).arg(k);
             Writer::comment(xml, description);
             writer.members(xml, layers[k].members, layers[k].shift, 0, 1);
             xml.writeEndElement();
@@ -436,7 +454,8 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
     xml.writeStartDocument();
     xml.writeStartElement("archive");
     xml.writeStartElement("comment");
-    xml.writeCharacters(device.name + (device.description.isEmpty() ? QString() : QStringLiteral(": ") + device.description));
+    xml.writeCharacters(
+        device.name + (device.description.isEmpty() ? QString() : QStringLiteral(": ") + device.description));
     for (const QString& line : device.cpuLines) {
         xml.writeEmptyElement("br");
         xml.writeCharacters(QStringLiteral("CPU ") + line);
@@ -460,7 +479,9 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
             xml.writeStartElement("entry");
             xml.writeAttribute("name", name);
             xml.writeAttribute("value", QString::number(irq.value));
-            Writer::comment(xml, irq.peripheral + (irq.description.isEmpty() ? QString() : QStringLiteral(": ") + irq.description));
+            Writer::comment(xml,
+                irq.peripheral
+                    + (irq.description.isEmpty() ? QString() : QStringLiteral(": ") + irq.description));
             xml.writeEndElement();
         }
         xml.writeEndElement();
@@ -474,15 +495,21 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
         for (std::size_t k = 0; k < starts.size(); ++k) {
             const std::uint64_t address = p.base + starts[k];
             if (address > 0xFFFFFFFFu) {
-                messages.fail(0, 0, QStringLiteral("Registers of '%1' lie beyond 32-bit addresses.").arg(p.name));
+                messages.fail(
+                    0, 0, QStringLiteral("Registers of '%1' lie beyond 32-bit addresses.").arg(p.name));
                 return false;
             }
             xml.writeStartElement("instance");
             xml.writeAttribute("name", k == 0 ? p.name : QStringLiteral("%1_ALT%2").arg(p.name).arg(k));
-            xml.writeAttribute("type", k == 0 ? p.typeName : QStringLiteral("%1_ALT%2").arg(p.typeName).arg(k));
+            xml.writeAttribute(
+                "type", k == 0 ? p.typeName : QStringLiteral("%1_ALT%2").arg(p.typeName).arg(k));
             if (!p.group.isEmpty())
                 xml.writeAttribute("category", p.group);
-            xml.writeAttribute("address", QStringLiteral("0x%1").arg(address, 8, 16, QLatin1Char('0')).toUpper().replace(QLatin1Char('X'), QLatin1Char('x')));
+            xml.writeAttribute("address",
+                QStringLiteral("0x%1")
+                    .arg(address, 8, 16, QLatin1Char('0'))
+                    .toUpper()
+                    .replace(QLatin1Char('X'), QLatin1Char('x')));
             Writer::comment(xml, p.description);
             xml.writeEndElement();
             ++summary.peripherals;

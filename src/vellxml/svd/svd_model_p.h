@@ -107,7 +107,8 @@ struct SvdMessages {
 };
 
 /// Reads the SVD text into `device`. False after an error (reported).
-bool readSvd(const QByteArray& text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device);
+bool readSvd(
+    const QByteArray& text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device);
 
 /// Writes the archive set of a device, root file first. False after an error (reported).
 bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, SvdMessages& messages,

@@ -1,6 +1,5 @@
-#include <vellxml/svd/svd_model_p.h>
-
 #include <vellxml/loader/xml_element_p.h>
+#include <vellxml/svd/svd_model_p.h>
 
 #include <QHash>
 #include <QRegularExpression>
@@ -54,7 +53,8 @@ QString cleanText(const char* raw)
     const char* at = raw;
     for (; clean && *at; ++at) {
         const char c = *at;
-        if (c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f' || (c == ' ' && (at[1] == ' ' || at[1] == 0)))
+        if (c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f'
+            || (c == ' ' && (at[1] == ' ' || at[1] == 0)))
             clean = false;
     }
     const QString text = QString::fromUtf8(raw);
@@ -86,7 +86,8 @@ std::int64_t itemsWeight(const std::vector<SvdItem>& items)
     constexpr std::int64_t cap = std::int64_t {1} << 40;
     std::int64_t weight = 0;
     for (const SvdItem& item : items) {
-        const std::int64_t one = item.reg ? 1 + std::int64_t(item.reg->fields.size()) : itemsWeight(item.cluster->items);
+        const std::int64_t one =
+            item.reg ? 1 + std::int64_t(item.reg->fields.size()) : itemsWeight(item.cluster->items);
         const int n = item.reg ? item.reg->count : item.cluster->count;
         weight = std::min(cap, weight + std::min(cap, one * std::max(n, 1)));
     }
@@ -154,7 +155,10 @@ private:
         return false;
     }
 
-    static QString childText(xml_node node, const char* child) { return cleanText(node.child(child).child_value()); }
+    static QString childText(xml_node node, const char* child)
+    {
+        return cleanText(node.child(child).child_value());
+    }
     /// The last non-empty value of `child` along a derivation chain (own element last).
     static xml_node lastChild(const std::vector<xml_node>& chain, const char* child)
     {
@@ -173,9 +177,9 @@ private:
     {
         if (parseSvdNumber(node.child_value(), value))
             return true;
-        return fail(node, QStringLiteral("'%1' of <%2> is not a number.")
-                              .arg(QString::fromUtf8(node.child_value()).simplified(),
-                                  QString::fromUtf8(node.name())));
+        return fail(node,
+            QStringLiteral("'%1' of <%2> is not a number.")
+                .arg(QString::fromUtf8(node.child_value()).simplified(), QString::fromUtf8(node.name())));
     }
 
     bool chainOf(xml_node node, Kind kind, std::vector<xml_node>& chain);
@@ -189,15 +193,17 @@ private:
     bool readCluster(xml_node node, const Properties& inherited, int depth, std::vector<SvdItem>& items);
     bool readFields(const std::vector<xml_node>& chain, const Properties& properties, const QString& owner,
         std::vector<SvdField>& fields);
-    bool readField(xml_node node, const Properties& properties, const QString& owner, std::vector<SvdField>& fields);
+    bool readField(
+        xml_node node, const Properties& properties, const QString& owner, std::vector<SvdField>& fields);
     bool readValues(xml_node set, SvdField& field);
     bool count(std::int64_t n, xml_node node)
     {
         m_elements += n;
         if (m_elements <= m_limits.maxElements)
             return true;
-        return fail(node, QStringLiteral("The description has more than %1 registers and fields.")
-                              .arg(m_limits.maxElements));
+        return fail(node,
+            QStringLiteral("The description has more than %1 registers and fields.")
+                .arg(m_limits.maxElements));
     }
 
     const HwXmlDocument& m_document;
@@ -219,8 +225,9 @@ bool Reader::chainOf(xml_node node, Kind kind, std::vector<xml_node>& chain)
         if (reference.isEmpty())
             break;
         if (int(chain.size()) > m_limits.maxDerivationDepth)
-            return fail(node, QStringLiteral("derivedFrom chain longer than %1 elements.")
-                                  .arg(m_limits.maxDerivationDepth));
+            return fail(node,
+                QStringLiteral("derivedFrom chain longer than %1 elements.")
+                    .arg(m_limits.maxDerivationDepth));
         const xml_node base = resolve(current, reference, kind);
         if (!base) {
             warn(current, QStringLiteral("derivedFrom '%1' names no element; ignored.").arg(reference));
@@ -268,7 +275,8 @@ xml_node Reader::resolve(xml_node node, const QString& reference, Kind kind)
         return m_peripherals.value(reference);
     if (!reference.contains(QLatin1Char('.'))) {
         const xml_node parent = node.parent();
-        for (xml_node sibling = parent.child(node.name()); sibling; sibling = sibling.next_sibling(node.name())) {
+        for (xml_node sibling = parent.child(node.name()); sibling;
+             sibling = sibling.next_sibling(node.name())) {
             if (sibling != node && sameName(childText(sibling, "name"), reference))
                 return sibling;
         }
@@ -286,7 +294,8 @@ xml_node Reader::resolve(xml_node node, const QString& reference, Kind kind)
         // Vendors name enumerations across registers by their last name alone; take the first of that name.
         if (!m_enumerationsIndexed) {
             m_enumerationsIndexed = true;
-            for (pugi::xpath_node found : m_document.documentElement().node().select_nodes("//enumeratedValues")) {
+            for (pugi::xpath_node found :
+                m_document.documentElement().node().select_nodes("//enumeratedValues")) {
                 const QString name = childText(found.node(), "name");
                 if (!name.isEmpty())
                     m_enumerations.insert(name, found.node());
@@ -294,7 +303,8 @@ xml_node Reader::resolve(xml_node node, const QString& reference, Kind kind)
         }
         const QString last = reference.section(QLatin1Char('.'), -1);
         xml_node first;
-        for (auto it = m_enumerations.constFind(last); it != m_enumerations.constEnd() && it.key() == last; ++it) {
+        for (auto it = m_enumerations.constFind(last); it != m_enumerations.constEnd() && it.key() == last;
+             ++it) {
             if (it.value() != node && (!first || it.value().offset_debug() < first.offset_debug()))
                 first = it.value();
         }
@@ -311,7 +321,8 @@ bool Reader::applyProperties(Properties& properties, const std::vector<xml_node>
             if (!number(size, value))
                 return false;
             if (value == 0 || value > 64)
-                return fail(size, QStringLiteral("Register size %1 is not between 1 and 64 bits.").arg(value));
+                return fail(
+                    size, QStringLiteral("Register size %1 is not between 1 and 64 bits.").arg(value));
             properties.size = int(value);
         }
         if (const xml_node access = node.child("access"))
@@ -340,7 +351,8 @@ bool Reader::readDim(const std::vector<xml_node>& chain, const QString& name, Di
     if (!number(dimNode, value))
         return false;
     if (value > std::uint64_t(m_limits.maxDim))
-        return fail(dimNode, QStringLiteral("dim %1 is larger than the limit of %2.").arg(value).arg(m_limits.maxDim));
+        return fail(dimNode,
+            QStringLiteral("dim %1 is larger than the limit of %2.").arg(value).arg(m_limits.maxDim));
     dim.count = int(value);
     const xml_node increment = lastChild(chain, "dimIncrement");
     if (!increment)
@@ -366,9 +378,10 @@ bool Reader::readDim(const std::vector<xml_node>& chain, const QString& name, Di
         dim.indices = index.split(QLatin1Char(','));
     }
     if (indexNode && dim.indices.size() != dim.count) {
-        warn(indexNode, QStringLiteral("dimIndex '%1' does not give %2 names; the copies are numbered.")
-                            .arg(index)
-                            .arg(dim.count));
+        warn(indexNode,
+            QStringLiteral("dimIndex '%1' does not give %2 names; the copies are numbered.")
+                .arg(index)
+                .arg(dim.count));
         dim.indices.clear();
     }
     if (dim.indices.isEmpty()) {
@@ -376,7 +389,8 @@ bool Reader::readDim(const std::vector<xml_node>& chain, const QString& name, Di
             dim.indices.append(QString::number(i));
     }
     if (!name.contains(QStringLiteral("%s")))
-        warn(dimNode, QStringLiteral("'%1' has a dim but no %s in its name; the copies are numbered.").arg(name));
+        warn(dimNode,
+            QStringLiteral("'%1' has a dim but no %s in its name; the copies are numbered.").arg(name));
     return true;
 }
 
@@ -435,17 +449,20 @@ bool Reader::readRegister(xml_node node, const Properties& inherited, std::vecto
     if (reg.offset > 0xFFFFFFFFu)
         return fail(offset, QStringLiteral("Offset %1 is beyond 32 bits.").arg(reg.offset));
     if (properties.size > 32)
-        return fail(node, QStringLiteral("Register '%1' of %2 bits: registers wider than 32 bits cannot be "
-                                         "represented.")
-                              .arg(rawName)
-                              .arg(properties.size));
+        return fail(node,
+            QStringLiteral("Register '%1' of %2 bits: registers wider than 32 bits cannot be "
+                           "represented.")
+                .arg(rawName)
+                .arg(properties.size));
     reg.size = properties.size <= 8 ? 8 : properties.size <= 16 ? 16 : 32;
     if (reg.size != properties.size)
-        warn(node, QStringLiteral("Register '%1' of %2 bits is written as a %3-bit register.")
-                       .arg(rawName)
-                       .arg(properties.size)
-                       .arg(reg.size));
-    reg.readable = properties.access != QLatin1String("write-only") && properties.access != QLatin1String("writeOnce");
+        warn(node,
+            QStringLiteral("Register '%1' of %2 bits is written as a %3-bit register.")
+                .arg(rawName)
+                .arg(properties.size)
+                .arg(reg.size));
+    reg.readable =
+        properties.access != QLatin1String("write-only") && properties.access != QLatin1String("writeOnce");
     reg.writable = properties.access != QLatin1String("read-only");
     Dim dim;
     if (!readDim(chain, rawName, dim))
@@ -459,7 +476,9 @@ bool Reader::readRegister(xml_node node, const Properties& inherited, std::vecto
         SvdField whole;
         whole.name = QStringLiteral("VALUE");
         whole.msb = reg.size - 1;
-        whole.access = reg.readable && reg.writable ? QStringLiteral("rw") : reg.readable ? QStringLiteral("r") : QStringLiteral("w");
+        whole.access = reg.readable && reg.writable ? QStringLiteral("rw")
+            : reg.readable                          ? QStringLiteral("r")
+                                                    : QStringLiteral("w");
         whole.hasReset = true;
         whole.reset = properties.reset & wholeMask;
         reg.fields.push_back(std::move(whole));
@@ -491,7 +510,8 @@ bool Reader::readRegister(xml_node node, const Properties& inherited, std::vecto
 bool Reader::readCluster(xml_node node, const Properties& inherited, int depth, std::vector<SvdItem>& items)
 {
     if (depth >= m_limits.maxClusterDepth)
-        return fail(node, QStringLiteral("Clusters are nested deeper than %1 levels.").arg(m_limits.maxClusterDepth));
+        return fail(
+            node, QStringLiteral("Clusters are nested deeper than %1 levels.").arg(m_limits.maxClusterDepth));
     std::vector<xml_node> chain;
     if (!chainOf(node, Kind::RegisterOrCluster, chain))
         return false;
@@ -543,14 +563,15 @@ bool Reader::readCluster(xml_node node, const Properties& inherited, int depth, 
     return true;
 }
 
-bool Reader::readFields(const std::vector<xml_node>& chain, const Properties& properties, const QString& owner,
-    std::vector<SvdField>& fields)
+bool Reader::readFields(const std::vector<xml_node>& chain, const Properties& properties,
+    const QString& owner, std::vector<SvdField>& fields)
 {
     std::vector<xml_node> members;
     QHash<QString, std::size_t> inherited;
     for (const xml_node& node : chain) {
         const bool own = &node == &chain.back();
-        for (xml_node field = node.child("fields").child("field"); field; field = field.next_sibling("field")) {
+        for (xml_node field = node.child("fields").child("field"); field;
+             field = field.next_sibling("field")) {
             if (chain.size() > 1) {
                 const QString name = childText(field, "name");
                 if (own) {
@@ -572,7 +593,8 @@ bool Reader::readFields(const std::vector<xml_node>& chain, const Properties& pr
     return true;
 }
 
-bool Reader::readField(xml_node node, const Properties& properties, const QString& owner, std::vector<SvdField>& fields)
+bool Reader::readField(
+    xml_node node, const Properties& properties, const QString& owner, std::vector<SvdField>& fields)
 {
     std::vector<xml_node> chain;
     if (!chainOf(node, Kind::Field, chain))
@@ -587,9 +609,12 @@ bool Reader::readField(xml_node node, const Properties& properties, const QStrin
     std::uint64_t msb = 0;
     if (const xml_node range = lastChild(chain, "bitRange")) {
         static const QRegularExpression form(QStringLiteral("^\\[([0-9]+):([0-9]+)\\]$"));
-        const QRegularExpressionMatch m = form.match(QString::fromUtf8(range.child_value()).remove(QLatin1Char(' ')));
+        const QRegularExpressionMatch m =
+            form.match(QString::fromUtf8(range.child_value()).remove(QLatin1Char(' ')));
         if (!m.hasMatch())
-            return fail(range, QStringLiteral("Bit range '%1' is not [msb:lsb].").arg(QString::fromUtf8(range.child_value())));
+            return fail(range,
+                QStringLiteral("Bit range '%1' is not [msb:lsb].")
+                    .arg(QString::fromUtf8(range.child_value())));
         msb = m.captured(1).toULongLong();
         lsb = m.captured(2).toULongLong();
     } else if (const xml_node low = lastChild(chain, "lsb")) {
@@ -611,7 +636,8 @@ bool Reader::readField(xml_node node, const Properties& properties, const QStrin
         return fail(node, QStringLiteral("Field '%1' has no bit range.").arg(rawName));
     }
     if (msb < lsb || msb > 63)
-        return fail(node, QStringLiteral("Field '%1' has the bit range [%2:%3].").arg(rawName).arg(msb).arg(lsb));
+        return fail(
+            node, QStringLiteral("Field '%1' has the bit range [%2:%3].").arg(rawName).arg(msb).arg(lsb));
     field.lsb = int(lsb);
     field.msb = int(msb);
     // Access, as our format's access attribute plus notes for what it cannot hold.
@@ -628,7 +654,9 @@ bool Reader::readField(xml_node node, const Properties& properties, const QStrin
     else if (writable && modified == QLatin1String("oneToSet"))
         field.access = readable ? QStringLiteral("rs") : QStringLiteral("-s");
     else
-        field.access = readable && writable ? QStringLiteral("rw") : readable ? QStringLiteral("r") : QStringLiteral("w");
+        field.access = readable && writable ? QStringLiteral("rw")
+            : readable                      ? QStringLiteral("r")
+                                            : QStringLiteral("w");
     if (!modified.isEmpty() && modified != QLatin1String("modify") && !field.access.endsWith(QLatin1Char('c'))
         && !field.access.endsWith(QLatin1Char('s')))
         notes.append(QStringLiteral("Writes: %1.").arg(modified));
@@ -655,12 +683,16 @@ bool Reader::readField(xml_node node, const Properties& properties, const QStrin
     }
     for (const SvdEnumValue& value : field.values) {
         if (value.isDefault)
-            notes.append(QStringLiteral("Other values: %1%2").arg(value.name,
-                value.description.isEmpty() ? QStringLiteral(".") : QStringLiteral(" (%1).").arg(value.description)));
+            notes.append(
+                QStringLiteral("Other values: %1%2")
+                    .arg(value.name,
+                        value.description.isEmpty() ? QStringLiteral(".")
+                                                    : QStringLiteral(" (%1).").arg(value.description)));
     }
     if (!notes.isEmpty())
-        field.description = (field.description.isEmpty() ? QStringList() : QStringList {field.description} + notes)
-                                .join(QLatin1Char(' '));
+        field.description =
+            (field.description.isEmpty() ? QStringList() : QStringList {field.description} + notes)
+                .join(QLatin1Char(' '));
     if (field.description.isEmpty() && !notes.isEmpty())
         field.description = notes.join(QLatin1Char(' '));
 
@@ -673,23 +705,37 @@ bool Reader::readField(xml_node node, const Properties& properties, const QStrin
         SvdField copy = field;
         const std::uint64_t shift = dim.count >= 0 ? std::uint64_t(i) * dim.increment : 0;
         if (std::uint64_t(field.lsb) + shift > 63 || std::uint64_t(field.msb) + shift > 63)
-            return fail(node, QStringLiteral("Copy %1 of field '%2' lies beyond bit 63.").arg(i).arg(rawName));
+            return fail(
+                node, QStringLiteral("Copy %1 of field '%2' lies beyond bit 63.").arg(i).arg(rawName));
         copy.lsb = field.lsb + int(shift);
         copy.msb = field.msb + int(shift);
         copy.name = identifier(dim.count >= 0 ? dimName(rawName, dim.indices[i]) : rawName);
         if (copy.msb >= properties.size) {
             if (copy.lsb >= properties.size) {
-                warn(node, QStringLiteral("Field '%1' (bits %2 to %3) lies outside its %4-bit register '%5'; left out.")
-                               .arg(copy.name).arg(copy.lsb).arg(copy.msb).arg(properties.size).arg(owner));
+                warn(node,
+                    QStringLiteral(
+                        "Field '%1' (bits %2 to %3) lies outside its %4-bit register '%5'; left out.")
+                        .arg(copy.name)
+                        .arg(copy.lsb)
+                        .arg(copy.msb)
+                        .arg(properties.size)
+                        .arg(owner));
                 continue;
             }
-            warn(node, QStringLiteral("Field '%1' (bits %2 to %3) is wider than its %4-bit register '%5'; cut to bit %6.")
-                           .arg(copy.name).arg(copy.lsb).arg(copy.msb).arg(properties.size).arg(owner)
-                           .arg(properties.size - 1));
+            warn(node,
+                QStringLiteral(
+                    "Field '%1' (bits %2 to %3) is wider than its %4-bit register '%5'; cut to bit %6.")
+                    .arg(copy.name)
+                    .arg(copy.lsb)
+                    .arg(copy.msb)
+                    .arg(properties.size)
+                    .arg(owner)
+                    .arg(properties.size - 1));
             copy.msb = properties.size - 1;
         }
         const int copyWidth = copy.msb - copy.lsb + 1;
-        const std::uint64_t mask = copyWidth >= 64 ? ~std::uint64_t {0} : (std::uint64_t {1} << copyWidth) - 1;
+        const std::uint64_t mask =
+            copyWidth >= 64 ? ~std::uint64_t {0} : (std::uint64_t {1} << copyWidth) - 1;
         copy.hasReset = properties.hasReset && ((properties.resetMask >> copy.lsb) & mask) == mask;
         copy.reset = copy.hasReset ? (properties.reset >> copy.lsb) & mask : 0;
         if (copyWidth != width) {
@@ -718,7 +764,8 @@ bool Reader::readValues(xml_node set, SvdField& field)
     for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
         if (!it->child("enumeratedValue"))
             continue;
-        for (xml_node node = it->child("enumeratedValue"); node; node = node.next_sibling("enumeratedValue")) {
+        for (xml_node node = it->child("enumeratedValue"); node;
+             node = node.next_sibling("enumeratedValue")) {
             SvdEnumValue value;
             value.name = childText(node, "name");
             value.description = childText(node, "description");
@@ -731,18 +778,21 @@ bool Reader::readValues(xml_node set, SvdField& field)
             if (!value.isDefault) {
                 const xml_node valueNode = node.child("value");
                 if (!valueNode) {
-                    warn(node, QStringLiteral("Enumerated value '%1' has no value; left out.").arg(value.name));
+                    warn(node,
+                        QStringLiteral("Enumerated value '%1' has no value; left out.").arg(value.name));
                     continue;
                 }
                 if (!parseSvdNumber(valueNode.child_value(), value.value, &value.dontCare)) {
-                    warn(valueNode, QStringLiteral("Enumerated value '%1': '%2' is not a number; left out.")
-                                        .arg(value.name, QString::fromUtf8(valueNode.child_value()).simplified()));
+                    warn(valueNode,
+                        QStringLiteral("Enumerated value '%1': '%2' is not a number; left out.")
+                            .arg(value.name, QString::fromUtf8(valueNode.child_value()).simplified()));
                     continue;
                 }
                 if (((value.value | value.dontCare) & ~mask) != 0) {
-                    warn(valueNode, QStringLiteral("Enumerated value '%1' does not fit its %2-bit field; left out.")
-                                        .arg(value.name)
-                                        .arg(width));
+                    warn(valueNode,
+                        QStringLiteral("Enumerated value '%1' does not fit its %2-bit field; left out.")
+                            .arg(value.name)
+                            .arg(width));
                     continue;
                 }
             }
@@ -757,13 +807,17 @@ bool Reader::run(SvdDevice& device)
 {
     const xml_node root = m_document.documentElement().node();
     if (std::strcmp(root.name(), "device") != 0)
-        return fail(root, QStringLiteral("The document element is <%1>, not <device>.").arg(QString::fromUtf8(root.name())));
+        return fail(root,
+            QStringLiteral("The document element is <%1>, not <device>.")
+                .arg(QString::fromUtf8(root.name())));
     device.name = identifier(childText(root, "name"));
     if (device.name.isEmpty())
         device.name = QStringLiteral("chip");
     device.description = childText(root, "description");
-    if (const xml_node unit = root.child("addressUnitBits"); unit && childText(root, "addressUnitBits") != QLatin1String("8"))
-        warn(unit, QStringLiteral("addressUnitBits %1 is taken as 8.").arg(childText(root, "addressUnitBits")));
+    if (const xml_node unit = root.child("addressUnitBits");
+        unit && childText(root, "addressUnitBits") != QLatin1String("8"))
+        warn(unit,
+            QStringLiteral("addressUnitBits %1 is taken as 8.").arg(childText(root, "addressUnitBits")));
     if (const xml_node cpu = root.child("cpu")) {
         for (xml_node item = cpu.first_child(); item; item = item.next_sibling()) {
             if (item.type() != pugi::node_element || item.first_child().type() != pugi::node_pcdata)
@@ -774,10 +828,13 @@ bool Reader::run(SvdDevice& device)
             std::uint64_t value = 0;
             const bool isBoolean = text == QLatin1String("true") || text == QLatin1String("false")
                 || text == QLatin1String("1") || text == QLatin1String("0");
-            if (isBoolean || (tag != QLatin1String("revision") && parseSvdNumber(text.toUtf8().constData(), value) && value <= 0x7FFFFFFF)) {
+            if (isBoolean
+                || (tag != QLatin1String("revision") && parseSvdNumber(text.toUtf8().constData(), value)
+                    && value <= 0x7FFFFFFF)) {
                 if (isBoolean)
                     value = text == QLatin1String("true") || text == QLatin1String("1") ? 1 : 0;
-                device.cpuValues.append({QStringLiteral("CPU_") + identifier(tag).toUpper(), std::int64_t(value)});
+                device.cpuValues.append(
+                    {QStringLiteral("CPU_") + identifier(tag).toUpper(), std::int64_t(value)});
             }
         }
     }
@@ -815,16 +872,19 @@ bool Reader::run(SvdDevice& device)
         SvdPeripheral peripheral;
         peripheral.description = chainText(chain, "description");
         peripheral.group = identifier(chainText(chain, "groupName"));
-        const xml_node baseNode = p.child("baseAddress") ? p.child("baseAddress") : lastChild(chain, "baseAddress");
+        const xml_node baseNode =
+            p.child("baseAddress") ? p.child("baseAddress") : lastChild(chain, "baseAddress");
         if (!baseNode)
             return fail(p, QStringLiteral("Peripheral '%1' has no baseAddress.").arg(rawName));
         if (!number(baseNode, peripheral.base))
             return false;
         if (peripheral.base > 0xFFFFFFFFu)
-            return fail(baseNode, QStringLiteral("Base address %1 is beyond 32 bits.").arg(peripheral.base, 0, 16));
+            return fail(
+                baseNode, QStringLiteral("Base address %1 is beyond 32 bits.").arg(peripheral.base, 0, 16));
         peripheral.ownsType = !typeOfOwner.contains(ownerName);
         if (peripheral.ownsType) {
-            QString type = identifier(QString(ownerName).remove(QStringLiteral("[%s]")).remove(QStringLiteral("%s")));
+            QString type =
+                identifier(QString(ownerName).remove(QStringLiteral("[%s]")).remove(QStringLiteral("%s")));
             const int n = typeNames.value(type.toUpper());
             typeNames.insert(type.toUpper(), n + 1);
             if (n > 0)
@@ -837,7 +897,8 @@ bool Reader::run(SvdDevice& device)
             for (const xml_node& node : owners)
                 containers.push_back(node.child("registers"));
             Properties ownerProperties = properties;
-            if (!applyProperties(ownerProperties, owners) || !readItems(containers, ownerProperties, 0, peripheral.items))
+            if (!applyProperties(ownerProperties, owners)
+                || !readItems(containers, ownerProperties, 0, peripheral.items))
                 return false;
             if (peripheral.items.empty())
                 warn(p, QStringLiteral("Peripheral '%1' has no registers.").arg(rawName));
@@ -872,7 +933,8 @@ bool Reader::run(SvdDevice& device)
             copy.typeName = peripheral.typeName;
             copy.base = peripheral.base + std::uint64_t(i) * dim.increment;
             if (copy.base > 0xFFFFFFFFu)
-                return fail(p, QStringLiteral("Copy %1 of peripheral '%2' lies beyond 32 bits.").arg(i).arg(rawName));
+                return fail(
+                    p, QStringLiteral("Copy %1 of peripheral '%2' lies beyond 32 bits.").arg(i).arg(rawName));
             copy.ownsType = i == 0 && peripheral.ownsType;
             if (copy.ownsType)
                 copy.items = std::move(peripheral.items);
@@ -893,14 +955,26 @@ void SvdMessages::warn(int line, int column, const QString& text)
 {
     ++warnings;
     if (warning)
-        warning(QStringLiteral("%1:%2:%3: warning: %4").arg(path).arg(line).arg(column).arg(text).toUtf8().constData());
+        warning(QStringLiteral("%1:%2:%3: warning: %4")
+                    .arg(path)
+                    .arg(line)
+                    .arg(column)
+                    .arg(text)
+                    .toUtf8()
+                    .constData());
 }
 
 void SvdMessages::fail(int line, int column, const QString& text)
 {
     failed = true;
     if (error)
-        error(QStringLiteral("%1:%2:%3: error: %4").arg(path).arg(line).arg(column).arg(text).toUtf8().constData());
+        error(QStringLiteral("%1:%2:%3: error: %4")
+                  .arg(path)
+                  .arg(line)
+                  .arg(column)
+                  .arg(text)
+                  .toUtf8()
+                  .constData());
 }
 
 bool parseSvdNumber(const char* text, std::uint64_t& value, std::uint64_t* dontCare)
@@ -915,10 +989,17 @@ bool parseSvdNumber(const char* text, std::uint64_t& value, std::uint64_t* dontC
     std::uint64_t multiplier = 1;
     if (end > begin) {
         switch (end[-1] | 0x20) {
-        case 'k': multiplier = 1024; break;
-        case 'm': multiplier = 1024 * 1024; break;
-        case 'g': multiplier = 1024 * 1024 * 1024; break;
-        default: break;
+        case 'k':
+            multiplier = 1024;
+            break;
+        case 'm':
+            multiplier = 1024 * 1024;
+            break;
+        case 'g':
+            multiplier = 1024 * 1024 * 1024;
+            break;
+        default:
+            break;
         }
         if (multiplier != 1)
             --end;
@@ -991,7 +1072,8 @@ QString identifier(const QString& name)
     return out;
 }
 
-bool readSvd(const QByteArray& text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device)
+bool readSvd(
+    const QByteArray& text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device)
 {
     HwXmlDocument document;
     int line = 0;
