@@ -83,7 +83,7 @@ QSet<QString> hiddenVariables(const HwXMLArchive* archive)
 QString variableDefine(const HwIntVar& variable, const QSet<QString>& hidden)
 {
     const QString text = variable.c_serialize(false);
-    if (hidden.isEmpty() || !variable.isExported() || variable.getEnum() || variable.isRange())
+    if (hidden.isEmpty() || !variable.isExported() || variable.getEnum())
         return text;
     static const QRegularExpression word(QStringLiteral("[A-Za-z_][A-Za-z0-9_]*"));
     bool named = false;
