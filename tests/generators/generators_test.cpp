@@ -82,11 +82,11 @@ TEST_F(GeneratorTest, WorkedExampleCHeaderTypes)
             "} REG_UART_CFG_T;\n"
             "\n"
             "//cfg\n"
-            "#define UART_ENABLE                (1<<0)\n"
-            "#define UART_ENABLE_MASK           (1<<0)\n"
+            "#define UART_ENABLE                (1u<<0)\n"
+            "#define UART_ENABLE_MASK           (1u<<0)\n"
             "#define UART_ENABLE_SHIFT          (0)\n"
-            "#define UART_MODE(n)               (((n)&3)<<4)\n"
-            "#define UART_MODE_MASK             (3<<4)\n"
+            "#define UART_MODE(n)               (((n)&3u)<<4)\n"
+            "#define UART_MODE_MASK             (3u<<4)\n"
             "#define UART_MODE_SHIFT            (4)\n"
             "\n"));
 }
@@ -107,7 +107,7 @@ TEST_F(GeneratorTest, WorkedExampleAssemblyHeaders)
     EXPECT_EQ(element(*chip, 0, 0)->asmarm_content(),
         QStringLiteral("#define REG_UART_BASE              0x01A00000\n"
                        "\n"
-                       "#define REG_UART_CFG                  0x00000000\n"
+                       "#define REG_UART_CFG                  0x01A00000\n"
                        "\n"));
 }
 
@@ -119,7 +119,7 @@ TEST_F(GeneratorTest, WorkedExampleVhdlModule)
         QStringLiteral("-- Register definition\n"
                        "-- Register Map\n"
                        "-- Address bit for register decoding\n"
-                       "constant UART_REG_NBA: integer range 1 to 12 := 2;\n"
+                       "constant UART_REG_NBA: natural := 2;\n"
                        "\n"
                        "-- Registers are defined by\n"
                        "--  * an address :          at_REG_NAME\n"
@@ -199,17 +199,17 @@ TEST_F(GeneratorTest, BitfieldMacros)
     QHash<QString, QString> macros;
     EXPECT_EQ(module->macro_serialize(QStringLiteral("M"), macros),
         QStringLiteral("//a\n"
-                       "#define M_BYTE(n)                  (((n)&0xFF)<<8)\n"
-                       "#define M_FIVE(n)                  (((n)&31)<<16)\n"
-                       "//#define M_RESERVED               (1<<31)\n"
-                       "#define M_SEL_X                    (2<<0)\n"
-                       "#define M_SEL_V_X                  2\n"
-                       "#define M_G(n)                     (((n)&0x1FFF)<<8)\n"
-                       "#define M_G_MASK                   (0x1FFF<<8)\n"
+                       "#define M_BYTE(n)                  (((n)&0xFFu)<<8)\n"
+                       "#define M_FIVE(n)                  (((n)&31u)<<16)\n"
+                       "//#define M_RESERVED               (1u<<31)\n"
+                       "#define M_SEL_X                    (2u<<0)\n"
+                       "#define M_SEL_V_X                  2u\n"
+                       "#define M_G(n)                     (((n)&0x1FFFu)<<8)\n"
+                       "#define M_G_MASK                   (0x1FFFu<<8)\n"
                        "#define M_G_SHIFT                  (8)\n"
                        "\n"
                        "//full\n"
-                       "#define M_ALL(n)                   (((n)&0xFF)<<0)\n"
+                       "#define M_ALL(n)                   (((n)&0xFFu)<<0)\n"
                        "\n"));
     // The register "full" has one field over all its bits: macros, but no union.
     EXPECT_EQ(module->c_bitfieldSerialize(QStringLiteral("M")).count(QStringLiteral("typedef union")), 1);

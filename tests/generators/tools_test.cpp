@@ -1,6 +1,5 @@
-// The generated files checked by the real tools: the C compiler (every header, and a program that checks the
-// layout of every structure and every base address against the model, built for a 32-bit target and run), the
-// assembler, the #error guards, and GHDL for the VHDL packages.
+// The #error guards of the generated headers, checked with the real preprocessor. The outputs themselves are
+// checked with the real tools by the generated-files check (generated_check.h).
 #include "generator_support.h"
 
 #include <vellxml/loader/archive.h>
@@ -66,10 +65,6 @@ std::vector<Chip> chips()
     return list;
 }
 
-QString hex(std::uint32_t value)
-{
-    return QStringLiteral("0x%1u").arg(value, 8, 16, QLatin1Char('0'));
-}
 
 class ToolsTest : public ::testing::TestWithParam<Chip> {
 protected:
@@ -119,143 +114,6 @@ protected:
     QStringList m_includes;
 };
 
-TEST_P(ToolsTest, CHeadersCompile)
-{
-    for (const HwXMLArchive* archive : archivesWithHeaders()) {
-        const QString source = scratch(QStringLiteral("check.c"));
-        writeText(source,
-            QStringLiteral("#include \"prelude.h\"\n#include \"%1\"\n")
-                .arg(out() + '/' + archive->getHFileRelativeName()));
-        const ToolRun run = compile({QStringLiteral("-std=c11"), QStringLiteral("-Wall"),
-            QStringLiteral("-Wextra"), QStringLiteral("-Werror"), QStringLiteral("-fsyntax-only"), source});
-        EXPECT_EQ(run.exitCode, 0) << archive->getHFileRelativeName().toStdString() << "\n"
-                                   << run.output.toStdString();
-    }
-}
-
-QString memberName(const HwXMLElement* member)
-{
-    if (member->getType() == TYPE_HOLE)
-        return QStringLiteral("Reserved_")
-            + QStringLiteral("%1").arg(member->getAddress(), 8, 16, QLatin1Char('0')).toUpper();
-    return member->getName();
-}
-
-/// offsetof checks of a member and everything inside it, designated from the outermost structure.
-void memberChecks(const HwXMLElement* member, const QString& designator, std::uint32_t typeBase,
-    const QString& type, QStringList& checks)
-{
-    const std::uint32_t offset = member->getBaseAddress() - typeBase;
-    const auto check = [&checks, &type](const QString& path, std::uint32_t at) {
-        checks << QStringLiteral("    CHECK(offsetof(%1, %2) == %3, \"offsetof(%1, %2)\");")
-                      .arg(type, path, hex(at));
-    };
-    if (member->isArray()) {
-        const auto* array = static_cast<const HwArray*>(member);
-        if (array->count() == 0)
-            return;
-        check(designator, offset);
-        for (std::size_t i = 0; i < array->getMemberList().size(); ++i) {
-            const HwXMLElement* item = array->getMemberList()[i].get();
-            const QString itemPath = designator + QStringLiteral("[%1]").arg(i);
-            check(itemPath, item->getBaseAddress() - typeBase);
-            if (item->isStruct()) {
-                for (const auto& inner : static_cast<const HwStruct*>(item)->getMemberList())
-                    memberChecks(
-                        inner.get(), itemPath + '.' + memberName(inner.get()), typeBase, type, checks);
-            }
-        }
-        return;
-    }
-    if (member->getType() == TYPE_MEMORY && member->sizeOf() == 0)
-        return;
-    check(designator, offset);
-    if (member->isStruct()) {
-        for (const auto& inner : static_cast<const HwStruct*>(member)->getMemberList())
-            memberChecks(inner.get(), designator + '.' + memberName(inner.get()), typeBase, type, checks);
-    }
-}
-
-void structureChecks(const HwStruct* structure, const QString& type, QStringList& checks)
-{
-    checks
-        << QStringLiteral("    CHECK(sizeof(%1) == %2, \"sizeof(%1)\");").arg(type, hex(structure->sizeOf()));
-    for (const auto& member : structure->getMemberList())
-        memberChecks(member.get(), memberName(member.get()), structure->getBaseAddress(), type, checks);
-}
-
-// A program built for a 32-bit target, as the chips are, that checks every structure's size and member
-// offsets and every base address against the model, then runs.
-TEST_P(ToolsTest, LayoutMatchesTheModel)
-{
-    QStringList includes;
-    QStringList checks;
-    for (const HwXMLArchive* archive : archivesWithHeaders()) {
-        includes << QStringLiteral("#include \"%1\"").arg(out() + '/' + archive->getHFileRelativeName());
-        for (const auto& element : archive->getElements()) {
-            if (!element->isStruct())
-                continue;
-            const auto* structure = static_cast<const HwStruct*>(element.get());
-            const QString type = structure->isRootStruct()
-                ? QStringLiteral("HWP_%1_T").arg(structure->getName().toUpper())
-                : ESDRTypeConvert(structure->getTypeName());
-            structureChecks(structure, type, checks);
-        }
-    }
-    for (const HwXMLElement* instance : m_chip->root->getInstanciatedTemplates()) {
-        const HwXMLElement* type = m_chip->root->getTemplate(instance->getTypeString());
-        if (instance->isExternal() || !type || !type->getTopArchive()->getGenerateHeader())
-            continue;
-        checks << QStringLiteral("    CHECK(REG_%1_BASE == %2, \"REG_%1_BASE\");")
-                      .arg(instance->getName().toUpper(), hex(instance->getBaseAddress()));
-    }
-    ASSERT_GT(checks.size(), 10);
-    const QString source = scratch(QStringLiteral("layout.c"));
-    writeText(source,
-        QStringLiteral(
-            "#include \"prelude.h\"\n%1\n#include <stddef.h>\n#include <stdio.h>\n"
-            "static int failures;\n"
-            "#define CHECK(condition, text) do { if (!(condition)) { puts(text); ++failures; } } while (0)\n"
-            "int main(void)\n{\n%2\n    return failures != 0;\n}\n")
-            .arg(includes.join('\n'), checks.join('\n')));
-    const QString program = scratch(QStringLiteral("layout"));
-    const ToolRun build =
-        compile({QStringLiteral("-m32"), QStringLiteral("-std=c11"), QStringLiteral("-Wall"),
-            QStringLiteral("-Wextra"), QStringLiteral("-Werror"), source, QStringLiteral("-o"), program});
-    ASSERT_EQ(build.exitCode, 0) << build.output.toStdString();
-    const ToolRun run = runTool(program, {});
-    EXPECT_EQ(run.exitCode, 0) << run.output.toStdString();
-    EXPECT_EQ(run.output, QString());
-}
-
-// Every object-like define of both assembly flavours assembles as data, given BASE_HI and BASE_LO.
-TEST_P(ToolsTest, AssemblyHeadersAssemble)
-{
-    static const QRegularExpression define(
-        QStringLiteral("^#define ([A-Za-z_][A-Za-z0-9_]*) "), QRegularExpression::MultilineOption);
-    int files = 0;
-    for (const auto& archive : m_chip->root->getArchives()) {
-        if (!archive->getGenerateHeader() || !archive->getGenerateAsm())
-            continue;
-        for (const QString& header :
-            {archive->getASMFileRelativeName(), archive->getASMARMFileRelativeName()}) {
-            const QString text = gentest::readText(out() + '/' + header);
-            QStringList data;
-            for (auto it = define.globalMatch(text); it.hasNext();)
-                data << QStringLiteral("    .long ") + it.next().captured(1);
-            const QString source = scratch(QStringLiteral("check.S"));
-            writeText(source,
-                QStringLiteral("#include \"asm_prelude.h\"\n#include \"%1\"\n    .data\n%2\n")
-                    .arg(out() + '/' + header, data.join('\n')));
-            const ToolRun run = compile({QStringLiteral("-DHB_ASM"), QStringLiteral("-c"), source,
-                QStringLiteral("-o"), scratch(QStringLiteral("check.o"))});
-            EXPECT_EQ(run.exitCode, 0) << header.toStdString() << "\n" << run.output.toStdString();
-            ++files;
-        }
-    }
-    EXPECT_GT(files, 0);
-}
-
 // Each header refuses the other language.
 TEST_P(ToolsTest, HeadersStopInTheWrongLanguage)
 {
@@ -282,32 +140,6 @@ TEST_P(ToolsTest, HeadersStopInTheWrongLanguage)
             "#error \"You are trying to use in an assembly code the normal H description of '%1'.\"")
                                               .arg(base)))
             << inAsm.output.toStdString();
-    }
-}
-
-// Every package analyses, the packages of included archives first.
-TEST_P(ToolsTest, VhdlPackagesAnalyse)
-{
-    std::vector<const HwXMLArchive*> order;
-    QSet<const HwXMLArchive*> seen;
-    const std::function<void(const HwXMLArchive*)> visit = [&](const HwXMLArchive* archive) {
-        if (seen.contains(archive))
-            return;
-        seen.insert(archive);
-        for (const HwXMLArchive* included : archive->getIncludedArchives())
-            visit(included);
-        order.push_back(archive);
-    };
-    for (const auto& archive : m_chip->root->getArchives())
-        visit(archive.get());
-    const QString work = scratch(QStringLiteral("work"));
-    QDir().mkpath(work);
-    for (const HwXMLArchive* archive : order) {
-        const ToolRun run = runTool(kGhdl,
-            {QStringLiteral("-a"), QStringLiteral("--std=08"), QStringLiteral("--workdir=") + work,
-                out() + '/' + archive->getVHDLFileRelativeName()});
-        EXPECT_EQ(run.exitCode, 0) << archive->getVHDLFileRelativeName().toStdString() << "\n"
-                                   << run.output.toStdString();
     }
 }
 

@@ -40,8 +40,9 @@ TEST_F(ArchiveLoaderTest, RootFileLoadsIntoTheMemoryMap)
     EXPECT_EQ(file->getTotalPath(), path(QStringLiteral("chip.v2.xml")));
     EXPECT_FALSE(file->getGenerateAsm());
     EXPECT_TRUE(file->getGenerateHeader());
-    EXPECT_EQ(file->getBaseName(), QStringLiteral("chip"));
-    EXPECT_EQ(file->getHFileRelativeName(), QStringLiteral("chip.h"));
+    // Only the archive extension leaves the name: the header is the one an include of this file names.
+    EXPECT_EQ(file->getBaseName(), QStringLiteral("chip.v2"));
+    EXPECT_EQ(file->getHFileRelativeName(), QStringLiteral("chip.v2.h"));
     EXPECT_EQ(file->getVHDLPkgName(), QStringLiteral("pkg"));
     EXPECT_EQ(file->getVHDLFileRelativeName(), QStringLiteral("pkg.vhd"));
 
@@ -197,7 +198,8 @@ TEST_F(ArchiveLoaderTest, IncludesAreReadOnceAndRecordHeaders)
             root->getArchives()[1].get(), root->getArchives()[1].get(), root->getArchives()[0].get()}));
     ASSERT_EQ(a->getIncludes().size(), 4u);
     EXPECT_EQ(a->getIncludes()[0]->getComment(), QStringLiteral("the b file"));
-    EXPECT_EQ(a->getIncludes()[0]->getHeaderName(), QStringLiteral("b.h"));
+    // By its path from the including header.
+    EXPECT_EQ(a->getIncludes()[0]->getHeaderName(), QStringLiteral("sub/b.h"));
     // Expressions see the variables of included archives.
     const HwIntVar* variable = a->getVariableManager().find(QStringLiteral("A"));
     ASSERT_NE(variable, nullptr);

@@ -31,9 +31,14 @@ QString includeName(const QString& header, const QString& ending)
 QString archiveAsmText(HwXMLArchive* archive, bool arm)
 {
     const QString base = archive->getBaseName();
+    // The guard holds the whole relative name: archives of one base name in different folders keep apart.
+    QString stem = archive->getHFileRelativeName();
+    stem.chop(2);
     const QString guard =
-        QLatin1Char('_') + base.toUpper() + (arm ? QLatin1String("_ASM_ARM_H_") : QLatin1String("_ASM_H_"));
+        QLatin1Char('_') + NameUpper(stem) + (arm ? QLatin1String("_ASM_ARM_H_") : QLatin1String("_ASM_H_"));
     const QString ending = arm ? QStringLiteral("_asm_arm.h") : QStringLiteral("_asm.h");
+    QSet<QString> names;
+    s_asmNames = &names;
     QString text = archive->c_header() + QLatin1Char('\n');
     text += QLatin1String("#ifndef ") + guard + QLatin1String("\n#define ") + guard + QLatin1String("\n\n");
     text += QLatin1String("//THIS FILE HAS BEEN GENERATED WITH OMBREL. PLEASE EDIT WITH CARE !\n\n");
@@ -47,7 +52,7 @@ QString archiveAsmText(HwXMLArchive* archive, bool arm)
     for (const auto& include : archive->getIncludes()) {
         const auto& entries = include->getConditionalEntries();
         if (entries.empty()) {
-            if (writesHeaders(archive, include->getHeaderName(), true))
+            if (writesHeaders(archive, include->getHeaderName(), true, false))
                 text +=
                     QStringLiteral("#include \"%1\"\n").arg(includeName(include->getHeaderName(), ending));
             continue;
@@ -55,7 +60,7 @@ QString archiveAsmText(HwXMLArchive* archive, bool arm)
         // Assembly has no fallback: without a matching condition nothing is included.
         bool first = true;
         for (const auto& entry : entries) {
-            if (!writesHeaders(archive, entry.headerName, true))
+            if (!writesHeaders(archive, entry.headerName, true, true))
                 continue;
             text += (first ? QLatin1String("#if ") : QLatin1String("#elif ")) + entry.condition
                 + QLatin1Char('\n');
@@ -66,8 +71,9 @@ QString archiveAsmText(HwXMLArchive* archive, bool arm)
             text += QLatin1String("#endif\n");
     }
     text += QLatin1Char('\n');
+    const QSet<QString> hidden = hiddenVariables(archive);
     for (const HwIntVar& variable : archive->getVariableManager())
-        text += variable.c_serialize(false);
+        text += variableDefine(variable, hidden);
     text += QLatin1Char('\n');
     for (const auto& element : archive->getElements()) {
         text += kRuleEqual + QLatin1String("\n// ") + element->getTypeString() + QLatin1Char('\n') + kRuleDash
@@ -75,6 +81,7 @@ QString archiveAsmText(HwXMLArchive* archive, bool arm)
             + kRuleEqual + QLatin1Char('\n') + (arm ? element->asmarm_content() : element->asm_content())
             + QLatin1String("\n\n");
     }
+    s_asmNames = nullptr;
     return text + QLatin1String("\n#endif\n");
 }
 
@@ -86,7 +93,7 @@ QString elementAsmContent(HwXMLElement* element, bool arm)
 {
     const HwRootArchive* root = element->getRootArchive();
     if (!root)
-        return element->asm_serialize(element->getTypeString().toUpper(), QStringLiteral(" "));
+        return element->asm_serialize(NameUpper(element->getTypeString()), QStringLiteral(" "));
     QString text = root->c_getMatchingInstancesBaseAddresses(element);
     if (!text.isEmpty())
         text += QLatin1Char('\n');
@@ -94,9 +101,9 @@ QString elementAsmContent(HwXMLElement* element, bool arm)
                 : root->c_getMatchingInstancesAsmDescription(element);
     // The type's own lines give the register offsets under the type's name. An instance named like its type
     // already defined those names (relative to its base): the type's lines would redefine them.
-    const QString prefix = element->getTypeString().toUpper();
+    const QString prefix = NameUpper(element->getTypeString());
     for (const HwXMLElement* instance : root->getInstancesOfType(element->getTypeString())) {
-        if (instance->getName().toUpper() == prefix)
+        if (NameUpper(instance->getName()) == prefix)
             return text;
     }
     return text + element->asm_serialize(prefix, QStringLiteral(" "));
@@ -148,7 +155,7 @@ QString HwRootArchive::c_getMatchingInstancesAsmDescription(HwXMLElement* type) 
 {
     QString text;
     for (const HwXMLElement* instance : getInstancesOfType(type->getTypeString())) {
-        const QString name = instance->getName().toUpper();
+        const QString name = NameUpper(instance->getName());
         const QString base = QStringLiteral("REG_%1_BASE").arg(name);
         text += padTo(QLatin1String("#define ") + base + QLatin1String("_HI"), 35) + QLatin1String("BASE_HI(")
             + base + QLatin1String(")\n");
@@ -161,9 +168,10 @@ QString HwRootArchive::c_getMatchingInstancesAsmDescription(HwXMLElement* type) 
 
 QString HwRootArchive::c_getMatchingInstancesAsmArmDescription(HwXMLElement* type) const
 {
+    // The instance is a copy of its type placed at its address: its registers give their absolute addresses.
     QString text;
-    for (const HwXMLElement* instance : getInstancesOfType(type->getTypeString()))
-        text += type->asm_serialize(instance->getName().toUpper(), QStringLiteral(" ")) + QLatin1Char('\n');
+    for (HwXMLElement* instance : getInstancesOfType(type->getTypeString()))
+        text += instance->asm_serialize(NameUpper(instance->getName()), QStringLiteral(" ")) + QLatin1Char('\n');
     return text;
 }
 

@@ -33,6 +33,18 @@ const QLatin1String kRuleEqual(
 const QLatin1String kRuleDash(
     "// -----------------------------------------------------------------------------");
 
+/// The union type names the header being written declared so far (generation runs on one thread).
+QSet<QString>* s_unionTypeNames = nullptr;
+
+/// A text for the end of a "//" comment line: a line ending in a backslash (or its trigraph) would carry
+/// the comment on to the next line.
+QString commentSafe(const QString& text)
+{
+    if (text.endsWith(QLatin1Char('\\')) || text.endsWith(QLatin1String("?""?/")))
+        return text + QLatin1Char('.');
+    return text;
+}
+
 bool isModuleStructure(const HwXMLElement* element)
 {
     return element->isStruct() && static_cast<const HwStruct*>(element)->isRootStruct();
@@ -70,9 +82,11 @@ QString baseTypedef(const HwXMLElement* element)
 }
 
 /// The all-ones value and the shift of a field or group as a macro writes them: hexadecimal beyond 5 bits.
+/// Always unsigned, so that a value shifted into bit 31 stays defined C.
 QString macroNumber(std::uint32_t value, int width)
 {
-    return width > 5 ? QLatin1String("0x") + QString::number(value, 16).toUpper() : QString::number(value);
+    return (width > 5 ? QLatin1String("0x") + QString::number(value, 16).toUpper() : QString::number(value))
+        + QLatin1Char('u');
 }
 
 std::uint32_t allOnes(int width)
@@ -116,10 +130,10 @@ QString bitFieldMacros(const HwBitField* field, const QString& prefix, QHash<QSt
         force || field->hasShiftMacro(), macros);
     for (const HwBitFieldOption& option : field->getOptions()) {
         const QString value = macroNumber(option.value, width);
-        const QString name = base + QLatin1Char('_') + option.name.toUpper();
+        const QString name = base + QLatin1Char('_') + NameUpper(option.name);
         text += OuputMacro(commented, false, name, QStringLiteral("(%1<<%2)").arg(value).arg(shift), macros);
         text +=
-            OuputMacro(commented, false, base + QLatin1String("_V_") + option.name.toUpper(), value, macros);
+            OuputMacro(commented, false, base + QLatin1String("_V_") + NameUpper(option.name), value, macros);
     }
     return text;
 }
@@ -146,14 +160,58 @@ bool isInsideType(const HwXMLElement* element, const QString& typeName)
     return false;
 }
 
-/// A pointer's C type. A pointer into its own type structure names it by its tag: the typedef name is not
-/// declared yet inside the structure.
-QString pointerCType(const HwXMLElement* pointer)
+/// Whether the archive is the one of `from` or one that it includes, at any depth: only their types are
+/// declared where `from`'s header is included.
+bool isVisibleFrom(const HwXMLArchive* archive, const HwXMLArchive* from)
 {
-    const QString pointed = static_cast<const HwPointer*>(pointer)->getPointedTypeName();
-    if (isInsideType(pointer, pointed))
-        return QLatin1String("struct ") + ESDRTypeConvert(pointed) + QLatin1Char('*');
-    return cTypeOf(pointer);
+    if (!archive || !from || archive == from)
+        return true;
+    for (const HwXMLArchive* included : from->getIncludedArchivesClosure()) {
+        if (included == archive)
+            return true;
+    }
+    return false;
+}
+
+/// The C type a pointer points to. A pointer into its own type structure names it by its tag (the typedef
+/// name is not declared yet inside the structure); a module is its HWP_ type; a memory or an external is
+/// bytes; a type the header cannot see, or no type at all, is VOID.
+QString pointedCType(const HwXMLElement* element)
+{
+    const QString pointed = static_cast<const HwPointer*>(element)->getPointedTypeName();
+    if (isInsideType(element, pointed))
+        return QLatin1String("struct ") + cIdentifier(ESDRTypeConvert(pointed));
+    static const QStringList basic = {QStringLiteral("uint32"), QStringLiteral("uint16"),
+        QStringLiteral("uint8"), QStringLiteral("int32"), QStringLiteral("int16"), QStringLiteral("int8"),
+        QStringLiteral("reg32"), QStringLiteral("reg16"), QStringLiteral("reg8"), QStringLiteral("bool"),
+        QStringLiteral("void")};
+    if (basic.contains(pointed.toLower()))
+        return pointed.toUpper();
+    if (pointed.toLower() == QLatin1String("memory"))
+        return QStringLiteral("UINT8");
+    const HwRootArchive* root = element->getRootArchive();
+    const HwXMLElement* target = root ? root->getTemplate(pointed) : nullptr;
+    if (!target || !isVisibleFrom(target->getTopArchive(), element->getTopArchive()))
+        return QStringLiteral("VOID");
+    if (target->isStruct())
+        return cStructTypeName(static_cast<const HwStruct*>(target));
+    if (target->isExternal() || target->getType() == TYPE_MEMORY)
+        return QStringLiteral("UINT8");
+    if (target->isValuable() && !target->isPointer())
+        return cTypeOf(target);
+    return QStringLiteral("VOID");
+}
+
+/// A pointer member: the pointer on targets with 32-bit pointers, and the 32-bit address elsewhere, so that
+/// the structure keeps the chip's layout on a 64-bit host too.
+QString pointerMember(int level, const QString& keywords, const QString& pointed, const QString& name,
+    const QString& address, bool commented)
+{
+    return QLatin1String("#if defined(__SIZEOF_POINTER__) && __SIZEOF_POINTER__ != 4\n")
+        + memberLine(level, keywords + QLatin1String("UINT32"), name, address, commented)
+        + QLatin1String("#else\n")
+        + memberLine(level, keywords + pointed + QLatin1Char('*'), name, address, commented)
+        + QLatin1String("#endif\n");
 }
 
 /// Whether a member of the structure, at any depth, points to the structure's own type.
@@ -172,6 +230,213 @@ bool pointsToItself(const HwXMLElement* element, const QString& typeName)
         }
     }
     return false;
+}
+
+unsigned int roundUp(unsigned int value, unsigned int alignment)
+{
+    const unsigned int remainder = alignment == 0 ? 0 : value % alignment;
+    return remainder == 0 ? value : value + (alignment - remainder);
+}
+
+/// Size and alignment of the C declaration written for an element.
+struct CShape {
+    unsigned int size = 0;
+    unsigned int align = 1;
+};
+
+CShape cShapeOf(const HwXMLElement* element);
+
+/// The unit of a hole: 32 or 16 bits when its size and offset allow it and the structure holding it is that
+/// aligned anyway, so that the hole never makes the C structure more aligned than the model's.
+int holeUnit(const HwXMLElement* hole, int bits)
+{
+    const unsigned int offset = hole->getAddress();
+    const unsigned int align = hole->getParent() ? hole->getParent()->getAlignConstraint() : 1;
+    if (bits % 32 == 0 && offset % 4 == 0 && align >= 4)
+        return 32;
+    if (bits % 16 == 0 && offset % 2 == 0 && align >= 2)
+        return 16;
+    return 8;
+}
+
+unsigned int structCAlign(const HwStruct* structure)
+{
+    unsigned int align = 1;
+    for (const auto& member : structure->getMemberList()) {
+        const CShape shape = cShapeOf(member.get());
+        if (shape.size > 0)
+            align = std::max(align, shape.align);
+    }
+    return align;
+}
+
+CShape cShapeOf(const HwXMLElement* element)
+{
+    switch (element->getType()) {
+    case TYPE_HOLE: {
+        const int bits = static_cast<int>(element->sizeOf()) * 8;
+        return {element->sizeOf(), static_cast<unsigned int>(holeUnit(element, bits) / 8)};
+    }
+    case TYPE_MEMORY:
+    case TYPE_EXTERNAL:
+        return {element->sizeOf(), 1};
+    default:
+        break;
+    }
+    if (element->isStruct())
+        return {element->sizeOf(), structCAlign(static_cast<const HwStruct*>(element))};
+    if (element->isArray()) {
+        const auto* array = static_cast<const HwArray*>(element);
+        const HwXMLElement* item = array->getElementType();
+        if (!item || array->count() < 1)
+            return {0, 1};
+        const CShape itemShape = cShapeOf(item);
+        return {element->sizeOf(), itemShape.align};
+    }
+    const unsigned int size = element->sizeOf();
+    return {size, std::max(1u, std::min(size, 4u))};
+}
+
+QString structMembers(const HwStruct* structure, int level);
+QString memberText(const HwXMLElement* member, const QString& name, int level);
+
+/// Bytes the model leaves free where C would not: explicit reserved bytes.
+QString paddingLine(int level, unsigned int offset, unsigned int bytes, QSet<QString>& used)
+{
+    QString name = QLatin1String("Reserved_") + hex8(offset);
+    while (used.contains(name))
+        name += QLatin1String("_pad");
+    used.insert(name);
+    const QString count = bytes == 1 ? QString() : QStringLiteral("[%1]").arg(bytes);
+    return padTo(indent(level) + QStringLiteral("UINT8 %1%2;").arg(name, count), 48) + QLatin1String("//0x")
+        + hex8(offset) + QLatin1Char('\n');
+}
+
+/// The members of a structure with the model's layout: where the model places a member further than C
+/// would, reserved bytes fill the distance, and the structure ends at the model's size.
+QString structMembers(const HwStruct* structure, int level)
+{
+    const QStringList names = cMemberNames(structure);
+    QSet<QString> used(names.begin(), names.end());
+    const unsigned int base = structure->getBaseAddress();
+    unsigned int cOffset = 0;
+    unsigned int cAlign = 1;
+    QString text;
+    int index = 0;
+    for (const auto& member : structure->getMemberList()) {
+        const CShape shape = cShapeOf(member.get());
+        const unsigned int offset = member->getBaseAddress() - base;
+        if (shape.size > 0) {
+            if (roundUp(cOffset, shape.align) < offset)
+                text += paddingLine(level, cOffset, offset - cOffset, used);
+            cOffset = offset + shape.size;
+            cAlign = std::max(cAlign, shape.align);
+        }
+        text += memberText(member.get(), names[index++], level);
+    }
+    const unsigned int size = structure->sizeOf();
+    if (cOffset < size && roundUp(cOffset, cAlign) != size)
+        text += paddingLine(level, cOffset, size - cOffset, used);
+    return text;
+}
+
+QString valuableMember(const HwValuable* valuable, const QString& name, int level)
+{
+    QString text = commentBlock(valuable, level);
+    const QString line =
+        memberLine(level, keywordsOf(valuable) + cTypeOf(valuable), name, valuable->getAddressString(), false);
+    const bool halves = !valuable->getLowPartName().isEmpty() && !valuable->getHighPartName().isEmpty()
+        && (valuable->getType() == TYPE_REG16 || valuable->getType() == TYPE_REG32);
+    if (!halves)
+        return text + line;
+    const QString half = valuable->getType() == TYPE_REG16 ? QStringLiteral("REG8 ") : QStringLiteral("REG16 ");
+    text += indent(level) + QLatin1String("union {\n");
+    text += indent(level + 1) + QLatin1String("struct {\n");
+    text += indent(level + 2) + half + cIdentifier(valuable->getLowPartName()) + QLatin1String(";\n");
+    text += indent(level + 2) + half + cIdentifier(valuable->getHighPartName()) + QLatin1String(";\n");
+    text += indent(level + 1) + QLatin1String("};\n");
+    text += memberLine(
+        level + 1, keywordsOf(valuable) + cTypeOf(valuable), name, valuable->getAddressString(), false);
+    return text + indent(level) + QLatin1String("};\n");
+}
+
+/// Bytes declared as such: memories, and externals, whose own types live in their makers' headers.
+QString bytesMember(const HwXMLElement* element, const QString& name, const QString& suffix, int level)
+{
+    const unsigned int size = element->sizeOf();
+    const QString line = indent(level) + (size == 0 ? QStringLiteral("// ") : QString()) + keywordsOf(element)
+        + QStringLiteral("UINT8 %1%2[%3];").arg(name, suffix).arg(size);
+    return commentBlock(element, level) + padTo(line, 48) + QLatin1String("//0x")
+        + hex8(element->getBaseAddress()) + QLatin1Char('\n');
+}
+
+QString memberText(const HwXMLElement* member, const QString& name, int level)
+{
+    switch (member->getType()) {
+    case TYPE_HOLE: {
+        const int bits = static_cast<int>(member->sizeOf()) * 8;
+        const unsigned int offset = member->getAddress();
+        const int unit = holeUnit(member, bits);
+        const int units = bits / unit;
+        if (units == 0)
+            return QString();
+        const QString count = units == 1 ? QString() : QStringLiteral("[%1]").arg(units);
+        const QString line = indent(level) + QStringLiteral("REG%1 %2%3;").arg(unit).arg(name, count);
+        return padTo(line, 48) + QLatin1String("//0x") + hex8(offset) + QLatin1Char('\n');
+    }
+    case TYPE_MEMORY:
+    case TYPE_EXTERNAL:
+        return bytesMember(member, name, QString(), level);
+    default:
+        break;
+    }
+    if (member->isPointer())
+        return commentBlock(member, level)
+            + pointerMember(
+                level, keywordsOf(member), pointedCType(member), name, member->getAddressString(), false);
+    if (member->isStruct()) {
+        const auto* structure = static_cast<const HwStruct*>(member);
+        QString text = commentBlock(member, level);
+        if (structure->isTypedef())
+            return text
+                + memberLine(level, keywordsOf(member) + cStructTypeName(structure), name,
+                    member->getAddressString(), false);
+        text += indent(level) + QLatin1String("struct\n") + indent(level) + QLatin1String("{\n");
+        text += structMembers(structure, level + 1);
+        return text + indent(level) + QStringLiteral("} %1;\n").arg(name);
+    }
+    if (member->isArray()) {
+        const auto* array = static_cast<const HwArray*>(member);
+        const HwXMLElement* item = array->getElementType();
+        if (!item)
+            return QString();
+        // The loader keeps the comment and the C keywords of the tag on the prototype.
+        QString text = commentBlock(item, level);
+        const int count = array->count();
+        const QString suffix = count != 1 ? QStringLiteral("[%1]").arg(count) : QString();
+        const bool commented = count < 1;
+        if (item->isStruct() && !static_cast<const HwStruct*>(item)->isTypedef()) {
+            const QString open = indent(level) + (commented ? QStringLiteral("// ") : QString());
+            if (commented)
+                return text + open + QStringLiteral("struct { ... } %1%2;\n").arg(name, suffix);
+            text += indent(level) + QLatin1String("struct\n") + indent(level) + QLatin1String("{\n");
+            text += structMembers(static_cast<const HwStruct*>(item), level + 1);
+            return text + indent(level) + QStringLiteral("} %1%2;\n").arg(name, suffix);
+        }
+        if (item->getType() == TYPE_MEMORY || item->getType() == TYPE_EXTERNAL)
+            return commented ? QString() : bytesMember(item, name, suffix, level);
+        if (item->isPointer())
+            return text
+                + pointerMember(level, keywordsOf(item), pointedCType(item), name + suffix,
+                    member->getAddressString(), commented);
+        const QString type =
+            item->isStruct() ? cStructTypeName(static_cast<const HwStruct*>(item)) : cTypeOf(item);
+        return text + memberLine(level, keywordsOf(item) + type, name + suffix, member->getAddressString(), commented);
+    }
+    if (member->isValuable())
+        return valuableMember(static_cast<const HwValuable*>(member), name, level);
+    return commentBlock(member, level)
+        + memberLine(level, keywordsOf(member) + cTypeOf(member), name, member->getAddressString(), false);
 }
 
 bool isReservedName(const QString& name)
@@ -211,20 +476,18 @@ QString cTypeOf(const HwXMLElement* element)
     case TYPE_VOID:
         return QStringLiteral("VOID");
     case TYPE_POINTER:
-        return element->getCTypeString();
+        return pointedCType(element) + QLatin1Char('*');
     case TYPE_STRUCT:
-        if (isModuleStructure(element))
-            return QLatin1String("HWP_") + element->getTypeString().toUpper() + QLatin1String("_T");
-        return ESDRTypeConvert(element->getTypeString());
+        return cStructTypeName(static_cast<const HwStruct*>(element));
     default:
-        return ESDRTypeConvert(element->getCTypeString());
+        return cIdentifier(ESDRTypeConvert(element->getCTypeString()));
     }
 }
 
 QString elementCContent(HwXMLElement* element)
 {
     const HwRootArchive* root = element->getRootArchive();
-    const QString prefix = element->getTypeString().toUpper();
+    const QString prefix = NameUpper(element->getTypeString());
     QString text = root ? root->c_getMatchingInstancesBaseAddresses(element) : QString();
     if (!text.isEmpty())
         text += QLatin1Char('\n');
@@ -272,16 +535,22 @@ QString HwValuable::c_typedefSerialize()
     if (m_enumHolder || m_bitFields.empty())
         return baseTypedef(this);
     QString text = QStringLiteral("typedef struct\n{\n");
+    QSet<QString> used;
     for (const auto& field : m_bitFields) {
-        text += padTo(ESDRTypeConvert(field->getTypeString()), 35) + field->getName()
+        QString name = cIdentifier(field->getName());
+        while (used.contains(name))
+            name += QLatin1Char('_');
+        used.insert(name);
+        text += padTo(cIdentifier(ESDRTypeConvert(field->getTypeString())), 35) + name
             + QStringLiteral(":%1;\n").arg(field->getBitSize());
     }
-    return text + QStringLiteral("} %1;").arg(ESDRTypeConvert(getTypeString()));
+    return text + QStringLiteral("} %1;").arg(cIdentifier(ESDRTypeConvert(getTypeString())));
 }
 
 QString HwPointer::c_typedefSerialize()
 {
-    return baseTypedef(this);
+    return QLatin1String("typedef ") + keywordsOf(this) + cTypeOf(this) + QLatin1Char(' ')
+        + cIdentifier(ESDRTypeConvert(getName())) + QLatin1Char(';');
 }
 
 QString HwStruct::c_typedefSerialize()
@@ -290,10 +559,9 @@ QString HwStruct::c_typedefSerialize()
     const bool tagged = !isRootStruct() && pointsToItself(this, getTypeName());
     QString text = tagged ? QStringLiteral("typedef struct %1\n{\n").arg(cTypeOf(this))
                           : QStringLiteral("typedef struct\n{\n");
-    for (const auto& member : m_members)
-        text += member->c_serialize(1);
+    text += structMembers(this, 1);
     if (isRootStruct())
-        return text + QStringLiteral("} HWP_%1_T;\n").arg(getName().toUpper());
+        return text + QStringLiteral("} %1;\n").arg(cStructTypeName(this));
     return text
         + QStringLiteral("} %1; //Size : 0x%2\n").arg(cTypeOf(this), QString::number(sizeOf(), 16).toUpper());
 }
@@ -304,91 +572,42 @@ QString HwExternal::c_typedefSerialize()
 }
 
 // Members -------------------------------------------------------------------------------------------------
+// A structure writes its members itself (structMembers), which names them uniquely and keeps the model's
+// layout; a member on its own is written under its own C name.
 
 QString HwValuable::c_serialize(int level)
 {
-    QString text = commentBlock(this, level);
-    const QString line =
-        memberLine(level, keywordsOf(this) + cTypeOf(this), getName(), getAddressString(), false);
-    const bool halves = !m_lowPartName.isEmpty() && !m_highPartName.isEmpty()
-        && (getType() == TYPE_REG16 || getType() == TYPE_REG32);
-    if (!halves)
-        return text + line;
-    const QString half = getType() == TYPE_REG16 ? QStringLiteral("REG8 ") : QStringLiteral("REG16 ");
-    text += indent(level) + QLatin1String("union {\n");
-    text += indent(level + 1) + QLatin1String("struct {\n");
-    text += indent(level + 2) + half + m_lowPartName + QLatin1String(";\n");
-    text += indent(level + 2) + half + m_highPartName + QLatin1String(";\n");
-    text += indent(level + 1) + QLatin1String("};\n");
-    text += memberLine(level + 1, keywordsOf(this) + cTypeOf(this), getName(), getAddressString(), false);
-    return text + indent(level) + QLatin1String("};\n");
+    return memberText(this, cIdentifier(getName()), level);
 }
 
 QString HwPointer::c_serialize(int level)
 {
-    return commentBlock(this, level)
-        + memberLine(level, keywordsOf(this) + pointerCType(this), getName(), getAddressString(), false);
+    return memberText(this, cIdentifier(getName()), level);
 }
 
 QString HwExternal::c_serialize(int level)
 {
-    return commentBlock(this, level)
-        + memberLine(level, keywordsOf(this) + cTypeOf(this), getName(), getAddressString(), false);
+    return memberText(this, cIdentifier(getName()), level);
 }
 
 QString HwStruct::c_serialize(int level)
 {
-    QString text = commentBlock(this, level);
-    if (isTypedef())
-        return text
-            + memberLine(level, keywordsOf(this) + cTypeOf(this), getName(), getAddressString(), false);
-    text += indent(level) + QLatin1String("struct\n") + indent(level) + QLatin1String("{\n");
-    for (const auto& member : m_members)
-        text += member->c_serialize(level + 1);
-    return text + indent(level) + QStringLiteral("} %1;\n").arg(getName());
+    return memberText(this, cIdentifier(getName()), level);
 }
 
 QString HwArray::c_serialize(int level)
 {
-    const HwXMLElement* item = m_elementType.get();
-    if (!item)
-        return QString();
-    // The loader keeps the comment and the C keywords of the tag on the prototype.
-    QString text = commentBlock(item, level);
-    const QString suffix = m_count != 1 ? QStringLiteral("[%1]").arg(m_count) : QString();
-    if (item->isStruct() && !static_cast<const HwStruct*>(item)->isTypedef()) {
-        text += indent(level) + QLatin1String("struct\n") + indent(level) + QLatin1String("{\n");
-        for (const auto& member : static_cast<const HwStruct*>(item)->getMemberList())
-            text += member->c_serialize(level + 1);
-        return text + indent(level) + QStringLiteral("} %1%2;\n").arg(getName(), suffix);
-    }
-    const QString type = item->isPointer() ? pointerCType(item) : cTypeOf(item);
-    return text
-        + memberLine(level, keywordsOf(item) + type, getName() + suffix, getAddressString(), m_count == 0);
+    return memberText(this, cIdentifier(getName()), level);
 }
 
 QString HwHole::c_serialize(int level)
 {
-    const int bits = m_sizeInBits;
-    const unsigned int offset = getAddress();
-    int unit = 8;
-    if (bits % 32 == 0 && offset % 4 == 0)
-        unit = 32;
-    else if (bits % 16 == 0 && offset % 2 == 0)
-        unit = 16;
-    const int units = bits / unit;
-    const QString count = units == 1 ? QString() : QStringLiteral("[%1]").arg(units);
-    const QString line =
-        indent(level) + QStringLiteral("REG%1 Reserved_%2%3;").arg(unit).arg(hex8(offset), count);
-    return padTo(line, 48) + QLatin1String("//0x") + hex8(offset) + QLatin1Char('\n');
+    return memberText(this, QLatin1String("Reserved_") + hex8(getAddress()), level);
 }
 
 QString HwMemory::c_serialize(int level)
 {
-    const QString line = indent(level) + (m_size <= 0 ? QStringLiteral("// ") : QString()) + keywordsOf(this)
-        + QStringLiteral("UINT8 %1[%2];").arg(getName()).arg(sizeOf());
-    return commentBlock(this, level) + padTo(line, 48) + QLatin1String("//0x") + hex8(getBaseAddress())
-        + QLatin1Char('\n');
+    return memberText(this, cIdentifier(getName()), level);
 }
 
 // Bitfield unions -----------------------------------------------------------------------------------------
@@ -431,14 +650,29 @@ QString HwValuable::c_bitfieldSerialize(const QString& prefix)
     if (fields.size() == 1 && fields.front()->getDownPos() == 0 && fields.front()->getUpPos() == top)
         return QString();
 
+    // Gap names first: a field named like a gap gets another name, as do fields whose lower-cased names
+    // meet (reserved and Reserved).
+    static const QRegularExpression gapName(QStringLiteral("^__\\d+_\\d+$"));
+    QSet<QString> used;
+    QHash<const HwBitField*, QString> names;
+    for (const HwBitField* field : fields) {
+        QString base = cIdentifier(NameLower(field->getName()));
+        if (gapName.match(base).hasMatch())
+            base.prepend(QLatin1Char('f'));
+        QString name = base;
+        for (int k = 2; used.contains(name); ++k)
+            name = base + QStringLiteral("_%1").arg(k);
+        used.insert(name);
+        names.insert(field, name);
+    }
     const auto gapLine = [&storage](int high, int low, int bits) {
         return QStringLiteral("        %1 __%2_%3 : %4;").arg(storage).arg(high).arg(low).arg(bits);
     };
-    const auto fieldLine = [&storage](const HwBitField* field) {
+    const auto fieldLine = [&storage, &names](const HwBitField* field) {
         return QStringLiteral("        %1 %2 : %3; // %4")
-            .arg(storage, NameLower(field->getName()))
+            .arg(storage, names.value(field))
             .arg(field->getBitSize())
-            .arg(BitFieldPosWriteType(field));
+            .arg(commentSafe(BitFieldPosWriteType(field)));
     };
     QStringList big;
     if (mode == 2 || mode == 3) {
@@ -482,24 +716,36 @@ QString HwValuable::c_bitfieldSerialize(const QString& prefix)
     }
     if (lines.isEmpty())
         return QString();
-    return QLatin1String("//") + getName() + QLatin1Char('\n')
+    // Registers of one name in different structures of a type give different unions: the type name holds
+    // the path, and a name a header already declared gets "_2", "_3" ... in front of the "_T".
+    const QString base = QLatin1String("REG_") + prefix + QLatin1Char('_') + NameUpper(getName());
+    QString typeName = base + QLatin1String("_T");
+    if (s_unionTypeNames) {
+        for (int k = 2; s_unionTypeNames->contains(typeName); ++k)
+            typeName = base + QStringLiteral("_%1_T").arg(k);
+        s_unionTypeNames->insert(typeName);
+    }
+    return QLatin1String("//") + commentSafe(getName()) + QLatin1Char('\n')
         + QStringLiteral("typedef union {\n    %1 v;\n    struct {\n%2\n    } b;\n} %3;\n\n")
-              .arg(storage, lines.join(QLatin1Char('\n')),
-                  QLatin1String("REG_") + prefix + QLatin1Char('_') + NameUpper(getName())
-                      + QLatin1String("_T"));
+              .arg(storage, lines.join(QLatin1Char('\n')), typeName);
 }
 
 QString HwStruct::c_bitfieldSerialize(const QString& prefix)
 {
+    const QString inner = isRootStruct() || isTypedef() ? prefix : prefix + QLatin1Char('_') + NameUpper(getName());
     QString text;
     for (const auto& member : m_members)
-        text += member->c_bitfieldSerialize(prefix);
+        text += member->c_bitfieldSerialize(inner);
     return text;
 }
 
 QString HwArray::c_bitfieldSerialize(const QString& prefix)
 {
-    return m_elementType ? m_elementType->c_bitfieldSerialize(prefix) : QString();
+    if (!m_elementType)
+        return QString();
+    if (m_elementType->isStruct() || m_elementType->isArray())
+        return m_elementType->c_bitfieldSerialize(prefix + QLatin1Char('_') + NameUpper(getName()));
+    return m_elementType->c_bitfieldSerialize(prefix);
 }
 
 // Bitfield macros -----------------------------------------------------------------------------------------
@@ -508,7 +754,7 @@ QString HwValuable::macro_serialize(const QString& prefix, QHash<QString, QStrin
 {
     if (m_enumHolder || (m_bitFields.empty() && m_bitGroups.empty()))
         return QString();
-    QString text = QLatin1String("//") + getName() + QLatin1Char('\n');
+    QString text = QLatin1String("//") + commentSafe(getName()) + QLatin1Char('\n');
     for (const auto& field : m_bitFields)
         text += bitFieldMacros(field.get(), prefix, macros);
     for (const auto& group : m_bitGroups)
@@ -584,7 +830,7 @@ QString HwRootArchive::c_getMatchingInstancesBaseAddresses(HwXMLElement* type) c
 {
     QString text;
     for (const HwXMLElement* instance : getInstancesOfType(type->getTypeString())) {
-        const QString define = QStringLiteral("#define REG_%1_BASE").arg(instance->getName().toUpper());
+        const QString define = QStringLiteral("#define REG_%1_BASE").arg(NameUpper(instance->getName()));
         const QMap<QString, std::uint32_t> alternatives = instance->getAltAddresses();
         if (alternatives.isEmpty()) {
             text += two_fields_line(define, instance->getAddressString(), 35);
@@ -594,7 +840,7 @@ QString HwRootArchive::c_getMatchingInstancesBaseAddresses(HwXMLElement* type) c
         for (auto it = alternatives.constBegin(); it != alternatives.constEnd(); ++it) {
             text += (first ? QStringLiteral("#if defined(REG_ADDRESS_FOR_%1)\n")
                            : QStringLiteral("#elif defined(REG_ADDRESS_FOR_%1)\n"))
-                        .arg(it.key());
+                        .arg(cIdentifier(it.key()));
             text += two_fields_line(define, QLatin1String("0x") + hex8(it.value()), 35);
             first = false;
         }
@@ -611,11 +857,10 @@ QString HwRootArchive::c_getMatchingInstancesInstanciation(HwXMLElement* type) c
     const bool module = isModuleStructure(type);
     for (const HwXMLElement* instance : getInstancesOfType(typeString)) {
         std::printf("%s\n", typeString.toUtf8().constData());
-        const QString base = QStringLiteral("REG_%1_BASE").arg(instance->getName().toUpper());
+        const QString base = QStringLiteral("REG_%1_BASE").arg(NameUpper(instance->getName()));
         const QString head = (module ? QLatin1String("#define hwp_") : QLatin1String("#define p_"))
-            + instance->getCInstanceName();
-        const QString cast = module ? QStringLiteral("((HWP_%1_T*)").arg(typeString.toUpper())
-                                    : QStringLiteral("((%1_T*)").arg(typeString.toUpper());
+            + cIdentifier(instance->getCInstanceName());
+        const QString cast = QStringLiteral("((%1*)").arg(cTypeOf(type));
         text += padTo(head, 35) + cast + QLatin1String(" REG_ACCESS_ADDRESS(") + base + QLatin1String("))\n");
     }
     if (!text.isEmpty())
@@ -637,10 +882,26 @@ QString HwXMLArchive::c_header() const
     return text + QLatin1Char('\n');
 }
 
+namespace {
+
+/// The include guard of a header: its whole relative name, so that archives of one base name in different
+/// folders keep apart.
+QString guardOf(const QString& relativeName, const QString& ending)
+{
+    QString stem = relativeName;
+    if (stem.endsWith(QLatin1String(".h")))
+        stem.chop(2);
+    return QLatin1Char('_') + NameUpper(stem) + ending;
+}
+
+} // namespace
+
 QString HwXMLArchive::c_content()
 {
     const QString base = getBaseName();
-    const QString guard = QLatin1Char('_') + base.toUpper() + QLatin1String("_H_");
+    const QString guard = guardOf(getHFileRelativeName(), QStringLiteral("_H_"));
+    QSet<QString> unionTypeNames;
+    s_unionTypeNames = &unionTypeNames;
     QString text = c_header();
     text += QLatin1String("#ifndef ") + guard + QLatin1String("\n#define ") + guard + QLatin1String("\n\n");
     if (m_generateAsm) {
@@ -650,39 +911,46 @@ QString HwXMLArchive::c_content()
                   .arg(base)
             + QLatin1String("#endif\n\n");
     }
+    text += kRuleEqual + QLatin1String("\n//  MACROS\n") + kRuleEqual + QLatin1Char('\n');
+    const HwEnum* previous = nullptr;
+    const QSet<QString> hidden = hiddenVariables(this);
+    for (const HwIntVar& variable : *m_variables) {
+        const HwEnum* e = variable.getEnum();
+        if (!e)
+            text += variableDefine(variable, hidden);
+        else if (e != previous)
+            text += QLatin1Char('\n') + e->c_serialize(*m_variables) + QLatin1String("\n\n");
+        previous = e;
+    }
+    // The includes follow the variables, so that the conditions of conditional includes see the values
+    // the loader chose with.
+    text += QLatin1Char('\n');
     for (const auto& include : m_includes) {
         const auto& entries = include->getConditionalEntries();
         if (entries.empty()) {
-            if (writesHeaders(this, include->getHeaderName(), false))
+            if (writesHeaders(this, include->getHeaderName(), false, false))
                 text += QStringLiteral("#include \"%1\"\n").arg(include->getHeaderName());
             continue;
         }
         bool first = true;
         for (const auto& entry : entries) {
-            if (!writesHeaders(this, entry.headerName, false))
+            if (!writesHeaders(this, entry.headerName, false, true))
                 continue;
             text += (first ? QLatin1String("#if ") : QLatin1String("#elif ")) + entry.condition
                 + QLatin1Char('\n');
             text += QStringLiteral("    #include \"%1\"\n").arg(entry.headerName);
             first = false;
         }
-        if (first)
+        const QString fallback = include->getDefaultHeaderName();
+        const bool withFallback = !fallback.isEmpty() && writesHeaders(this, fallback, false, true);
+        if (first) {
+            if (withFallback)
+                text += QStringLiteral("#include \"%1\"\n").arg(fallback);
             continue;
-        // A taken case leaves the include without a file of its own: there is no fallback to include then.
-        if (!include->getHeaderName().isEmpty() && writesHeaders(this, include->getHeaderName(), false))
-            text += QLatin1String("#else\n")
-                + QStringLiteral("    #include \"%1\"\n").arg(include->getHeaderName());
+        }
+        if (withFallback)
+            text += QLatin1String("#else\n") + QStringLiteral("    #include \"%1\"\n").arg(fallback);
         text += QLatin1String("#endif\n");
-    }
-    text += QLatin1Char('\n') + kRuleEqual + QLatin1String("\n//  MACROS\n") + kRuleEqual + QLatin1Char('\n');
-    const HwEnum* previous = nullptr;
-    for (const HwIntVar& variable : *m_variables) {
-        const HwEnum* e = variable.getEnum();
-        if (!e)
-            text += variable.c_serialize(false);
-        else if (e != previous)
-            text += QLatin1Char('\n') + e->c_serialize(*m_variables) + QLatin1String("\n\n");
-        previous = e;
     }
     text +=
         QLatin1Char('\n') + kRuleEqual + QLatin1String("\n//  TYPES\n") + kRuleEqual + QLatin1String("\n\n");
@@ -690,11 +958,12 @@ QString HwXMLArchive::c_content()
         if (element->isExternal()
             || (element->isValuable() && static_cast<HwValuable*>(element.get())->isEnumHolder()))
             continue;
-        text += kRuleElement + QLatin1String("\n// ") + ESDRTypeConvert(element->getCTypeString())
+        text += kRuleElement + QLatin1String("\n// ") + cIdentifier(ESDRTypeConvert(element->getCTypeString()))
             + QLatin1Char('\n') + kRuleDash + QLatin1Char('\n')
             + convertCommentToCComment(element->getComment(), 80, 0) + QLatin1Char('\n') + kRuleEqual
             + QLatin1Char('\n') + element->c_content() + QLatin1String("\n\n");
     }
+    s_unionTypeNames = nullptr;
     text += QLatin1Char('\n');
     if (!m_cjoker.isEmpty())
         text += m_cjoker;

@@ -3,10 +3,12 @@
 
 // Helpers shared by the generators' sources; not installed.
 
+#include <QSet>
 #include <QString>
 
 #include <cstdint>
 
+class HwIntVar;
 class HwXMLArchive;
 class HwXMLElement;
 
@@ -29,14 +31,23 @@ QString cTypeOf(const HwXMLElement* element);
 QString elementCContent(HwXMLElement* element);
 /// The assembly text of an archive element (ARM flavour when arm is set).
 QString elementAsmContent(HwXMLElement* element, bool arm);
+/// The register macro names the assembly header being written defined so far (null outside one).
+extern QSet<QString>* s_asmNames;
 /// One register address line of the assembly headers.
 QString asmRegisterLine(
     const QString& prefix, const QString& name, const QString& base, std::uint32_t address);
 
 /// Whether the archive whose C header is `header` (as an include names it) writes its C header, or for
 /// assembly its assembly headers: an include of an archive that writes none is left out. A header of no
-/// loaded archive (not loaded, or a missing optional file) is kept.
-bool writesHeaders(const HwXMLArchive* from, const QString& header, bool assembly);
+/// loaded archive (a case not taken, a missing optional file) is kept when keepUnloaded is set: the
+/// branches of a conditional include name files that were not loaded.
+bool writesHeaders(const HwXMLArchive* from, const QString& header, bool assembly, bool keepUnloaded);
+
+/// The names of the chip's variables kept out of the generated files.
+QSet<QString> hiddenVariables(const HwXMLArchive* archive);
+/// A variable's "#define" text: HwIntVar::c_serialize, except that a variable whose expression names a
+/// hidden variable is defined by its value, since the hidden one is never defined.
+QString variableDefine(const HwIntVar& variable, const QSet<QString>& hidden);
 
 /// Whether dir + "/" + relative stays inside dir, compared on cleaned absolute paths.
 bool staysInside(const QString& dir, const QString& relative);

@@ -1,15 +1,18 @@
 #include "generator_p.h"
 
 #include <vellxml/expr/names.h>
+#include <vellxml/expr/variables.h>
 #include <vellxml/generators/generator_text.h>
 #include <vellxml/loader/archive.h>
 #include <vellxml/loader/text_helpers.h>
 #include <vellxml/model/bitfield.h>
+#include <vellxml/model/composites.h>
 
 #include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QSaveFile>
+#include <QSet>
 
 #include <cstdio>
 
@@ -30,25 +33,69 @@ QString padTo(const QString& line, int column)
     return line + space_complement_to(line, column);
 }
 
+QSet<QString>* s_asmNames = nullptr;
+
 QString asmRegisterLine(
     const QString& prefix, const QString& name, const QString& base, std::uint32_t address)
 {
-    const QString head = QLatin1String("#define REG_") + prefix + QLatin1Char('_') + NameUpper(name);
+    // Names equal once upper-cased (data and Data) get "_2", "_3" ... rather than redefining a macro.
+    const QString stem = QLatin1String("REG_") + prefix + QLatin1Char('_') + NameUpper(name);
+    QString macro = stem;
+    if (s_asmNames) {
+        for (int k = 2; s_asmNames->contains(macro); ++k)
+            macro = stem + QStringLiteral("_%1").arg(k);
+        s_asmNames->insert(macro);
+    }
+    const QString head = QLatin1String("#define ") + macro;
     const QString offset = base == QLatin1String(" ") ? QStringLiteral("   ") : base + QLatin1String(" + ");
     return padTo(head, 35) + offset + QLatin1String("0x") + hex8(address) + QLatin1Char('\n');
 }
 
-bool writesHeaders(const HwXMLArchive* from, const QString& header, bool assembly)
+bool writesHeaders(const HwXMLArchive* from, const QString& header, bool assembly, bool keepUnloaded)
 {
     const HwRootArchive* root = from->getRootArchive();
     if (!root)
-        return true;
+        return keepUnloaded;
+    const QString directory = from->getRelativePath(false);
+    const QString resolved = QDir::cleanPath(directory.isEmpty() ? header : directory + QLatin1Char('/') + header);
     for (const auto& candidate : root->getArchives()) {
-        const QString own = candidate->getHFileRelativeName();
-        if (own == header || own.endsWith(QLatin1Char('/') + header))
+        if (candidate->getHFileRelativeName() == resolved)
             return candidate->getGenerateHeader() && (!assembly || candidate->getGenerateAsm());
     }
-    return true;
+    return keepUnloaded;
+}
+
+QSet<QString> hiddenVariables(const HwXMLArchive* archive)
+{
+    QSet<QString> hidden;
+    const HwRootArchive* root = archive->getRootArchive();
+    if (!root)
+        return hidden;
+    for (const auto& candidate : root->getArchives()) {
+        for (const HwIntVar& variable : candidate->getVariableManager()) {
+            if (!variable.isExported())
+                hidden.insert(variable.getName().toUpper());
+        }
+    }
+    return hidden;
+}
+
+QString variableDefine(const HwIntVar& variable, const QSet<QString>& hidden)
+{
+    const QString text = variable.c_serialize(false);
+    if (hidden.isEmpty() || !variable.isExported() || variable.getEnum())
+        return text;
+    static const QRegularExpression word(QStringLiteral("[A-Za-z_][A-Za-z0-9_]*"));
+    bool named = false;
+    for (auto it = word.globalMatch(variable.getExpression()); it.hasNext() && !named;)
+        named = hidden.contains(it.next().captured().toUpper());
+    if (!named)
+        return text;
+    const QString head = QLatin1String("#define ") + variable.getName().toUpper();
+    const int at = text.lastIndexOf(head);
+    if (at < 0)
+        return text;
+    return text.left(at) + padTo(head, 48) + QStringLiteral("(%1)\n").arg(variable.getValue());
 }
 
 bool staysInside(const QString& dir, const QString& relative)
@@ -197,4 +244,104 @@ bool HwVHDLNames::declare(const QString& name)
 bool HwVHDLNames::contains(const QString& name) const
 {
     return m_folded.contains(name.toLower());
+}
+
+QString cIdentifier(const QString& name)
+{
+    static const QSet<QString> keywords = {QStringLiteral("auto"), QStringLiteral("break"),
+        QStringLiteral("case"), QStringLiteral("char"), QStringLiteral("const"), QStringLiteral("continue"),
+        QStringLiteral("default"), QStringLiteral("do"), QStringLiteral("double"), QStringLiteral("else"),
+        QStringLiteral("enum"), QStringLiteral("extern"), QStringLiteral("float"), QStringLiteral("for"),
+        QStringLiteral("goto"), QStringLiteral("if"), QStringLiteral("inline"), QStringLiteral("int"),
+        QStringLiteral("long"), QStringLiteral("register"), QStringLiteral("restrict"),
+        QStringLiteral("return"), QStringLiteral("short"), QStringLiteral("signed"), QStringLiteral("sizeof"),
+        QStringLiteral("static"), QStringLiteral("struct"), QStringLiteral("switch"),
+        QStringLiteral("typedef"), QStringLiteral("union"), QStringLiteral("unsigned"),
+        QStringLiteral("void"), QStringLiteral("volatile"), QStringLiteral("while"),
+        QStringLiteral("_Alignas"), QStringLiteral("_Alignof"), QStringLiteral("_Atomic"),
+        QStringLiteral("_Bool"), QStringLiteral("_Complex"), QStringLiteral("_Generic"),
+        QStringLiteral("_Imaginary"), QStringLiteral("_Noreturn"), QStringLiteral("_Static_assert"),
+        QStringLiteral("_Thread_local"),
+        // Names of the including environment that a member or macro must not take.
+        QStringLiteral("asm"), QStringLiteral("typeof"), QStringLiteral("REG32"), QStringLiteral("REG16"),
+        QStringLiteral("REG8"), QStringLiteral("UINT32"), QStringLiteral("UINT16"),
+        QStringLiteral("UINT8"), QStringLiteral("INT32"), QStringLiteral("INT16"), QStringLiteral("INT8"),
+        QStringLiteral("BOOL"), QStringLiteral("VOID")};
+    static const QRegularExpression other(QStringLiteral("[^A-Za-z0-9_]"));
+    QString id = name.trimmed();
+    id.replace(other, QStringLiteral("_"));
+    if (id.isEmpty() || id.front().isDigit())
+        id.prepend(QLatin1Char('_'));
+    if (keywords.contains(id))
+        id.append(QLatin1Char('_'));
+    return id;
+}
+
+QStringList cMemberNames(const HwStruct* structure)
+{
+    QStringList names;
+    QSet<QString> used;
+    for (const auto& member : structure->getMemberList()) {
+        const QString base = member->getType() == TYPE_HOLE
+            ? QLatin1String("Reserved_") + hex8(member->getAddress())
+            : cIdentifier(member->getName());
+        QString name = base;
+        for (int k = 2; used.contains(name); ++k)
+            name = base + QStringLiteral("_%1").arg(k);
+        used.insert(name);
+        names.append(name);
+    }
+    return names;
+}
+
+QString cStructTypeName(const HwStruct* structure)
+{
+    if (structure->isRootStruct())
+        return QLatin1String("HWP_") + NameUpper(structure->getTypeString()) + QLatin1String("_T");
+    return cIdentifier(ESDRTypeConvert(structure->getTypeString()));
+}
+
+QString vhdlNamePart(const QString& name)
+{
+    static const QRegularExpression other(QStringLiteral("[^A-Za-z0-9_]"));
+    static const QRegularExpression runs(QStringLiteral("_+"));
+    QString id = name.trimmed();
+    id.replace(other, QStringLiteral("_"));
+    id.replace(runs, QStringLiteral("_"));
+    while (id.startsWith(QLatin1Char('_')))
+        id.remove(0, 1);
+    while (id.endsWith(QLatin1Char('_')))
+        id.chop(1);
+    return id.isEmpty() ? QStringLiteral("x") : id;
+}
+
+QString vhdlIdentifier(const QString& name)
+{
+    static const QSet<QString> reserved = [] {
+        QSet<QString> words;
+        for (const char* word : {"abs", "access", "after", "alias", "all", "and", "architecture", "array",
+                 "assert", "assume", "assume_guarantee", "attribute", "begin", "block", "body", "buffer", "bus",
+                 "case", "component", "configuration", "constant", "context", "cover", "default",
+                 "disconnect", "downto", "else", "elsif", "end", "entity", "exit", "fairness", "file", "for",
+                 "force", "function", "generate", "generic", "group", "guarded", "if", "impure", "in",
+                 "inertial", "inout", "is", "label", "library", "linkage", "literal", "loop", "map", "mod",
+                 "nand", "new", "next", "nor", "not", "null", "of", "on", "open", "or", "others", "out",
+                 "package", "parameter", "port", "postponed", "procedure", "process", "property",
+                 "protected", "pure", "range", "record", "register", "reject", "release", "rem", "report",
+                 "restrict", "restrict_guarantee", "return", "rol", "ror", "select", "sequence", "severity",
+                 "shared", "signal", "sla", "sll", "sra", "srl", "strong", "subtype", "then", "to",
+                 "transport", "type", "unaffected", "units", "until", "use", "variable", "vmode", "vprop",
+                 "vunit", "wait", "when", "while", "with", "xnor", "xor",
+                 // Names of the packages every generated package uses.
+                 "ieee", "std", "work", "std_logic_1164", "std_logic", "std_logic_vector", "integer",
+                 "natural", "positive"})
+            words.insert(QString::fromLatin1(word));
+        return words;
+    }();
+    QString id = vhdlNamePart(name);
+    if (id.front().isDigit())
+        id.prepend(QLatin1Char('n'));
+    if (reserved.contains(id.toLower()))
+        id.append(QLatin1String("_id"));
+    return id;
 }

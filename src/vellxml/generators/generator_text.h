@@ -9,6 +9,8 @@
 #include <QStringList>
 
 class HwBitField;
+class HwStruct;
+class HwXMLElement;
 
 // Text helpers shared by the C header, assembly header and VHDL package generators.
 
@@ -37,6 +39,29 @@ VELLXML_EXPORT QString vhdl_clean_expr(const QString& text);
 /// The address bits a module of that many bits decodes: the index of the highest set bit of its byte count
 /// (rounded up), plus one when that count is not a power of two; 1 for no byte at all.
 VELLXML_EXPORT int vhdl_log2(unsigned int bits);
+
+/// A legal C11 identifier for a description name: every character outside [A-Za-z0-9_] becomes '_', a
+/// leading digit (or an empty name) gets a '_' in front, and a C keyword gets a '_' behind ("int" gives
+/// "int_", "2nd" gives "_2nd", "a.b" gives "a_b").
+VELLXML_EXPORT QString cIdentifier(const QString& name);
+
+/// The C member names of a structure's members, in member order: each member's cIdentifier (a hole
+/// "Reserved_" and its offset in eight hexadecimal digits), made unique inside the structure by "_2", "_3"
+/// ... behind a name already taken. C compares names with case, so "reserved" and "Reserved" both stay.
+VELLXML_EXPORT QStringList cMemberNames(const HwStruct* structure);
+
+/// The C type name a structure is declared with: "HWP_" + type + "_T" for a module, the type's own C name
+/// for a typedef, both legal identifiers.
+VELLXML_EXPORT QString cStructTypeName(const HwStruct* structure);
+
+/// A legal VHDL identifier part for a description name: characters outside [A-Za-z0-9_] become '_', runs of
+/// '_' become one, and leading and trailing '_' are dropped ("HPB0_" gives "HPB0", "a__b" gives "a_b"); an
+/// empty result is "x". Prefixes such as "l_" are put in front by the callers.
+VELLXML_EXPORT QString vhdlNamePart(const QString& name);
+
+/// A whole VHDL identifier: vhdlNamePart, with a leading digit given an "n" in front and a reserved word
+/// given "_id" behind ("out" gives "out_id", "2nd" gives "n2nd").
+VELLXML_EXPORT QString vhdlIdentifier(const QString& name);
 
 /// The names a VHDL package has declared so far. VHDL identifiers ignore case, so the names are compared
 /// without it; lookups take constant time, as a package may declare hundreds of thousands of names.

@@ -62,7 +62,7 @@ QString declaration(HwVHDLNames& names, const QString& name, const QString& line
 /// <up> downto <down>;".
 QString positionDeclaration(HwVHDLNames& names, const QString& kind, const QString& name, int up, int down)
 {
-    const QString identifier = kind + QLatin1Char('_') + name;
+    const QString identifier = kind + QLatin1Char('_') + vhdlNamePart(name);
     if (up == down) {
         return declaration(names, identifier,
             padTo(QLatin1String("constant ") + identifier + QLatin1Char(':'), 48)
@@ -77,6 +77,44 @@ bool isNumeric(const QString& expression)
 {
     static const QRegularExpression numeric(QStringLiteral("^[0-9+\\-]+$"));
     return numeric.match(expression).hasMatch();
+}
+
+/// "constant <name>: integer := <value>;", or for a value beyond VHDL's integer (addresses from 0x80000000
+/// up) the 32-bit vector "std_logic_vector(31 downto 0) := x\"80000000\"".
+QString integerConstant(HwVHDLNames& names, const QString& name, std::uint32_t value)
+{
+    const QString head = padTo(QLatin1String("constant ") + name + QLatin1Char(':'), 48);
+    if (value <= 0x7FFFFFFFu)
+        return declaration(names, name, head + QStringLiteral("integer := %1;\n").arg(value));
+    return declaration(names, name,
+        head + QStringLiteral("std_logic_vector(31 downto 0) := x\"%1\";\n").arg(hex8(value)));
+}
+
+/// A variable's expression as VHDL reads it, or nothing when VHDL cannot: identifiers become the names
+/// the package declared them under, and only integer constants already declared here, numbers, + - * /,
+/// ** and brackets are kept.
+QString vhdlExpression(const QString& expression, const QHash<QString, QString>& integers)
+{
+    static const QRegularExpression allowed(QStringLiteral("^[A-Za-z0-9_#\\s+\\-*/()]*$"));
+    static const QRegularExpression word(QStringLiteral("[A-Za-z_][A-Za-z0-9_]*"));
+    const QString cleaned = vhdl_clean_expr(expression.toUpper());
+    if (!allowed.match(cleaned).hasMatch() || cleaned.trimmed().isEmpty())
+        return QString();
+    QString result;
+    int from = 0;
+    for (auto it = word.globalMatch(cleaned); it.hasNext();) {
+        const QRegularExpressionMatch match = it.next();
+        const int start = match.capturedStart();
+        // Digits of a based literal (16#1F#) are not names.
+        if (start > 0 && cleaned.at(start - 1) == QLatin1Char('#'))
+            continue;
+        const auto found = integers.constFind(match.captured().toUpper());
+        if (found == integers.constEnd())
+            return QString();
+        result += cleaned.mid(from, start - from) + found.value();
+        from = match.capturedEnd();
+    }
+    return result + cleaned.mid(from);
 }
 
 /// A term of a physical position expression: bracketed unless it is a plain number.
@@ -105,7 +143,7 @@ QString registerMaps(HwValuable* valuable, int level, HwVHDLNames& names)
         text += field->vhdl_physical_serialize(level, names);
     for (const auto& group : valuable->getBitGroups())
         text += group->vhdl_physical_serialize(level, names);
-    const QString range = QLatin1String("range_") + valuable->getName();
+    const QString range = QLatin1String("range_") + vhdlNamePart(valuable->getName());
     return text
         + declaration(names, range,
             padTo(QLatin1String("subtype ") + range + QLatin1String(" is"), 48)
@@ -114,12 +152,13 @@ QString registerMaps(HwValuable* valuable, int level, HwVHDLNames& names)
 
 QString moduleText(HwStruct* module, HwVHDLNames& names)
 {
-    const QString nba = module->getName().toUpper() + QLatin1String("_REG_NBA");
+    const QString nba = vhdlIdentifier(module->getName().toUpper() + QLatin1String("_REG_NBA"));
     QString text = QStringLiteral("-- Register definition\n"
                                   "-- Register Map\n"
                                   "-- Address bit for register decoding\n");
+    // natural rather than 1 to 12: a module of one byte decodes no address bit, one above 4 KiB more than 12.
     text += declaration(names, nba,
-        QStringLiteral("constant %1: integer range 1 to 12 := %2;\n\n")
+        QStringLiteral("constant %1: natural := %2;\n\n")
             .arg(nba)
             .arg(vhdl_log2(module->sizeOf() * 8)));
     text += QStringLiteral("-- Registers are defined by\n"
@@ -129,6 +168,27 @@ QString moduleText(HwStruct* module, HwVHDLNames& names)
                            "--  * a physical range :    range_Reg_Name\n"
                            "\n");
     return text + module->vhdl_serialize(0, names);
+}
+
+/// The package name of an archive: a legal identifier, with "_2", "_3" ... behind a name that an earlier
+/// archive of the chip already has (archives of one file name in different folders).
+QString packageNameOf(const HwXMLArchive* archive)
+{
+    const QString own = vhdlIdentifier(archive->getVHDLPkgName());
+    const HwRootArchive* root = archive->getRootArchive();
+    if (!root)
+        return own;
+    QSet<QString> taken;
+    for (const auto& candidate : root->getArchives()) {
+        QString name = vhdlIdentifier(candidate->getVHDLPkgName());
+        const QString stem = name;
+        for (int k = 2; taken.contains(name.toLower()); ++k)
+            name = stem + QStringLiteral("_%1").arg(k);
+        taken.insert(name.toLower());
+        if (candidate.get() == archive)
+            return name;
+    }
+    return own;
 }
 
 void collectIncluded(
@@ -241,10 +301,8 @@ QString HwBitGroup::vhdl_physical_serialize(int, HwVHDLNames& names) const
 
 QString HwValuable::vhdl_serialize(int level, HwVHDLNames& names)
 {
-    const QString at = QLatin1String("at_") + getName().toUpper();
-    QString text = declaration(names, at,
-        padTo(QLatin1String("constant ") + at + QLatin1Char(':'), 48)
-            + QStringLiteral("integer := %1;\n").arg(getBaseAddress()));
+    const QString at = QLatin1String("at_") + vhdlNamePart(getName().toUpper());
+    QString text = integerConstant(names, at, getBaseAddress());
     return text + registerMaps(this, level, names) + QLatin1Char('\n');
 }
 
@@ -272,13 +330,9 @@ QString HwArray::vhdl_serialize(int level, HwVHDLNames& names)
         return item->vhdl_serialize(level, names);
     auto* itemRegister = static_cast<HwValuable*>(item);
     QString text = registerMaps(itemRegister, level, names);
-    const QString name = getName();
-    for (std::size_t i = 0; i < m_items.size(); ++i) {
-        const QString at = QStringLiteral("at_%1_%2").arg(name).arg(i);
-        text += declaration(names, at,
-            padTo(QLatin1String("constant ") + at + QLatin1Char(':'), 48)
-                + QStringLiteral("integer := %1;\n").arg(m_items[i]->getBaseAddress()));
-    }
+    const QString name = vhdlNamePart(getName());
+    for (std::size_t i = 0; i < m_items.size(); ++i)
+        text += integerConstant(names, QStringLiteral("at_%1_%2").arg(name).arg(i), m_items[i]->getBaseAddress());
     const QString size = QLatin1String("tabsize_") + name;
     text += declaration(names, size,
         padTo(QLatin1String("constant ") + size + QLatin1Char(':'), 48)
@@ -286,7 +340,7 @@ QString HwArray::vhdl_serialize(int level, HwVHDLNames& names)
     const QString table = QLatin1String("tab_") + name;
     text += declaration(names, table,
         QStringLiteral("type %1 is array (NATURAL range <>) of std_logic_vector(range_%2);\n")
-            .arg(table, itemRegister->getName()));
+            .arg(table, vhdlNamePart(itemRegister->getName())));
     return text + QLatin1Char('\n');
 }
 
@@ -306,7 +360,7 @@ QString HwXMLArchive::vhdl_content()
         QStringLiteral("-- ###############################################################\n");
     const QString dashRule =
         QStringLiteral("-- ---------------------------------------------------------------\n");
-    const QString packageName = getVHDLPkgName();
+    const QString packageName = packageNameOf(this);
     QString text =
         hashRule + QLatin1String("--          ") + getVHDLFileRelativeName() + QLatin1Char('\n') + hashRule;
     text += QLatin1String("-- Generated automatically by Ombrel\n"
@@ -328,10 +382,11 @@ QString HwXMLArchive::vhdl_content()
                           "\n");
     // VHDL use clauses are not transitive, while a variable may name one of any archive included on the way.
     for (const HwXMLArchive* included : getIncludedArchivesClosure())
-        text += QLatin1String("USE work.") + included->getVHDLPkgName() + QLatin1String(".all;\n");
+        text += QLatin1String("USE work.") + packageNameOf(included) + QLatin1String(".all;\n");
     text += QLatin1String("package ") + packageName + QLatin1String(" is\n\n-- Archive Variables\n");
 
     HwVHDLNames names;
+    QHash<QString, QString> integers;
     for (const HwIntVar& variable : *m_variables) {
         if (variable.getName().startsWith(QLatin1String("VELLXMLSPACER"))) {
             text += QLatin1Char('\n');
@@ -348,19 +403,33 @@ QString HwXMLArchive::vhdl_content()
             text += QLatin1String("--")
                 + QString(variable.getOrigin()).replace(QLatin1String("<br>"), QLatin1String("\n--"))
                 + QLatin1Char('\n');
+        const QString name = vhdlIdentifier(variable.getName().toUpper());
         if (variable.isRange()) {
-            text += declaration(names, variable.getName(),
-                padTo(QLatin1String("subtype ") + variable.getName() + QLatin1String(" is"), 48)
-                    + QLatin1String("integer range ") + vhdl_clean_expr(variable.getExpression())
-                    + (variable.getDirection() == HwIntVar::Up ? QLatin1String(" to ")
-                                                               : QLatin1String(" downto "))
-                    + vhdl_clean_expr(variable.getSecondExpression()) + QLatin1String(";\n"));
-        } else {
-            const QString name = variable.getName().toUpper();
+            QString left = vhdlExpression(variable.getExpression(), integers);
+            QString right = vhdlExpression(variable.getSecondExpression(), integers);
+            if (left.isEmpty())
+                left = QString::number(variable.getValue());
+            if (right.isEmpty())
+                right = QString::number(variable.getSecondValue());
             text += declaration(names, name,
-                padTo(QLatin1String("constant ") + name + QLatin1Char(':'), 48) + QLatin1String("integer := ")
-                    + vhdl_clean_expr(variable.getExpression().toUpper()) + QLatin1String(";\n"));
+                padTo(QLatin1String("subtype ") + name + QLatin1String(" is"), 48)
+                    + QLatin1String("integer range ") + left
+                    + (variable.getDirection() == HwIntVar::Up ? QLatin1String(" to ") : QLatin1String(" downto "))
+                    + right + QLatin1String(";\n"));
+            continue;
         }
+        // A value beyond VHDL's integer is an address from 0x80000000 up that the 32-bit evaluation wrapped.
+        const bool wrapped = variable.getValue() < 0 && !variable.getExpression().contains(QLatin1Char('-'));
+        const QString expression = wrapped ? QString() : vhdlExpression(variable.getExpression(), integers);
+        if (wrapped) {
+            text += integerConstant(names, name, static_cast<std::uint32_t>(variable.getValue()));
+            continue;
+        }
+        text += declaration(names, name,
+            padTo(QLatin1String("constant ") + name + QLatin1Char(':'), 48) + QLatin1String("integer := ")
+                + (expression.isEmpty() ? QString::number(variable.getValue()) : expression)
+                + QLatin1String(";\n"));
+        integers.insert(variable.getName().toUpper(), name);
     }
     text += QLatin1Char('\n');
     for (const auto& element : m_elements) {

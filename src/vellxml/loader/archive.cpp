@@ -93,7 +93,12 @@ QString HwXMLArchive::getRelativePath(bool withName) const
 
 QString HwXMLArchive::getBaseName() const
 {
-    return QFileInfo(getName()).baseName();
+    // Only the archive extension goes: "my.uart.xml" writes "my.uart.h", the header its includer names.
+    QString name = QFileInfo(getName()).fileName();
+    if (name.endsWith(QLatin1String(".xml"), Qt::CaseInsensitive)
+        || name.endsWith(QLatin1String(".xmd"), Qt::CaseInsensitive))
+        name.chop(4);
+    return name;
 }
 
 namespace {

@@ -41,6 +41,9 @@ public:
 
     const QString& getHeaderName() const { return m_headerName; }
     void setHeaderName(const QString& name) { m_headerName = name; }
+    /// The header of the file included when no case holds, also when a case held and it was not loaded.
+    const QString& getDefaultHeaderName() const { return m_headerName.isEmpty() ? m_defaultHeaderName : m_headerName; }
+    void setDefaultHeaderName(const QString& name) { m_defaultHeaderName = name; }
     const QString& getComment() const { return m_comment; }
     void setComment(const QString& comment) { m_comment = comment; }
     const std::vector<ConditionalEntry>& getConditionalEntries() const { return m_entries; }
@@ -51,6 +54,7 @@ public:
 
 private:
     QString m_headerName;
+    QString m_defaultHeaderName;
     QString m_comment;
     std::vector<ConditionalEntry> m_entries;
 };

@@ -305,8 +305,11 @@ int HwArchiveLoader::manageIncludeTag(const HwXmlElementView& element, HwXMLArch
             return 3;
         }
     }
-    if (hasCases && taken)
+    if (hasCases && taken) {
+        if (!file.isEmpty())
+            include->setDefaultHeaderName(headerNameOf(QDir::cleanPath(file)));
         return 0;
+    }
     m_includeElement = &element;
     return manageIncludeEntry(archive, include, file, QString(), load, optional);
 }
@@ -318,9 +321,10 @@ int HwArchiveLoader::manageIncludeEntry(HwXMLArchive* archive, HwXMLInclude* inc
     const QString relativeName =
         QDir::cleanPath(relativeDirectory.isEmpty() ? file : relativeDirectory + QLatin1Char('/') + file);
     const QString fullPath = QDir::cleanPath(archive->getDirectory() + QLatin1Char('/') + relativeName);
-    // The record names the header by its file name; the archive's list by its path from the root
-    // directory, as the generated headers include each other. Conditional entries stay in the record only.
-    const QString headerName = headerNameOf(QFileInfo(fullPath).fileName());
+    // The record names the header by its path from the including header, as the generated headers include
+    // each other (archives of one file name in different folders stay apart); the archive's list by its
+    // path from the root directory. Conditional entries stay in the record only.
+    const QString headerName = headerNameOf(QDir::cleanPath(file));
     if (condition.isEmpty()) {
         include->setHeaderName(headerName);
         archive->addIncludedHeader(

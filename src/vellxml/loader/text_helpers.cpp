@@ -57,6 +57,11 @@ QString convertCommentToCComment(const QString& text, int width, int level)
         }
         lines.append(line);
     }
+    // A comment line ending in a backslash (or its trigraph) would continue on the next line of the file.
+    for (QString& line : lines) {
+        if (line.endsWith(QLatin1Char('\\')) || line.endsWith(QLatin1String("?""?/")))
+            line += QLatin1Char('.');
+    }
     return lines.join(QLatin1Char('\n'));
 }
 

@@ -17,20 +17,6 @@
 #error "You are trying to use in an assembly code the normal H description of 'chip'."
 #endif
 
-#include "common.h"
-#include "sysctrl.h"
-#include "uart.h"
-#include "gpio.h"
-#include "timers.h"
-#include "dma.h"
-#include "intc.h"
-#if SILICON_REV >= 2
-    #include "crc_v2.h"
-#elif SILICON_REV == 1
-    #include "crc_v1.h"
-#endif
-#include "board.h"
-
 // =============================================================================
 //  MACROS
 // =============================================================================
@@ -50,6 +36,22 @@
 #define GPIO_BASE                               (AHB2_BASE)
 
 /// Instances
+
+#include "common.h"
+#include "sysctrl.h"
+#include "periph/uart.h"
+#include "periph/gpio.h"
+#include "periph/timers.h"
+#include "periph/dma.h"
+#include "intc.h"
+#if SILICON_REV >= 2
+    #include "periph/crc_v2.h"
+#elif SILICON_REV == 1
+    #include "periph/crc_v1.h"
+#else
+    #include "periph/crc_v1.h"
+#endif
+#include "board.h"
 
 // =============================================================================
 //  TYPES
@@ -111,12 +113,12 @@ typedef union {
 } REG_FLASH_OPTIONS_OPTR_T;
 
 //OPTR
-#define FLASH_OPTIONS_RDP_LEVEL0   (0xAA<<0)
-#define FLASH_OPTIONS_RDP_V_LEVEL0 0xAA
-#define FLASH_OPTIONS_RDP_LEVEL2   (0xCC<<0)
-#define FLASH_OPTIONS_RDP_V_LEVEL2 0xCC
-#define FLASH_OPTIONS_BOR_LEV(n)   (((n)&7)<<8)
-#define FLASH_OPTIONS_NRST_MODE(n) (((n)&3)<<27)
+#define FLASH_OPTIONS_RDP_LEVEL0   (0xAAu<<0)
+#define FLASH_OPTIONS_RDP_V_LEVEL0 0xAAu
+#define FLASH_OPTIONS_RDP_LEVEL2   (0xCCu<<0)
+#define FLASH_OPTIONS_RDP_V_LEVEL2 0xCCu
+#define FLASH_OPTIONS_BOR_LEV(n)   (((n)&7u)<<8)
+#define FLASH_OPTIONS_NRST_MODE(n) (((n)&3u)<<27)
 
 
 

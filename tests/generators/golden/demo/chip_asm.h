@@ -22,15 +22,15 @@
 
 #include "common_asm.h"
 #include "sysctrl_asm.h"
-#include "uart_asm.h"
-#include "gpio_asm.h"
-#include "timers_asm.h"
-#include "dma_asm.h"
+#include "periph/uart_asm.h"
+#include "periph/gpio_asm.h"
+#include "periph/timers_asm.h"
+#include "periph/dma_asm.h"
 #include "intc_asm.h"
 #if SILICON_REV >= 2
-    #include "crc_v2_asm.h"
+    #include "periph/crc_v2_asm.h"
 #elif SILICON_REV == 1
-    #include "crc_v1_asm.h"
+    #include "periph/crc_v1_asm.h"
 #endif
 
 /// Silicon revision the description is generated for (0 = A, 1 = B, 2 = C).

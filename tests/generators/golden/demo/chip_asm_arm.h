@@ -18,15 +18,15 @@
 
 #include "common_asm_arm.h"
 #include "sysctrl_asm_arm.h"
-#include "uart_asm_arm.h"
-#include "gpio_asm_arm.h"
-#include "timers_asm_arm.h"
-#include "dma_asm_arm.h"
+#include "periph/uart_asm_arm.h"
+#include "periph/gpio_asm_arm.h"
+#include "periph/timers_asm_arm.h"
+#include "periph/dma_asm_arm.h"
 #include "intc_asm_arm.h"
 #if SILICON_REV >= 2
-    #include "crc_v2_asm_arm.h"
+    #include "periph/crc_v2_asm_arm.h"
 #elif SILICON_REV == 1
-    #include "crc_v1_asm_arm.h"
+    #include "periph/crc_v1_asm_arm.h"
 #endif
 
 /// Silicon revision the description is generated for (0 = A, 1 = B, 2 = C).

@@ -11,10 +11,10 @@
 #ifndef _DBGCTRL_H_
 #define _DBGCTRL_H_
 
-
 // =============================================================================
 //  MACROS
 // =============================================================================
+
 
 // =============================================================================
 //  TYPES
@@ -73,20 +73,20 @@ typedef union {
 } REG_DAP_SELECT_T;
 
 //CTRL
-#define DAP_DBGEN                  (1<<0)
-#define DAP_HALTREQ                (1<<1)
-#define DAP_RESETREQ               (1<<2)
-#define DAP_STEP                   (1<<3)
+#define DAP_DBGEN                  (1u<<0)
+#define DAP_HALTREQ                (1u<<1)
+#define DAP_RESETREQ               (1u<<2)
+#define DAP_STEP                   (1u<<3)
 
 //STATUS
-#define DAP_HALTED                 (1<<0)
-#define DAP_LOCKUP                 (1<<1)
-#define DAP_SLEEPING               (1<<2)
-#define DAP_RESET_ST               (1<<3)
+#define DAP_HALTED                 (1u<<0)
+#define DAP_LOCKUP                 (1u<<1)
+#define DAP_SLEEPING               (1u<<2)
+#define DAP_RESET_ST               (1u<<3)
 
 //SELECT
-#define DAP_APSEL(n)               (((n)&15)<<4)
-#define DAP_BANKSEL(n)             (((n)&15)<<0)
+#define DAP_APSEL(n)               (((n)&15u)<<4)
+#define DAP_BANKSEL(n)             (((n)&15u)<<0)
 
 
 

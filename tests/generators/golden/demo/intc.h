@@ -15,7 +15,6 @@
 #error "You are trying to use in an assembly code the normal H description of 'intc'."
 #endif
 
-
 // =============================================================================
 //  MACROS
 // =============================================================================
@@ -50,6 +49,7 @@ typedef enum
     IRQ_SW2                                     = 0x0000000E,
     IRQ_SW3                                     = 0x0000000F
 } IRQ_SOURCE_T;
+
 
 
 // =============================================================================
@@ -251,159 +251,159 @@ typedef union {
 } REG_INTC_CTRL_T;
 
 //STATUS
-#define INTC_ST_IRQ_WDT            (1<<0)
-#define INTC_ST_IRQ_RCC            (1<<1)
-#define INTC_ST_IRQ_GPIO           (1<<2)
-#define INTC_ST_IRQ_DMA_CH0        (1<<3)
-#define INTC_ST_IRQ_DMA_CH1        (1<<4)
-#define INTC_ST_IRQ_DMA_CH2_7      (1<<5)
-#define INTC_ST_IRQ_TIM2           (1<<6)
-#define INTC_ST_IRQ_TIM3           (1<<7)
-#define INTC_ST_IRQ_UART0          (1<<8)
-#define INTC_ST_IRQ_UART1          (1<<9)
-#define INTC_ST_IRQ_CRC            (1<<10)
-#define INTC_ST_IRQ_USB            (1<<11)
-#define INTC_ST_IRQ_SW0            (1<<12)
-#define INTC_ST_IRQ_SW1            (1<<13)
-#define INTC_ST_IRQ_SW2            (1<<14)
-#define INTC_ST_IRQ_SW3            (1<<15)
-#define INTC_ST(n)                 (((n)&0xFFFF)<<0)
-#define INTC_ST_MASK               (0xFFFF<<0)
+#define INTC_ST_IRQ_WDT            (1u<<0)
+#define INTC_ST_IRQ_RCC            (1u<<1)
+#define INTC_ST_IRQ_GPIO           (1u<<2)
+#define INTC_ST_IRQ_DMA_CH0        (1u<<3)
+#define INTC_ST_IRQ_DMA_CH1        (1u<<4)
+#define INTC_ST_IRQ_DMA_CH2_7      (1u<<5)
+#define INTC_ST_IRQ_TIM2           (1u<<6)
+#define INTC_ST_IRQ_TIM3           (1u<<7)
+#define INTC_ST_IRQ_UART0          (1u<<8)
+#define INTC_ST_IRQ_UART1          (1u<<9)
+#define INTC_ST_IRQ_CRC            (1u<<10)
+#define INTC_ST_IRQ_USB            (1u<<11)
+#define INTC_ST_IRQ_SW0            (1u<<12)
+#define INTC_ST_IRQ_SW1            (1u<<13)
+#define INTC_ST_IRQ_SW2            (1u<<14)
+#define INTC_ST_IRQ_SW3            (1u<<15)
+#define INTC_ST(n)                 (((n)&0xFFFFu)<<0)
+#define INTC_ST_MASK               (0xFFFFu<<0)
 #define INTC_ST_SHIFT              (0)
 
 //ENABLE
-#define INTC_EN_IRQ_WDT            (1<<0)
-#define INTC_EN_IRQ_RCC            (1<<1)
-#define INTC_EN_IRQ_GPIO           (1<<2)
-#define INTC_EN_IRQ_DMA_CH0        (1<<3)
-#define INTC_EN_IRQ_DMA_CH1        (1<<4)
-#define INTC_EN_IRQ_DMA_CH2_7      (1<<5)
-#define INTC_EN_IRQ_TIM2           (1<<6)
-#define INTC_EN_IRQ_TIM3           (1<<7)
-#define INTC_EN_IRQ_UART0          (1<<8)
-#define INTC_EN_IRQ_UART1          (1<<9)
-#define INTC_EN_IRQ_CRC            (1<<10)
-#define INTC_EN_IRQ_USB            (1<<11)
-#define INTC_EN_IRQ_SW0            (1<<12)
-#define INTC_EN_IRQ_SW1            (1<<13)
-#define INTC_EN_IRQ_SW2            (1<<14)
-#define INTC_EN_IRQ_SW3            (1<<15)
-#define INTC_EN(n)                 (((n)&0xFFFF)<<0)
-#define INTC_EN_MASK               (0xFFFF<<0)
+#define INTC_EN_IRQ_WDT            (1u<<0)
+#define INTC_EN_IRQ_RCC            (1u<<1)
+#define INTC_EN_IRQ_GPIO           (1u<<2)
+#define INTC_EN_IRQ_DMA_CH0        (1u<<3)
+#define INTC_EN_IRQ_DMA_CH1        (1u<<4)
+#define INTC_EN_IRQ_DMA_CH2_7      (1u<<5)
+#define INTC_EN_IRQ_TIM2           (1u<<6)
+#define INTC_EN_IRQ_TIM3           (1u<<7)
+#define INTC_EN_IRQ_UART0          (1u<<8)
+#define INTC_EN_IRQ_UART1          (1u<<9)
+#define INTC_EN_IRQ_CRC            (1u<<10)
+#define INTC_EN_IRQ_USB            (1u<<11)
+#define INTC_EN_IRQ_SW0            (1u<<12)
+#define INTC_EN_IRQ_SW1            (1u<<13)
+#define INTC_EN_IRQ_SW2            (1u<<14)
+#define INTC_EN_IRQ_SW3            (1u<<15)
+#define INTC_EN(n)                 (((n)&0xFFFFu)<<0)
+#define INTC_EN_MASK               (0xFFFFu<<0)
 #define INTC_EN_SHIFT              (0)
 
 //FLAG
-#define INTC_PF_IRQ_WDT            (1<<0)
-#define INTC_PF_IRQ_RCC            (1<<1)
-#define INTC_PF_IRQ_GPIO           (1<<2)
-#define INTC_PF_IRQ_DMA_CH0        (1<<3)
-#define INTC_PF_IRQ_DMA_CH1        (1<<4)
-#define INTC_PF_IRQ_DMA_CH2_7      (1<<5)
-#define INTC_PF_IRQ_TIM2           (1<<6)
-#define INTC_PF_IRQ_TIM3           (1<<7)
-#define INTC_PF_IRQ_UART0          (1<<8)
-#define INTC_PF_IRQ_UART1          (1<<9)
-#define INTC_PF_IRQ_CRC            (1<<10)
-#define INTC_PF_IRQ_USB            (1<<11)
-#define INTC_PF_IRQ_SW0            (1<<12)
-#define INTC_PF_IRQ_SW1            (1<<13)
-#define INTC_PF_IRQ_SW2            (1<<14)
-#define INTC_PF_IRQ_SW3            (1<<15)
-#define INTC_PF(n)                 (((n)&0xFFFF)<<0)
-#define INTC_PF_MASK               (0xFFFF<<0)
+#define INTC_PF_IRQ_WDT            (1u<<0)
+#define INTC_PF_IRQ_RCC            (1u<<1)
+#define INTC_PF_IRQ_GPIO           (1u<<2)
+#define INTC_PF_IRQ_DMA_CH0        (1u<<3)
+#define INTC_PF_IRQ_DMA_CH1        (1u<<4)
+#define INTC_PF_IRQ_DMA_CH2_7      (1u<<5)
+#define INTC_PF_IRQ_TIM2           (1u<<6)
+#define INTC_PF_IRQ_TIM3           (1u<<7)
+#define INTC_PF_IRQ_UART0          (1u<<8)
+#define INTC_PF_IRQ_UART1          (1u<<9)
+#define INTC_PF_IRQ_CRC            (1u<<10)
+#define INTC_PF_IRQ_USB            (1u<<11)
+#define INTC_PF_IRQ_SW0            (1u<<12)
+#define INTC_PF_IRQ_SW1            (1u<<13)
+#define INTC_PF_IRQ_SW2            (1u<<14)
+#define INTC_PF_IRQ_SW3            (1u<<15)
+#define INTC_PF(n)                 (((n)&0xFFFFu)<<0)
+#define INTC_PF_MASK               (0xFFFFu<<0)
 #define INTC_PF_SHIFT              (0)
 
 //SWTRIG
-#define INTC_SWT_IRQ_WDT           (1<<0)
-#define INTC_SWT_IRQ_RCC           (1<<1)
-#define INTC_SWT_IRQ_GPIO          (1<<2)
-#define INTC_SWT_IRQ_DMA_CH0       (1<<3)
-#define INTC_SWT_IRQ_DMA_CH1       (1<<4)
-#define INTC_SWT_IRQ_DMA_CH2_7     (1<<5)
-#define INTC_SWT_IRQ_TIM2          (1<<6)
-#define INTC_SWT_IRQ_TIM3          (1<<7)
-#define INTC_SWT_IRQ_UART0         (1<<8)
-#define INTC_SWT_IRQ_UART1         (1<<9)
-#define INTC_SWT_IRQ_CRC           (1<<10)
-#define INTC_SWT_IRQ_USB           (1<<11)
-#define INTC_SWT_IRQ_SW0           (1<<12)
-#define INTC_SWT_IRQ_SW1           (1<<13)
-#define INTC_SWT_IRQ_SW2           (1<<14)
-#define INTC_SWT_IRQ_SW3           (1<<15)
-#define INTC_SWT(n)                (((n)&0xFFFF)<<0)
-#define INTC_SWT_MASK              (0xFFFF<<0)
+#define INTC_SWT_IRQ_WDT           (1u<<0)
+#define INTC_SWT_IRQ_RCC           (1u<<1)
+#define INTC_SWT_IRQ_GPIO          (1u<<2)
+#define INTC_SWT_IRQ_DMA_CH0       (1u<<3)
+#define INTC_SWT_IRQ_DMA_CH1       (1u<<4)
+#define INTC_SWT_IRQ_DMA_CH2_7     (1u<<5)
+#define INTC_SWT_IRQ_TIM2          (1u<<6)
+#define INTC_SWT_IRQ_TIM3          (1u<<7)
+#define INTC_SWT_IRQ_UART0         (1u<<8)
+#define INTC_SWT_IRQ_UART1         (1u<<9)
+#define INTC_SWT_IRQ_CRC           (1u<<10)
+#define INTC_SWT_IRQ_USB           (1u<<11)
+#define INTC_SWT_IRQ_SW0           (1u<<12)
+#define INTC_SWT_IRQ_SW1           (1u<<13)
+#define INTC_SWT_IRQ_SW2           (1u<<14)
+#define INTC_SWT_IRQ_SW3           (1u<<15)
+#define INTC_SWT(n)                (((n)&0xFFFFu)<<0)
+#define INTC_SWT_MASK              (0xFFFFu<<0)
 #define INTC_SWT_SHIFT             (0)
 
 //PRIO0
-#define INTC_PRI_IRQ_WDT(n)        (((n)&15)<<0)
-#define INTC_PRI_IRQ_RCC(n)        (((n)&15)<<4)
-#define INTC_PRI_IRQ_GPIO(n)       (((n)&15)<<8)
-#define INTC_PRI_IRQ_DMA_CH0(n)    (((n)&15)<<12)
-#define INTC_PRI_IRQ_DMA_CH1(n)    (((n)&15)<<16)
-#define INTC_PRI_IRQ_DMA_CH2_7(n)  (((n)&15)<<20)
-#define INTC_PRI_IRQ_TIM2(n)       (((n)&15)<<24)
-#define INTC_PRI_IRQ_TIM3(n)       (((n)&15)<<28)
-#define INTC_PRI_LO(n)             (((n)&0xFFFFFFFF)<<0)
-#define INTC_PRI_LO_MASK           (0xFFFFFFFF<<0)
+#define INTC_PRI_IRQ_WDT(n)        (((n)&15u)<<0)
+#define INTC_PRI_IRQ_RCC(n)        (((n)&15u)<<4)
+#define INTC_PRI_IRQ_GPIO(n)       (((n)&15u)<<8)
+#define INTC_PRI_IRQ_DMA_CH0(n)    (((n)&15u)<<12)
+#define INTC_PRI_IRQ_DMA_CH1(n)    (((n)&15u)<<16)
+#define INTC_PRI_IRQ_DMA_CH2_7(n)  (((n)&15u)<<20)
+#define INTC_PRI_IRQ_TIM2(n)       (((n)&15u)<<24)
+#define INTC_PRI_IRQ_TIM3(n)       (((n)&15u)<<28)
+#define INTC_PRI_LO(n)             (((n)&0xFFFFFFFFu)<<0)
+#define INTC_PRI_LO_MASK           (0xFFFFFFFFu<<0)
 #define INTC_PRI_LO_SHIFT          (0)
 
 //PRIO1
-#define INTC_PRI_IRQ_UART0(n)      (((n)&15)<<0)
-#define INTC_PRI_IRQ_UART1(n)      (((n)&15)<<4)
-#define INTC_PRI_IRQ_CRC(n)        (((n)&15)<<8)
-#define INTC_PRI_IRQ_USB(n)        (((n)&15)<<12)
-#define INTC_PRI_IRQ_SW0(n)        (((n)&15)<<16)
-#define INTC_PRI_IRQ_SW1(n)        (((n)&15)<<20)
-#define INTC_PRI_IRQ_SW2(n)        (((n)&15)<<24)
-#define INTC_PRI_IRQ_SW3(n)        (((n)&15)<<28)
-#define INTC_PRI_HI(n)             (((n)&0xFFFFFFFF)<<0)
-#define INTC_PRI_HI_MASK           (0xFFFFFFFF<<0)
+#define INTC_PRI_IRQ_UART0(n)      (((n)&15u)<<0)
+#define INTC_PRI_IRQ_UART1(n)      (((n)&15u)<<4)
+#define INTC_PRI_IRQ_CRC(n)        (((n)&15u)<<8)
+#define INTC_PRI_IRQ_USB(n)        (((n)&15u)<<12)
+#define INTC_PRI_IRQ_SW0(n)        (((n)&15u)<<16)
+#define INTC_PRI_IRQ_SW1(n)        (((n)&15u)<<20)
+#define INTC_PRI_IRQ_SW2(n)        (((n)&15u)<<24)
+#define INTC_PRI_IRQ_SW3(n)        (((n)&15u)<<28)
+#define INTC_PRI_HI(n)             (((n)&0xFFFFFFFFu)<<0)
+#define INTC_PRI_HI_MASK           (0xFFFFFFFFu<<0)
 #define INTC_PRI_HI_SHIFT          (0)
 
 //VECTOR
-#define INTC_ACTIVE_IRQ_WDT        (0<<0)
-#define INTC_ACTIVE_V_IRQ_WDT      0
-#define INTC_ACTIVE_IRQ_RCC        (1<<0)
-#define INTC_ACTIVE_V_IRQ_RCC      1
-#define INTC_ACTIVE_IRQ_GPIO       (2<<0)
-#define INTC_ACTIVE_V_IRQ_GPIO     2
-#define INTC_ACTIVE_IRQ_DMA_CH0    (3<<0)
-#define INTC_ACTIVE_V_IRQ_DMA_CH0  3
-#define INTC_ACTIVE_IRQ_DMA_CH1    (4<<0)
-#define INTC_ACTIVE_V_IRQ_DMA_CH1  4
-#define INTC_ACTIVE_IRQ_DMA_CH2_7  (5<<0)
-#define INTC_ACTIVE_V_IRQ_DMA_CH2_7 5
-#define INTC_ACTIVE_IRQ_TIM2       (6<<0)
-#define INTC_ACTIVE_V_IRQ_TIM2     6
-#define INTC_ACTIVE_IRQ_TIM3       (7<<0)
-#define INTC_ACTIVE_V_IRQ_TIM3     7
-#define INTC_ACTIVE_IRQ_UART0      (8<<0)
-#define INTC_ACTIVE_V_IRQ_UART0    8
-#define INTC_ACTIVE_IRQ_UART1      (9<<0)
-#define INTC_ACTIVE_V_IRQ_UART1    9
-#define INTC_ACTIVE_IRQ_CRC        (10<<0)
-#define INTC_ACTIVE_V_IRQ_CRC      10
-#define INTC_ACTIVE_IRQ_USB        (11<<0)
-#define INTC_ACTIVE_V_IRQ_USB      11
-#define INTC_ACTIVE_IRQ_SW0        (12<<0)
-#define INTC_ACTIVE_V_IRQ_SW0      12
-#define INTC_ACTIVE_IRQ_SW1        (13<<0)
-#define INTC_ACTIVE_V_IRQ_SW1      13
-#define INTC_ACTIVE_IRQ_SW2        (14<<0)
-#define INTC_ACTIVE_V_IRQ_SW2      14
-#define INTC_ACTIVE_IRQ_SW3        (15<<0)
-#define INTC_ACTIVE_V_IRQ_SW3      15
-#define INTC_VALID                 (1<<31)
+#define INTC_ACTIVE_IRQ_WDT        (0u<<0)
+#define INTC_ACTIVE_V_IRQ_WDT      0u
+#define INTC_ACTIVE_IRQ_RCC        (1u<<0)
+#define INTC_ACTIVE_V_IRQ_RCC      1u
+#define INTC_ACTIVE_IRQ_GPIO       (2u<<0)
+#define INTC_ACTIVE_V_IRQ_GPIO     2u
+#define INTC_ACTIVE_IRQ_DMA_CH0    (3u<<0)
+#define INTC_ACTIVE_V_IRQ_DMA_CH0  3u
+#define INTC_ACTIVE_IRQ_DMA_CH1    (4u<<0)
+#define INTC_ACTIVE_V_IRQ_DMA_CH1  4u
+#define INTC_ACTIVE_IRQ_DMA_CH2_7  (5u<<0)
+#define INTC_ACTIVE_V_IRQ_DMA_CH2_7 5u
+#define INTC_ACTIVE_IRQ_TIM2       (6u<<0)
+#define INTC_ACTIVE_V_IRQ_TIM2     6u
+#define INTC_ACTIVE_IRQ_TIM3       (7u<<0)
+#define INTC_ACTIVE_V_IRQ_TIM3     7u
+#define INTC_ACTIVE_IRQ_UART0      (8u<<0)
+#define INTC_ACTIVE_V_IRQ_UART0    8u
+#define INTC_ACTIVE_IRQ_UART1      (9u<<0)
+#define INTC_ACTIVE_V_IRQ_UART1    9u
+#define INTC_ACTIVE_IRQ_CRC        (10u<<0)
+#define INTC_ACTIVE_V_IRQ_CRC      10u
+#define INTC_ACTIVE_IRQ_USB        (11u<<0)
+#define INTC_ACTIVE_V_IRQ_USB      11u
+#define INTC_ACTIVE_IRQ_SW0        (12u<<0)
+#define INTC_ACTIVE_V_IRQ_SW0      12u
+#define INTC_ACTIVE_IRQ_SW1        (13u<<0)
+#define INTC_ACTIVE_V_IRQ_SW1      13u
+#define INTC_ACTIVE_IRQ_SW2        (14u<<0)
+#define INTC_ACTIVE_V_IRQ_SW2      14u
+#define INTC_ACTIVE_IRQ_SW3        (15u<<0)
+#define INTC_ACTIVE_V_IRQ_SW3      15u
+#define INTC_VALID                 (1u<<31)
 
 //EOI
-#define INTC_EOI(n)                (((n)&31)<<0)
+#define INTC_EOI(n)                (((n)&31u)<<0)
 
 //CTRL
-#define INTC_GEN                   (1<<0)
-#define INTC_THRESHOLD(n)          (((n)&15)<<4)
-#define INTC_THRESHOLD_MASK        (15<<4)
+#define INTC_GEN                   (1u<<0)
+#define INTC_THRESHOLD(n)          (((n)&15u)<<4)
+#define INTC_THRESHOLD_MASK        (15u<<4)
 #define INTC_THRESHOLD_SHIFT       (4)
-#define INTC_LOCK                  (1<<31)
+#define INTC_LOCK                  (1u<<31)
 
 
 

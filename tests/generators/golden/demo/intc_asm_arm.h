@@ -56,16 +56,16 @@
 //==============================================================================
 #define REG_INTC_BASE              0x40024000
 
-#define REG_INTC_STATUS               0x00000000
-#define REG_INTC_ENABLE               0x00000004
-#define REG_INTC_FLAG                 0x00000008
-#define REG_INTC_SWTRIG               0x0000000C
-#define REG_INTC_PRIO0                0x00000010
-#define REG_INTC_PRIO1                0x00000014
-#define REG_INTC_VECTOR               0x00000018
-#define REG_INTC_EOI                  0x0000001C
-#define REG_INTC_CTRL                 0x00000020
-#define REG_INTC_ID                   0x00000030
+#define REG_INTC_STATUS               0x40024000
+#define REG_INTC_ENABLE               0x40024004
+#define REG_INTC_FLAG                 0x40024008
+#define REG_INTC_SWTRIG               0x4002400C
+#define REG_INTC_PRIO0                0x40024010
+#define REG_INTC_PRIO1                0x40024014
+#define REG_INTC_VECTOR               0x40024018
+#define REG_INTC_EOI                  0x4002401C
+#define REG_INTC_CTRL                 0x40024020
+#define REG_INTC_ID                   0x40024030
 
 
 

@@ -52,7 +52,7 @@ constant IRQ_SW3:                               integer := 15;
 -- Register definition
 -- Register Map
 -- Address bit for register decoding
-constant INTC_REG_NBA: integer range 1 to 12 := 6;
+constant INTC_REG_NBA: natural := 6;
 
 -- Registers are defined by
 --  * an address :          at_REG_NAME

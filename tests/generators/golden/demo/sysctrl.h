@@ -13,8 +13,6 @@
 #error "You are trying to use in an assembly code the normal H description of 'sysctrl'."
 #endif
 
-#include "common.h"
-
 // =============================================================================
 //  MACROS
 // =============================================================================
@@ -32,6 +30,8 @@ typedef enum
     SYSCLK_PLL                                  = 0x00000002
 } SYSCLK_SRC_T;
 
+
+#include "common.h"
 
 // =============================================================================
 //  TYPES
@@ -143,64 +143,64 @@ typedef union {
 } REG_RCC_CSR_T;
 
 //CR
-#define RCC_HSION                  (1<<0)
-#define RCC_HSIRDY                 (1<<1)
-#define RCC_HSEON                  (1<<16)
-#define RCC_HSERDY                 (1<<17)
-#define RCC_HSEBYP                 (1<<18)
-#define RCC_PLLON                  (1<<24)
-#define RCC_PLLRDY                 (1<<25)
+#define RCC_HSION                  (1u<<0)
+#define RCC_HSIRDY                 (1u<<1)
+#define RCC_HSEON                  (1u<<16)
+#define RCC_HSERDY                 (1u<<17)
+#define RCC_HSEBYP                 (1u<<18)
+#define RCC_PLLON                  (1u<<24)
+#define RCC_PLLRDY                 (1u<<25)
 
 //CFGR
-#define RCC_SW_SYSCLK_HSI          (0<<0)
-#define RCC_SW_V_SYSCLK_HSI        0
-#define RCC_SW_SYSCLK_HSE          (1<<0)
-#define RCC_SW_V_SYSCLK_HSE        1
-#define RCC_SW_SYSCLK_PLL          (2<<0)
-#define RCC_SW_V_SYSCLK_PLL        2
-#define RCC_SWS_SYSCLK_HSI         (0<<2)
-#define RCC_SWS_V_SYSCLK_HSI       0
-#define RCC_SWS_SYSCLK_HSE         (1<<2)
-#define RCC_SWS_V_SYSCLK_HSE       1
-#define RCC_SWS_SYSCLK_PLL         (2<<2)
-#define RCC_SWS_V_SYSCLK_PLL       2
-#define RCC_HPRE_DIV1              (0<<4)
-#define RCC_HPRE_V_DIV1            0
-#define RCC_HPRE_DIV2              (8<<4)
-#define RCC_HPRE_V_DIV2            8
-#define RCC_HPRE_DIV4              (9<<4)
-#define RCC_HPRE_V_DIV4            9
-#define RCC_HPRE_DIV8              (10<<4)
-#define RCC_HPRE_V_DIV8            10
-#define RCC_HPRE_DIV16             (11<<4)
-#define RCC_HPRE_V_DIV16           11
-#define RCC_PPRE1(n)               (((n)&7)<<8)
-#define RCC_PPRE2(n)               (((n)&7)<<11)
+#define RCC_SW_SYSCLK_HSI          (0u<<0)
+#define RCC_SW_V_SYSCLK_HSI        0u
+#define RCC_SW_SYSCLK_HSE          (1u<<0)
+#define RCC_SW_V_SYSCLK_HSE        1u
+#define RCC_SW_SYSCLK_PLL          (2u<<0)
+#define RCC_SW_V_SYSCLK_PLL        2u
+#define RCC_SWS_SYSCLK_HSI         (0u<<2)
+#define RCC_SWS_V_SYSCLK_HSI       0u
+#define RCC_SWS_SYSCLK_HSE         (1u<<2)
+#define RCC_SWS_V_SYSCLK_HSE       1u
+#define RCC_SWS_SYSCLK_PLL         (2u<<2)
+#define RCC_SWS_V_SYSCLK_PLL       2u
+#define RCC_HPRE_DIV1              (0u<<4)
+#define RCC_HPRE_V_DIV1            0u
+#define RCC_HPRE_DIV2              (8u<<4)
+#define RCC_HPRE_V_DIV2            8u
+#define RCC_HPRE_DIV4              (9u<<4)
+#define RCC_HPRE_V_DIV4            9u
+#define RCC_HPRE_DIV8              (10u<<4)
+#define RCC_HPRE_V_DIV8            10u
+#define RCC_HPRE_DIV16             (11u<<4)
+#define RCC_HPRE_V_DIV16           11u
+#define RCC_PPRE1(n)               (((n)&7u)<<8)
+#define RCC_PPRE2(n)               (((n)&7u)<<11)
 
 //AHBENR
-#define RCC_DMA1EN                 (1<<0)
-#define RCC_CRCEN                  (1<<6)
-#define RCC_INTCEN                 (1<<7)
-#define RCC_GPIOEN                 (1<<17)
-#define RCC_USBEN                  (1<<24)
+#define RCC_DMA1EN                 (1u<<0)
+#define RCC_CRCEN                  (1u<<6)
+#define RCC_INTCEN                 (1u<<7)
+#define RCC_GPIOEN                 (1u<<17)
+#define RCC_USBEN                  (1u<<24)
 
 //APB1ENR
-#define RCC_TIM2EN                 (1<<0)
-#define RCC_TIM3EN                 (1<<1)
-#define RCC_UART0EN                (1<<17)
-#define RCC_UART1EN                (1<<18)
+#define RCC_TIM2EN                 (1u<<0)
+#define RCC_TIM3EN                 (1u<<1)
+#define RCC_UART0EN                (1u<<17)
+#define RCC_UART1EN                (1u<<18)
 
 //CSR
-#define RCC_LSION                  (1<<0)
-#define RCC_LSIRDY                 (1<<1)
-#define RCC_RMVF                   (1<<24)
-#define RCC_PINRSTF                (1<<26)
-#define RCC_PORRSTF                (1<<27)
-#define RCC_SFTRSTF                (1<<28)
-#define RCC_WDGRSTF                (1<<29)
-#define RCC_LOCKUPRSTF             (1<<31)
-#define RCC_RESET_FLAGS(n)         (((n)&47)<<26)
-#define RCC_RESET_FLAGS_MASK       (47<<26)
+#define RCC_LSION                  (1u<<0)
+#define RCC_LSIRDY                 (1u<<1)
+#define RCC_RMVF                   (1u<<24)
+#define RCC_PINRSTF                (1u<<26)
+#define RCC_PORRSTF                (1u<<27)
+#define RCC_SFTRSTF                (1u<<28)
+#define RCC_WDGRSTF                (1u<<29)
+#define RCC_LOCKUPRSTF             (1u<<31)
+#define RCC_RESET_FLAGS(n)         (((n)&47u)<<26)
+#define RCC_RESET_FLAGS_MASK       (47u<<26)
 #define RCC_RESET_FLAGS_SHIFT      (26)
 
 

@@ -36,12 +36,12 @@
 //==============================================================================
 #define REG_RCC_BASE               0x40021000
 
-#define REG_RCC_CR                    0x00000000
-#define REG_RCC_CFGR                  0x00000004
-#define REG_RCC_AHBENR                0x00000008
-#define REG_RCC_APB1ENR               0x0000000C
-#define REG_RCC_CSR                   0x00000010
-#define REG_RCC_SCRATCH               0x00000014
+#define REG_RCC_CR                    0x40021000
+#define REG_RCC_CFGR                  0x40021004
+#define REG_RCC_AHBENR                0x40021008
+#define REG_RCC_APB1ENR               0x4002100C
+#define REG_RCC_CSR                   0x40021010
+#define REG_RCC_SCRATCH               0x40021014
 
 
 

@@ -35,7 +35,7 @@ constant SYSCLK_PLL:                            integer := 2;
 -- Register definition
 -- Register Map
 -- Address bit for register decoding
-constant RCC_REG_NBA: integer range 1 to 12 := 5;
+constant RCC_REG_NBA: natural := 5;
 
 -- Registers are defined by
 --  * an address :          at_REG_NAME

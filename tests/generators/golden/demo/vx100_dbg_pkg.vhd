@@ -29,7 +29,7 @@ package vx100_dbg_pkg is
 -- Register definition
 -- Register Map
 -- Address bit for register decoding
-constant DAP_REG_NBA: integer range 1 to 12 := 3;
+constant DAP_REG_NBA: natural := 3;
 
 -- Registers are defined by
 --  * an address :          at_REG_NAME

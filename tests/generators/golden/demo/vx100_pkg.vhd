@@ -38,23 +38,23 @@ package vx100_pkg is
 constant SILICON_REV:                           integer := 2;
 
 --Peripheral base addresses
-constant TIM2_BASE:                             integer := APB1_BASE + 16#0000#;
-constant TIM3_BASE:                             integer := APB1_BASE + 16#0400#;
-constant UART0_BASE:                            integer := APB1_BASE + 16#4400#;
-constant UART1_BASE:                            integer := APB1_BASE + 16#4800#;
-constant DMA1_BASE:                             integer := AHB1_BASE + 16#0000#;
-constant RCC_BASE:                              integer := AHB1_BASE + 16#1000#;
-constant CRC_BASE:                              integer := AHB1_BASE + 16#3000#;
-constant INTC_BASE:                             integer := AHB1_BASE + 16#4000#;
-constant USB_BASE:                              integer := PERIPH_BASE + 16#40000#;
-constant GPIO_BASE:                             integer := AHB2_BASE;
+constant TIM2_BASE:                             integer := 1073741824;
+constant TIM3_BASE:                             integer := 1073742848;
+constant UART0_BASE:                            integer := 1073759232;
+constant UART1_BASE:                            integer := 1073760256;
+constant DMA1_BASE:                             integer := 1073872896;
+constant RCC_BASE:                              integer := 1073876992;
+constant CRC_BASE:                              integer := 1073885184;
+constant INTC_BASE:                             integer := 1073889280;
+constant USB_BASE:                              integer := 1074003968;
+constant GPIO_BASE:                             integer := 1207959552;
 
 --Instances
 
 -- Register definition
 -- Register Map
 -- Address bit for register decoding
-constant FLASH_REG_NBA: integer range 1 to 12 := 19;
+constant FLASH_REG_NBA: natural := 19;
 
 -- Registers are defined by
 --  * an address :          at_REG_NAME
@@ -65,7 +65,7 @@ constant FLASH_REG_NBA: integer range 1 to 12 := 19;
 -- Register definition
 -- Register Map
 -- Address bit for register decoding
-constant SRAM_REG_NBA: integer range 1 to 12 := 16;
+constant SRAM_REG_NBA: natural := 16;
 
 -- Registers are defined by
 --  * an address :          at_REG_NAME
@@ -76,7 +76,7 @@ constant SRAM_REG_NBA: integer range 1 to 12 := 16;
 -- Register definition
 -- Register Map
 -- Address bit for register decoding
-constant FLASH_OPTIONS_REG_NBA: integer range 1 to 12 := 2;
+constant FLASH_OPTIONS_REG_NBA: natural := 2;
 
 -- Registers are defined by
 --  * an address :          at_REG_NAME

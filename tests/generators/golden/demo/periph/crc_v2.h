@@ -7,17 +7,17 @@
 /// CRC unit, revision 2: programmable polynomial and initial value, bit
 /// reversal of input and output.
 
-#ifndef _CRC_V2_H_
-#define _CRC_V2_H_
+#ifndef _PERIPH_CRC_V2_H_
+#define _PERIPH_CRC_V2_H_
 
 #ifdef HB_ASM
 #error "You are trying to use in an assembly code the normal H description of 'crc_v2'."
 #endif
 
-
 // =============================================================================
 //  MACROS
 // =============================================================================
+
 
 // =============================================================================
 //  TYPES
@@ -59,36 +59,36 @@ typedef union {
 } REG_CRC_CR_T;
 
 //DR
-#define CRC_DR(n)                  (((n)&0xFFFFFFFF)<<0)
+#define CRC_DR(n)                  (((n)&0xFFFFFFFFu)<<0)
 
 //IDR
-#define CRC_IDR(n)                 (((n)&0xFF)<<0)
+#define CRC_IDR(n)                 (((n)&0xFFu)<<0)
 
 //CR
-#define CRC_RESET                  (1<<0)
-#define CRC_POLYSIZE_POLY32        (0<<3)
-#define CRC_POLYSIZE_V_POLY32      0
-#define CRC_POLYSIZE_POLY16        (1<<3)
-#define CRC_POLYSIZE_V_POLY16      1
-#define CRC_POLYSIZE_POLY8         (2<<3)
-#define CRC_POLYSIZE_V_POLY8       2
-#define CRC_POLYSIZE_POLY7         (3<<3)
-#define CRC_POLYSIZE_V_POLY7       3
-#define CRC_REV_IN_NONE            (0<<5)
-#define CRC_REV_IN_V_NONE          0
-#define CRC_REV_IN_BYTE            (1<<5)
-#define CRC_REV_IN_V_BYTE          1
-#define CRC_REV_IN_HALFWORD        (2<<5)
-#define CRC_REV_IN_V_HALFWORD      2
-#define CRC_REV_IN_WORD            (3<<5)
-#define CRC_REV_IN_V_WORD          3
-#define CRC_REV_OUT                (1<<7)
+#define CRC_RESET                  (1u<<0)
+#define CRC_POLYSIZE_POLY32        (0u<<3)
+#define CRC_POLYSIZE_V_POLY32      0u
+#define CRC_POLYSIZE_POLY16        (1u<<3)
+#define CRC_POLYSIZE_V_POLY16      1u
+#define CRC_POLYSIZE_POLY8         (2u<<3)
+#define CRC_POLYSIZE_V_POLY8       2u
+#define CRC_POLYSIZE_POLY7         (3u<<3)
+#define CRC_POLYSIZE_V_POLY7       3u
+#define CRC_REV_IN_NONE            (0u<<5)
+#define CRC_REV_IN_V_NONE          0u
+#define CRC_REV_IN_BYTE            (1u<<5)
+#define CRC_REV_IN_V_BYTE          1u
+#define CRC_REV_IN_HALFWORD        (2u<<5)
+#define CRC_REV_IN_V_HALFWORD      2u
+#define CRC_REV_IN_WORD            (3u<<5)
+#define CRC_REV_IN_V_WORD          3u
+#define CRC_REV_OUT                (1u<<7)
 
 //INIT
-#define CRC_INIT(n)                (((n)&0xFFFFFFFF)<<0)
+#define CRC_INIT(n)                (((n)&0xFFFFFFFFu)<<0)
 
 //POL
-#define CRC_POL(n)                 (((n)&0xFFFFFFFF)<<0)
+#define CRC_POL(n)                 (((n)&0xFFFFFFFFu)<<0)
 
 
 

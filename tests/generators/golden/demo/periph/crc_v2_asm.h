@@ -8,8 +8,8 @@
 /// reversal of input and output.
 
 
-#ifndef _CRC_V2_ASM_H_
-#define _CRC_V2_ASM_H_
+#ifndef _PERIPH_CRC_V2_ASM_H_
+#define _PERIPH_CRC_V2_ASM_H_
 
 //THIS FILE HAS BEEN GENERATED WITH OMBREL. PLEASE EDIT WITH CARE !
 

@@ -8,8 +8,8 @@
 /// reversal of input and output.
 
 
-#ifndef _CRC_V2_ASM_ARM_H_
-#define _CRC_V2_ASM_ARM_H_
+#ifndef _PERIPH_CRC_V2_ASM_ARM_H_
+#define _PERIPH_CRC_V2_ASM_ARM_H_
 
 //THIS FILE HAS BEEN GENERATED WITH OMBREL. PLEASE EDIT WITH CARE !
 
@@ -23,11 +23,11 @@
 //==============================================================================
 #define REG_CRC_BASE               0x40023000
 
-#define REG_CRC_DR                    0x00000000
-#define REG_CRC_IDR                   0x00000004
-#define REG_CRC_CR                    0x00000008
-#define REG_CRC_INIT                  0x00000010
-#define REG_CRC_POL                   0x00000014
+#define REG_CRC_DR                    0x40023000
+#define REG_CRC_IDR                   0x40023004
+#define REG_CRC_CR                    0x40023008
+#define REG_CRC_INIT                  0x40023010
+#define REG_CRC_POL                   0x40023014
 
 
 

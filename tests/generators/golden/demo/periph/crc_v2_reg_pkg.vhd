@@ -29,7 +29,7 @@ package crc_v2_reg_pkg is
 -- Register definition
 -- Register Map
 -- Address bit for register decoding
-constant CRC_REG_NBA: integer range 1 to 12 := 5;
+constant CRC_REG_NBA: natural := 5;
 
 -- Registers are defined by
 --  * an address :          at_REG_NAME

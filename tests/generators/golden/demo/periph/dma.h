@@ -8,14 +8,12 @@
 /// Each channel runs a chain of descriptors held in memory; the channel's DESC
 /// pointer holds the address of the descriptor being executed.
 
-#ifndef _DMA_H_
-#define _DMA_H_
+#ifndef _PERIPH_DMA_H_
+#define _PERIPH_DMA_H_
 
 #ifdef HB_ASM
 #error "You are trying to use in an assembly code the normal H description of 'dma'."
 #endif
-
-#include "common.h"
 
 // =============================================================================
 //  MACROS
@@ -56,6 +54,8 @@ typedef enum
 } DMA_PRIORITY_T;
 
 
+#include "../common.h"
+
 // =============================================================================
 //  TYPES
 // =============================================================================
@@ -74,21 +74,25 @@ typedef struct
     UINT32                         SRC_ADDR;                     //0x00000004
     UINT32                         DST_ADDR;                     //0x00000008
     /// Next descriptor of the chain, or 0.
+#if defined(__SIZEOF_POINTER__) && __SIZEOF_POINTER__ != 4
+    UINT32                         NEXT;                         //0x0000000C
+#else
     VOID*                          NEXT;                         //0x0000000C
+#endif
 } DMA_DESC_T; //Size : 0x10
 
 //CTRL
-#define DMA_DESC_COUNT(n)          (((n)&0xFFFF)<<0)
-#define DMA_DESC_SINC              (1<<16)
-#define DMA_DESC_DINC              (1<<17)
-#define DMA_DESC_WIDTH_BYTE        (0<<18)
-#define DMA_DESC_WIDTH_V_BYTE      0
-#define DMA_DESC_WIDTH_HALFWORD    (1<<18)
-#define DMA_DESC_WIDTH_V_HALFWORD  1
-#define DMA_DESC_WIDTH_WORD        (2<<18)
-#define DMA_DESC_WIDTH_V_WORD      2
-#define DMA_DESC_IRQ               (1<<20)
-#define DMA_DESC_VALID             (1<<31)
+#define DMA_DESC_COUNT(n)          (((n)&0xFFFFu)<<0)
+#define DMA_DESC_SINC              (1u<<16)
+#define DMA_DESC_DINC              (1u<<17)
+#define DMA_DESC_WIDTH_BYTE        (0u<<18)
+#define DMA_DESC_WIDTH_V_BYTE      0u
+#define DMA_DESC_WIDTH_HALFWORD    (1u<<18)
+#define DMA_DESC_WIDTH_V_HALFWORD  1u
+#define DMA_DESC_WIDTH_WORD        (2u<<18)
+#define DMA_DESC_WIDTH_V_WORD      2u
+#define DMA_DESC_IRQ               (1u<<20)
+#define DMA_DESC_VALID             (1u<<31)
 
 
 
@@ -116,9 +120,17 @@ typedef struct
         REG16                      CNDTR;                        //0x00000014
         REG16 Reserved_00000006;                //0x00000006
         /// Address of the descriptor being executed.
+#if defined(__SIZEOF_POINTER__) && __SIZEOF_POINTER__ != 4
+        UINT32                     DESC;                         //0x00000018
+#else
         DMA_DESC_T*                DESC;                         //0x00000018
+#endif
         /// Memory buffers of circular mode.
+#if defined(__SIZEOF_POINTER__) && __SIZEOF_POINTER__ != 4
+        UINT32                     MAR[2];                       //0x0000001C
+#else
         UINT8*                     MAR[2];                       //0x0000001C
+#endif
         REG32 Reserved_00000014;                //0x00000014
     } CH[8];
     /// Descriptor RAM (no wait state for the DMA engine).
@@ -190,86 +202,86 @@ typedef union {
         REG32 req : 6; // [21:16]
         REG32 __31_22 : 10;
     } b;
-} REG_DMA_CCR_T;
+} REG_DMA_CH_CH_CCR_T;
 
 //ISR
-#define DMA_TCIF0                  (1<<0)
-#define DMA_TCIF1                  (1<<1)
-#define DMA_TCIF2                  (1<<2)
-#define DMA_TCIF3                  (1<<3)
-#define DMA_TCIF4                  (1<<4)
-#define DMA_TCIF5                  (1<<5)
-#define DMA_TCIF6                  (1<<6)
-#define DMA_TCIF7                  (1<<7)
-#define DMA_TEIF0                  (1<<8)
-#define DMA_TEIF1                  (1<<9)
-#define DMA_TEIF2                  (1<<10)
-#define DMA_TEIF3                  (1<<11)
-#define DMA_TEIF4                  (1<<12)
-#define DMA_TEIF5                  (1<<13)
-#define DMA_TEIF6                  (1<<14)
-#define DMA_TEIF7                  (1<<15)
-#define DMA_TCIF(n)                (((n)&0xFF)<<0)
-#define DMA_TCIF_MASK              (0xFF<<0)
+#define DMA_TCIF0                  (1u<<0)
+#define DMA_TCIF1                  (1u<<1)
+#define DMA_TCIF2                  (1u<<2)
+#define DMA_TCIF3                  (1u<<3)
+#define DMA_TCIF4                  (1u<<4)
+#define DMA_TCIF5                  (1u<<5)
+#define DMA_TCIF6                  (1u<<6)
+#define DMA_TCIF7                  (1u<<7)
+#define DMA_TEIF0                  (1u<<8)
+#define DMA_TEIF1                  (1u<<9)
+#define DMA_TEIF2                  (1u<<10)
+#define DMA_TEIF3                  (1u<<11)
+#define DMA_TEIF4                  (1u<<12)
+#define DMA_TEIF5                  (1u<<13)
+#define DMA_TEIF6                  (1u<<14)
+#define DMA_TEIF7                  (1u<<15)
+#define DMA_TCIF(n)                (((n)&0xFFu)<<0)
+#define DMA_TCIF_MASK              (0xFFu<<0)
 #define DMA_TCIF_SHIFT             (0)
-#define DMA_TEIF(n)                (((n)&0xFF)<<8)
-#define DMA_TEIF_MASK              (0xFF<<8)
+#define DMA_TEIF(n)                (((n)&0xFFu)<<8)
+#define DMA_TEIF_MASK              (0xFFu<<8)
 #define DMA_TEIF_SHIFT             (8)
 
 //IFCR
-#define DMA_CTCIF0                 (1<<0)
-#define DMA_CTCIF1                 (1<<1)
-#define DMA_CTCIF2                 (1<<2)
-#define DMA_CTCIF3                 (1<<3)
-#define DMA_CTCIF4                 (1<<4)
-#define DMA_CTCIF5                 (1<<5)
-#define DMA_CTCIF6                 (1<<6)
-#define DMA_CTCIF7                 (1<<7)
-#define DMA_CTEIF0                 (1<<8)
-#define DMA_CTEIF1                 (1<<9)
-#define DMA_CTEIF2                 (1<<10)
-#define DMA_CTEIF3                 (1<<11)
-#define DMA_CTEIF4                 (1<<12)
-#define DMA_CTEIF5                 (1<<13)
-#define DMA_CTEIF6                 (1<<14)
-#define DMA_CTEIF7                 (1<<15)
-#define DMA_CTCIF(n)               (((n)&0xFF)<<0)
-#define DMA_CTCIF_MASK             (0xFF<<0)
+#define DMA_CTCIF0                 (1u<<0)
+#define DMA_CTCIF1                 (1u<<1)
+#define DMA_CTCIF2                 (1u<<2)
+#define DMA_CTCIF3                 (1u<<3)
+#define DMA_CTCIF4                 (1u<<4)
+#define DMA_CTCIF5                 (1u<<5)
+#define DMA_CTCIF6                 (1u<<6)
+#define DMA_CTCIF7                 (1u<<7)
+#define DMA_CTEIF0                 (1u<<8)
+#define DMA_CTEIF1                 (1u<<9)
+#define DMA_CTEIF2                 (1u<<10)
+#define DMA_CTEIF3                 (1u<<11)
+#define DMA_CTEIF4                 (1u<<12)
+#define DMA_CTEIF5                 (1u<<13)
+#define DMA_CTEIF6                 (1u<<14)
+#define DMA_CTEIF7                 (1u<<15)
+#define DMA_CTCIF(n)               (((n)&0xFFu)<<0)
+#define DMA_CTCIF_MASK             (0xFFu<<0)
 #define DMA_CTCIF_SHIFT            (0)
-#define DMA_CTEIF(n)               (((n)&0xFF)<<8)
-#define DMA_CTEIF_MASK             (0xFF<<8)
+#define DMA_CTEIF(n)               (((n)&0xFFu)<<8)
+#define DMA_CTEIF_MASK             (0xFFu<<8)
 #define DMA_CTEIF_SHIFT            (8)
 
 //CCR
-#define DMA_EN                     (1<<0)
-#define DMA_TCIE                   (1<<1)
-#define DMA_TEIE                   (1<<2)
-#define DMA_CIRC                   (1<<5)
-#define DMA_PL_DMA_PRIO_LOW        (0<<12)
-#define DMA_PL_V_DMA_PRIO_LOW      0
-#define DMA_PL_DMA_PRIO_MEDIUM     (1<<12)
-#define DMA_PL_V_DMA_PRIO_MEDIUM   1
-#define DMA_PL_DMA_PRIO_HIGH       (2<<12)
-#define DMA_PL_V_DMA_PRIO_HIGH     2
-#define DMA_PL_DMA_PRIO_VERY_HIGH  (3<<12)
-#define DMA_PL_V_DMA_PRIO_VERY_HIGH 3
-#define DMA_REQ_DMA_REQ_MEM2MEM    (0x0<<16)
-#define DMA_REQ_V_DMA_REQ_MEM2MEM  0x0
-#define DMA_REQ_DMA_REQ_UART0_RX   (0x1<<16)
-#define DMA_REQ_V_DMA_REQ_UART0_RX 0x1
-#define DMA_REQ_DMA_REQ_UART0_TX   (0x2<<16)
-#define DMA_REQ_V_DMA_REQ_UART0_TX 0x2
-#define DMA_REQ_DMA_REQ_UART1_RX   (0x3<<16)
-#define DMA_REQ_V_DMA_REQ_UART1_RX 0x3
-#define DMA_REQ_DMA_REQ_UART1_TX   (0x4<<16)
-#define DMA_REQ_V_DMA_REQ_UART1_TX 0x4
-#define DMA_REQ_DMA_REQ_TIM2_UP    (0x5<<16)
-#define DMA_REQ_V_DMA_REQ_TIM2_UP  0x5
-#define DMA_REQ_DMA_REQ_TIM3_UP    (0x6<<16)
-#define DMA_REQ_V_DMA_REQ_TIM3_UP  0x6
+#define DMA_EN                     (1u<<0)
+#define DMA_TCIE                   (1u<<1)
+#define DMA_TEIE                   (1u<<2)
+#define DMA_CIRC                   (1u<<5)
+#define DMA_PL_DMA_PRIO_LOW        (0u<<12)
+#define DMA_PL_V_DMA_PRIO_LOW      0u
+#define DMA_PL_DMA_PRIO_MEDIUM     (1u<<12)
+#define DMA_PL_V_DMA_PRIO_MEDIUM   1u
+#define DMA_PL_DMA_PRIO_HIGH       (2u<<12)
+#define DMA_PL_V_DMA_PRIO_HIGH     2u
+#define DMA_PL_DMA_PRIO_VERY_HIGH  (3u<<12)
+#define DMA_PL_V_DMA_PRIO_VERY_HIGH 3u
+#define DMA_REQ_DMA_REQ_MEM2MEM    (0x0u<<16)
+#define DMA_REQ_V_DMA_REQ_MEM2MEM  0x0u
+#define DMA_REQ_DMA_REQ_UART0_RX   (0x1u<<16)
+#define DMA_REQ_V_DMA_REQ_UART0_RX 0x1u
+#define DMA_REQ_DMA_REQ_UART0_TX   (0x2u<<16)
+#define DMA_REQ_V_DMA_REQ_UART0_TX 0x2u
+#define DMA_REQ_DMA_REQ_UART1_RX   (0x3u<<16)
+#define DMA_REQ_V_DMA_REQ_UART1_RX 0x3u
+#define DMA_REQ_DMA_REQ_UART1_TX   (0x4u<<16)
+#define DMA_REQ_V_DMA_REQ_UART1_TX 0x4u
+#define DMA_REQ_DMA_REQ_TIM2_UP    (0x5u<<16)
+#define DMA_REQ_V_DMA_REQ_TIM2_UP  0x5u
+#define DMA_REQ_DMA_REQ_TIM3_UP    (0x6u<<16)
+#define DMA_REQ_V_DMA_REQ_TIM3_UP  0x6u
 
 //CNDTR
-#define DMA_NDT(n)                 (((n)&0xFFFF)<<0)
+#define DMA_NDT(n)                 (((n)&0xFFFFu)<<0)
 
 
 

@@ -9,8 +9,8 @@
 /// pointer holds the address of the descriptor being executed.
 
 
-#ifndef _DMA_ASM_H_
-#define _DMA_ASM_H_
+#ifndef _PERIPH_DMA_ASM_H_
+#define _PERIPH_DMA_ASM_H_
 
 //THIS FILE HAS BEEN GENERATED WITH OMBREL. PLEASE EDIT WITH CARE !
 
@@ -18,7 +18,7 @@
 #error "You are trying to use in a normal C code the assembly H description of 'dma'."
 #endif
 
-#include "common_asm.h"
+#include "../common_asm.h"
 
 #define DMA_CHANNELS                            (8)
 /// Internal descriptor RAM: two descriptors per channel.

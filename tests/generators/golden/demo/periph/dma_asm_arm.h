@@ -9,12 +9,12 @@
 /// pointer holds the address of the descriptor being executed.
 
 
-#ifndef _DMA_ASM_ARM_H_
-#define _DMA_ASM_ARM_H_
+#ifndef _PERIPH_DMA_ASM_ARM_H_
+#define _PERIPH_DMA_ASM_ARM_H_
 
 //THIS FILE HAS BEEN GENERATED WITH OMBREL. PLEASE EDIT WITH CARE !
 
-#include "common_asm_arm.h"
+#include "../common_asm_arm.h"
 
 #define DMA_CHANNELS                            (8)
 /// Internal descriptor RAM: two descriptors per channel.
@@ -70,48 +70,48 @@
 //==============================================================================
 #define REG_DMA1_BASE              0x40020000
 
-#define REG_DMA1_ISR                  0x00000000
-#define REG_DMA1_IFCR                 0x00000004
-#define REG_DMA1_CH_0_CCR             0x00000010
-#define REG_DMA1_CH_0_CNDTR           0x00000014
-#define REG_DMA1_CH_0_DESC            0x00000018
-#define REG_DMA1_CH_0_MAR_0           0x0000001C
-#define REG_DMA1_CH_0_MAR_1           0x00000020
-#define REG_DMA1_CH_1_CCR             0x00000028
-#define REG_DMA1_CH_1_CNDTR           0x0000002C
-#define REG_DMA1_CH_1_DESC            0x00000030
-#define REG_DMA1_CH_1_MAR_0           0x00000034
-#define REG_DMA1_CH_1_MAR_1           0x00000038
-#define REG_DMA1_CH_2_CCR             0x00000040
-#define REG_DMA1_CH_2_CNDTR           0x00000044
-#define REG_DMA1_CH_2_DESC            0x00000048
-#define REG_DMA1_CH_2_MAR_0           0x0000004C
-#define REG_DMA1_CH_2_MAR_1           0x00000050
-#define REG_DMA1_CH_3_CCR             0x00000058
-#define REG_DMA1_CH_3_CNDTR           0x0000005C
-#define REG_DMA1_CH_3_DESC            0x00000060
-#define REG_DMA1_CH_3_MAR_0           0x00000064
-#define REG_DMA1_CH_3_MAR_1           0x00000068
-#define REG_DMA1_CH_4_CCR             0x00000070
-#define REG_DMA1_CH_4_CNDTR           0x00000074
-#define REG_DMA1_CH_4_DESC            0x00000078
-#define REG_DMA1_CH_4_MAR_0           0x0000007C
-#define REG_DMA1_CH_4_MAR_1           0x00000080
-#define REG_DMA1_CH_5_CCR             0x00000088
-#define REG_DMA1_CH_5_CNDTR           0x0000008C
-#define REG_DMA1_CH_5_DESC            0x00000090
-#define REG_DMA1_CH_5_MAR_0           0x00000094
-#define REG_DMA1_CH_5_MAR_1           0x00000098
-#define REG_DMA1_CH_6_CCR             0x000000A0
-#define REG_DMA1_CH_6_CNDTR           0x000000A4
-#define REG_DMA1_CH_6_DESC            0x000000A8
-#define REG_DMA1_CH_6_MAR_0           0x000000AC
-#define REG_DMA1_CH_6_MAR_1           0x000000B0
-#define REG_DMA1_CH_7_CCR             0x000000B8
-#define REG_DMA1_CH_7_CNDTR           0x000000BC
-#define REG_DMA1_CH_7_DESC            0x000000C0
-#define REG_DMA1_CH_7_MAR_0           0x000000C4
-#define REG_DMA1_CH_7_MAR_1           0x000000C8
+#define REG_DMA1_ISR                  0x40020000
+#define REG_DMA1_IFCR                 0x40020004
+#define REG_DMA1_CH_0_CCR             0x40020010
+#define REG_DMA1_CH_0_CNDTR           0x40020014
+#define REG_DMA1_CH_0_DESC            0x40020018
+#define REG_DMA1_CH_0_MAR_0           0x4002001C
+#define REG_DMA1_CH_0_MAR_1           0x40020020
+#define REG_DMA1_CH_1_CCR             0x40020028
+#define REG_DMA1_CH_1_CNDTR           0x4002002C
+#define REG_DMA1_CH_1_DESC            0x40020030
+#define REG_DMA1_CH_1_MAR_0           0x40020034
+#define REG_DMA1_CH_1_MAR_1           0x40020038
+#define REG_DMA1_CH_2_CCR             0x40020040
+#define REG_DMA1_CH_2_CNDTR           0x40020044
+#define REG_DMA1_CH_2_DESC            0x40020048
+#define REG_DMA1_CH_2_MAR_0           0x4002004C
+#define REG_DMA1_CH_2_MAR_1           0x40020050
+#define REG_DMA1_CH_3_CCR             0x40020058
+#define REG_DMA1_CH_3_CNDTR           0x4002005C
+#define REG_DMA1_CH_3_DESC            0x40020060
+#define REG_DMA1_CH_3_MAR_0           0x40020064
+#define REG_DMA1_CH_3_MAR_1           0x40020068
+#define REG_DMA1_CH_4_CCR             0x40020070
+#define REG_DMA1_CH_4_CNDTR           0x40020074
+#define REG_DMA1_CH_4_DESC            0x40020078
+#define REG_DMA1_CH_4_MAR_0           0x4002007C
+#define REG_DMA1_CH_4_MAR_1           0x40020080
+#define REG_DMA1_CH_5_CCR             0x40020088
+#define REG_DMA1_CH_5_CNDTR           0x4002008C
+#define REG_DMA1_CH_5_DESC            0x40020090
+#define REG_DMA1_CH_5_MAR_0           0x40020094
+#define REG_DMA1_CH_5_MAR_1           0x40020098
+#define REG_DMA1_CH_6_CCR             0x400200A0
+#define REG_DMA1_CH_6_CNDTR           0x400200A4
+#define REG_DMA1_CH_6_DESC            0x400200A8
+#define REG_DMA1_CH_6_MAR_0           0x400200AC
+#define REG_DMA1_CH_6_MAR_1           0x400200B0
+#define REG_DMA1_CH_7_CCR             0x400200B8
+#define REG_DMA1_CH_7_CNDTR           0x400200BC
+#define REG_DMA1_CH_7_DESC            0x400200C0
+#define REG_DMA1_CH_7_MAR_0           0x400200C4
+#define REG_DMA1_CH_7_MAR_1           0x400200C8
 
 #define REG_DMA_ISR                   0x00000000
 #define REG_DMA_IFCR                  0x00000004

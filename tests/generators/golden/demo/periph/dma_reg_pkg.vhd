@@ -47,7 +47,7 @@ constant DMA_PRIO_VERY_HIGH:                    integer := 3;
 -- Register definition
 -- Register Map
 -- Address bit for register decoding
-constant DMA_REG_NBA: integer range 1 to 12 := 9;
+constant DMA_REG_NBA: natural := 9;
 
 -- Registers are defined by
 --  * an address :          at_REG_NAME

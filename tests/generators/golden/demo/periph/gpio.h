@@ -6,14 +6,12 @@
 
 /// GPIO: five 16-pin ports (A to E) in one block, one port every 0x400 bytes.
 
-#ifndef _GPIO_H_
-#define _GPIO_H_
+#ifndef _PERIPH_GPIO_H_
+#define _PERIPH_GPIO_H_
 
 #ifdef HB_ASM
 #error "You are trying to use in an assembly code the normal H description of 'gpio'."
 #endif
-
-#include "common.h"
 
 // =============================================================================
 //  MACROS
@@ -35,6 +33,8 @@ typedef enum
     GPIO_MODE_ANALOG                            = 0x00000003
 } GPIO_MODE_T;
 
+
+#include "../common.h"
 
 // =============================================================================
 //  TYPES
@@ -72,114 +72,114 @@ typedef struct
 } GPIO_PORT_T; //Size : 0x400
 
 //MODER
-#define GPIO_PORT_MODE0(n)         (((n)&3)<<0)
-#define GPIO_PORT_MODE1(n)         (((n)&3)<<2)
-#define GPIO_PORT_MODE2(n)         (((n)&3)<<4)
-#define GPIO_PORT_MODE3(n)         (((n)&3)<<6)
-#define GPIO_PORT_MODE4(n)         (((n)&3)<<8)
-#define GPIO_PORT_MODE5(n)         (((n)&3)<<10)
-#define GPIO_PORT_MODE6(n)         (((n)&3)<<12)
-#define GPIO_PORT_MODE7(n)         (((n)&3)<<14)
-#define GPIO_PORT_MODE8(n)         (((n)&3)<<16)
-#define GPIO_PORT_MODE9(n)         (((n)&3)<<18)
-#define GPIO_PORT_MODE10(n)        (((n)&3)<<20)
-#define GPIO_PORT_MODE11(n)        (((n)&3)<<22)
-#define GPIO_PORT_MODE12(n)        (((n)&3)<<24)
-#define GPIO_PORT_MODE13(n)        (((n)&3)<<26)
-#define GPIO_PORT_MODE14(n)        (((n)&3)<<28)
-#define GPIO_PORT_MODE15(n)        (((n)&3)<<30)
-#define GPIO_PORT_MODE(n)          (((n)&0xFFFFFFFF)<<0)
-#define GPIO_PORT_MODE_MASK        (0xFFFFFFFF<<0)
+#define GPIO_PORT_MODE0(n)         (((n)&3u)<<0)
+#define GPIO_PORT_MODE1(n)         (((n)&3u)<<2)
+#define GPIO_PORT_MODE2(n)         (((n)&3u)<<4)
+#define GPIO_PORT_MODE3(n)         (((n)&3u)<<6)
+#define GPIO_PORT_MODE4(n)         (((n)&3u)<<8)
+#define GPIO_PORT_MODE5(n)         (((n)&3u)<<10)
+#define GPIO_PORT_MODE6(n)         (((n)&3u)<<12)
+#define GPIO_PORT_MODE7(n)         (((n)&3u)<<14)
+#define GPIO_PORT_MODE8(n)         (((n)&3u)<<16)
+#define GPIO_PORT_MODE9(n)         (((n)&3u)<<18)
+#define GPIO_PORT_MODE10(n)        (((n)&3u)<<20)
+#define GPIO_PORT_MODE11(n)        (((n)&3u)<<22)
+#define GPIO_PORT_MODE12(n)        (((n)&3u)<<24)
+#define GPIO_PORT_MODE13(n)        (((n)&3u)<<26)
+#define GPIO_PORT_MODE14(n)        (((n)&3u)<<28)
+#define GPIO_PORT_MODE15(n)        (((n)&3u)<<30)
+#define GPIO_PORT_MODE(n)          (((n)&0xFFFFFFFFu)<<0)
+#define GPIO_PORT_MODE_MASK        (0xFFFFFFFFu<<0)
 #define GPIO_PORT_MODE_SHIFT       (0)
 
 //OTYPER
-#define GPIO_PORT_OT0              (1<<0)
-#define GPIO_PORT_OT1              (1<<1)
-#define GPIO_PORT_OT2              (1<<2)
-#define GPIO_PORT_OT3              (1<<3)
-#define GPIO_PORT_OT4              (1<<4)
-#define GPIO_PORT_OT5              (1<<5)
-#define GPIO_PORT_OT6              (1<<6)
-#define GPIO_PORT_OT7              (1<<7)
-#define GPIO_PORT_OT8              (1<<8)
-#define GPIO_PORT_OT9              (1<<9)
-#define GPIO_PORT_OT10             (1<<10)
-#define GPIO_PORT_OT11             (1<<11)
-#define GPIO_PORT_OT12             (1<<12)
-#define GPIO_PORT_OT13             (1<<13)
-#define GPIO_PORT_OT14             (1<<14)
-#define GPIO_PORT_OT15             (1<<15)
-#define GPIO_PORT_OT(n)            (((n)&0xFFFF)<<0)
-#define GPIO_PORT_OT_MASK          (0xFFFF<<0)
+#define GPIO_PORT_OT0              (1u<<0)
+#define GPIO_PORT_OT1              (1u<<1)
+#define GPIO_PORT_OT2              (1u<<2)
+#define GPIO_PORT_OT3              (1u<<3)
+#define GPIO_PORT_OT4              (1u<<4)
+#define GPIO_PORT_OT5              (1u<<5)
+#define GPIO_PORT_OT6              (1u<<6)
+#define GPIO_PORT_OT7              (1u<<7)
+#define GPIO_PORT_OT8              (1u<<8)
+#define GPIO_PORT_OT9              (1u<<9)
+#define GPIO_PORT_OT10             (1u<<10)
+#define GPIO_PORT_OT11             (1u<<11)
+#define GPIO_PORT_OT12             (1u<<12)
+#define GPIO_PORT_OT13             (1u<<13)
+#define GPIO_PORT_OT14             (1u<<14)
+#define GPIO_PORT_OT15             (1u<<15)
+#define GPIO_PORT_OT(n)            (((n)&0xFFFFu)<<0)
+#define GPIO_PORT_OT_MASK          (0xFFFFu<<0)
 #define GPIO_PORT_OT_SHIFT         (0)
 
 //OSPEEDR
-#define GPIO_PORT_OSPEED0(n)       (((n)&3)<<0)
-#define GPIO_PORT_OSPEED1(n)       (((n)&3)<<2)
-#define GPIO_PORT_OSPEED2(n)       (((n)&3)<<4)
-#define GPIO_PORT_OSPEED3(n)       (((n)&3)<<6)
-#define GPIO_PORT_OSPEED4(n)       (((n)&3)<<8)
-#define GPIO_PORT_OSPEED5(n)       (((n)&3)<<10)
-#define GPIO_PORT_OSPEED6(n)       (((n)&3)<<12)
-#define GPIO_PORT_OSPEED7(n)       (((n)&3)<<14)
-#define GPIO_PORT_OSPEED8(n)       (((n)&3)<<16)
-#define GPIO_PORT_OSPEED9(n)       (((n)&3)<<18)
-#define GPIO_PORT_OSPEED10(n)      (((n)&3)<<20)
-#define GPIO_PORT_OSPEED11(n)      (((n)&3)<<22)
-#define GPIO_PORT_OSPEED12(n)      (((n)&3)<<24)
-#define GPIO_PORT_OSPEED13(n)      (((n)&3)<<26)
-#define GPIO_PORT_OSPEED14(n)      (((n)&3)<<28)
-#define GPIO_PORT_OSPEED15(n)      (((n)&3)<<30)
-#define GPIO_PORT_OSPEED(n)        (((n)&0xFFFFFFFF)<<0)
-#define GPIO_PORT_OSPEED_MASK      (0xFFFFFFFF<<0)
+#define GPIO_PORT_OSPEED0(n)       (((n)&3u)<<0)
+#define GPIO_PORT_OSPEED1(n)       (((n)&3u)<<2)
+#define GPIO_PORT_OSPEED2(n)       (((n)&3u)<<4)
+#define GPIO_PORT_OSPEED3(n)       (((n)&3u)<<6)
+#define GPIO_PORT_OSPEED4(n)       (((n)&3u)<<8)
+#define GPIO_PORT_OSPEED5(n)       (((n)&3u)<<10)
+#define GPIO_PORT_OSPEED6(n)       (((n)&3u)<<12)
+#define GPIO_PORT_OSPEED7(n)       (((n)&3u)<<14)
+#define GPIO_PORT_OSPEED8(n)       (((n)&3u)<<16)
+#define GPIO_PORT_OSPEED9(n)       (((n)&3u)<<18)
+#define GPIO_PORT_OSPEED10(n)      (((n)&3u)<<20)
+#define GPIO_PORT_OSPEED11(n)      (((n)&3u)<<22)
+#define GPIO_PORT_OSPEED12(n)      (((n)&3u)<<24)
+#define GPIO_PORT_OSPEED13(n)      (((n)&3u)<<26)
+#define GPIO_PORT_OSPEED14(n)      (((n)&3u)<<28)
+#define GPIO_PORT_OSPEED15(n)      (((n)&3u)<<30)
+#define GPIO_PORT_OSPEED(n)        (((n)&0xFFFFFFFFu)<<0)
+#define GPIO_PORT_OSPEED_MASK      (0xFFFFFFFFu<<0)
 #define GPIO_PORT_OSPEED_SHIFT     (0)
 
 //PUPDR
-#define GPIO_PORT_PUPD0(n)         (((n)&3)<<0)
-#define GPIO_PORT_PUPD1(n)         (((n)&3)<<2)
-#define GPIO_PORT_PUPD2(n)         (((n)&3)<<4)
-#define GPIO_PORT_PUPD3(n)         (((n)&3)<<6)
-#define GPIO_PORT_PUPD4(n)         (((n)&3)<<8)
-#define GPIO_PORT_PUPD5(n)         (((n)&3)<<10)
-#define GPIO_PORT_PUPD6(n)         (((n)&3)<<12)
-#define GPIO_PORT_PUPD7(n)         (((n)&3)<<14)
-#define GPIO_PORT_PUPD8(n)         (((n)&3)<<16)
-#define GPIO_PORT_PUPD9(n)         (((n)&3)<<18)
-#define GPIO_PORT_PUPD10(n)        (((n)&3)<<20)
-#define GPIO_PORT_PUPD11(n)        (((n)&3)<<22)
-#define GPIO_PORT_PUPD12(n)        (((n)&3)<<24)
-#define GPIO_PORT_PUPD13(n)        (((n)&3)<<26)
-#define GPIO_PORT_PUPD14(n)        (((n)&3)<<28)
-#define GPIO_PORT_PUPD15(n)        (((n)&3)<<30)
-#define GPIO_PORT_PUPD(n)          (((n)&0xFFFFFFFF)<<0)
-#define GPIO_PORT_PUPD_MASK        (0xFFFFFFFF<<0)
+#define GPIO_PORT_PUPD0(n)         (((n)&3u)<<0)
+#define GPIO_PORT_PUPD1(n)         (((n)&3u)<<2)
+#define GPIO_PORT_PUPD2(n)         (((n)&3u)<<4)
+#define GPIO_PORT_PUPD3(n)         (((n)&3u)<<6)
+#define GPIO_PORT_PUPD4(n)         (((n)&3u)<<8)
+#define GPIO_PORT_PUPD5(n)         (((n)&3u)<<10)
+#define GPIO_PORT_PUPD6(n)         (((n)&3u)<<12)
+#define GPIO_PORT_PUPD7(n)         (((n)&3u)<<14)
+#define GPIO_PORT_PUPD8(n)         (((n)&3u)<<16)
+#define GPIO_PORT_PUPD9(n)         (((n)&3u)<<18)
+#define GPIO_PORT_PUPD10(n)        (((n)&3u)<<20)
+#define GPIO_PORT_PUPD11(n)        (((n)&3u)<<22)
+#define GPIO_PORT_PUPD12(n)        (((n)&3u)<<24)
+#define GPIO_PORT_PUPD13(n)        (((n)&3u)<<26)
+#define GPIO_PORT_PUPD14(n)        (((n)&3u)<<28)
+#define GPIO_PORT_PUPD15(n)        (((n)&3u)<<30)
+#define GPIO_PORT_PUPD(n)          (((n)&0xFFFFFFFFu)<<0)
+#define GPIO_PORT_PUPD_MASK        (0xFFFFFFFFu<<0)
 #define GPIO_PORT_PUPD_SHIFT       (0)
 
 //IDR
-#define GPIO_PORT_ID(n)            (((n)&0xFFFF)<<0)
+#define GPIO_PORT_ID(n)            (((n)&0xFFFFu)<<0)
 
 //ODR
-#define GPIO_PORT_OD(n)            (((n)&0xFFFF)<<0)
+#define GPIO_PORT_OD(n)            (((n)&0xFFFFu)<<0)
 
 //BSRR
-#define GPIO_PORT_BS(n)            (((n)&0xFFFF)<<0)
-#define GPIO_PORT_BR(n)            (((n)&0xFFFF)<<16)
+#define GPIO_PORT_BS(n)            (((n)&0xFFFFu)<<0)
+#define GPIO_PORT_BR(n)            (((n)&0xFFFFu)<<16)
 
 //LCKR
-#define GPIO_PORT_LCK(n)           (((n)&0xFFFF)<<0)
-#define GPIO_PORT_LCKK             (1<<16)
+#define GPIO_PORT_LCK(n)           (((n)&0xFFFFu)<<0)
+#define GPIO_PORT_LCKK             (1u<<16)
 
 //AFR
-#define GPIO_PORT_AFSEL0(n)        (((n)&15)<<0)
-#define GPIO_PORT_AFSEL1(n)        (((n)&15)<<4)
-#define GPIO_PORT_AFSEL2(n)        (((n)&15)<<8)
-#define GPIO_PORT_AFSEL3(n)        (((n)&15)<<12)
-#define GPIO_PORT_AFSEL4(n)        (((n)&15)<<16)
-#define GPIO_PORT_AFSEL5(n)        (((n)&15)<<20)
-#define GPIO_PORT_AFSEL6(n)        (((n)&15)<<24)
-#define GPIO_PORT_AFSEL7(n)        (((n)&15)<<28)
-#define GPIO_PORT_AFSEL(n)         (((n)&0xFFFFFFFF)<<0)
-#define GPIO_PORT_AFSEL_MASK       (0xFFFFFFFF<<0)
+#define GPIO_PORT_AFSEL0(n)        (((n)&15u)<<0)
+#define GPIO_PORT_AFSEL1(n)        (((n)&15u)<<4)
+#define GPIO_PORT_AFSEL2(n)        (((n)&15u)<<8)
+#define GPIO_PORT_AFSEL3(n)        (((n)&15u)<<12)
+#define GPIO_PORT_AFSEL4(n)        (((n)&15u)<<16)
+#define GPIO_PORT_AFSEL5(n)        (((n)&15u)<<20)
+#define GPIO_PORT_AFSEL6(n)        (((n)&15u)<<24)
+#define GPIO_PORT_AFSEL7(n)        (((n)&15u)<<28)
+#define GPIO_PORT_AFSEL(n)         (((n)&0xFFFFFFFFu)<<0)
+#define GPIO_PORT_AFSEL_MASK       (0xFFFFFFFFu<<0)
 #define GPIO_PORT_AFSEL_SHIFT      (0)
 
 
@@ -226,7 +226,7 @@ typedef union {
         REG32 mode14 : 2; // [29:28]
         REG32 mode15 : 2; // [31:30]
     } b;
-} REG_GPIO_MODER_T;
+} REG_GPIO_PORT_MODER_T;
 
 //OTYPER
 typedef union {
@@ -250,7 +250,7 @@ typedef union {
         REG32 ot15 : 1; // [15]
         REG32 __31_16 : 16;
     } b;
-} REG_GPIO_OTYPER_T;
+} REG_GPIO_PORT_OTYPER_T;
 
 //OSPEEDR
 typedef union {
@@ -273,7 +273,7 @@ typedef union {
         REG32 ospeed14 : 2; // [29:28]
         REG32 ospeed15 : 2; // [31:30]
     } b;
-} REG_GPIO_OSPEEDR_T;
+} REG_GPIO_PORT_OSPEEDR_T;
 
 //PUPDR
 typedef union {
@@ -296,7 +296,7 @@ typedef union {
         REG32 pupd14 : 2; // [29:28]
         REG32 pupd15 : 2; // [31:30]
     } b;
-} REG_GPIO_PUPDR_T;
+} REG_GPIO_PORT_PUPDR_T;
 
 //IDR
 typedef union {
@@ -305,7 +305,7 @@ typedef union {
         REG32 id : 16; // [15:0], read only
         REG32 __31_16 : 16;
     } b;
-} REG_GPIO_IDR_T;
+} REG_GPIO_PORT_IDR_T;
 
 //ODR
 typedef union {
@@ -314,7 +314,7 @@ typedef union {
         REG32 od : 16; // [15:0]
         REG32 __31_16 : 16;
     } b;
-} REG_GPIO_ODR_T;
+} REG_GPIO_PORT_ODR_T;
 
 //BSRR
 typedef union {
@@ -323,7 +323,7 @@ typedef union {
         REG32 bs : 16; // [15:0], write set
         REG32 br : 16; // [31:16], write clear
     } b;
-} REG_GPIO_BSRR_T;
+} REG_GPIO_PORT_BSRR_T;
 
 //LCKR
 typedef union {
@@ -333,7 +333,7 @@ typedef union {
         REG32 lckk : 1; // [16]
         REG32 __31_17 : 15;
     } b;
-} REG_GPIO_LCKR_T;
+} REG_GPIO_PORT_LCKR_T;
 
 //AFR
 typedef union {
@@ -348,117 +348,117 @@ typedef union {
         REG32 afsel6 : 4; // [27:24]
         REG32 afsel7 : 4; // [31:28]
     } b;
-} REG_GPIO_AFR_T;
+} REG_GPIO_PORT_AFR_T;
 
 //MODER
-#define GPIO_MODE0(n)              (((n)&3)<<0)
-#define GPIO_MODE1(n)              (((n)&3)<<2)
-#define GPIO_MODE2(n)              (((n)&3)<<4)
-#define GPIO_MODE3(n)              (((n)&3)<<6)
-#define GPIO_MODE4(n)              (((n)&3)<<8)
-#define GPIO_MODE5(n)              (((n)&3)<<10)
-#define GPIO_MODE6(n)              (((n)&3)<<12)
-#define GPIO_MODE7(n)              (((n)&3)<<14)
-#define GPIO_MODE8(n)              (((n)&3)<<16)
-#define GPIO_MODE9(n)              (((n)&3)<<18)
-#define GPIO_MODE10(n)             (((n)&3)<<20)
-#define GPIO_MODE11(n)             (((n)&3)<<22)
-#define GPIO_MODE12(n)             (((n)&3)<<24)
-#define GPIO_MODE13(n)             (((n)&3)<<26)
-#define GPIO_MODE14(n)             (((n)&3)<<28)
-#define GPIO_MODE15(n)             (((n)&3)<<30)
-#define GPIO_MODE(n)               (((n)&0xFFFFFFFF)<<0)
-#define GPIO_MODE_MASK             (0xFFFFFFFF<<0)
+#define GPIO_MODE0(n)              (((n)&3u)<<0)
+#define GPIO_MODE1(n)              (((n)&3u)<<2)
+#define GPIO_MODE2(n)              (((n)&3u)<<4)
+#define GPIO_MODE3(n)              (((n)&3u)<<6)
+#define GPIO_MODE4(n)              (((n)&3u)<<8)
+#define GPIO_MODE5(n)              (((n)&3u)<<10)
+#define GPIO_MODE6(n)              (((n)&3u)<<12)
+#define GPIO_MODE7(n)              (((n)&3u)<<14)
+#define GPIO_MODE8(n)              (((n)&3u)<<16)
+#define GPIO_MODE9(n)              (((n)&3u)<<18)
+#define GPIO_MODE10(n)             (((n)&3u)<<20)
+#define GPIO_MODE11(n)             (((n)&3u)<<22)
+#define GPIO_MODE12(n)             (((n)&3u)<<24)
+#define GPIO_MODE13(n)             (((n)&3u)<<26)
+#define GPIO_MODE14(n)             (((n)&3u)<<28)
+#define GPIO_MODE15(n)             (((n)&3u)<<30)
+#define GPIO_MODE(n)               (((n)&0xFFFFFFFFu)<<0)
+#define GPIO_MODE_MASK             (0xFFFFFFFFu<<0)
 #define GPIO_MODE_SHIFT            (0)
 
 //OTYPER
-#define GPIO_OT0                   (1<<0)
-#define GPIO_OT1                   (1<<1)
-#define GPIO_OT2                   (1<<2)
-#define GPIO_OT3                   (1<<3)
-#define GPIO_OT4                   (1<<4)
-#define GPIO_OT5                   (1<<5)
-#define GPIO_OT6                   (1<<6)
-#define GPIO_OT7                   (1<<7)
-#define GPIO_OT8                   (1<<8)
-#define GPIO_OT9                   (1<<9)
-#define GPIO_OT10                  (1<<10)
-#define GPIO_OT11                  (1<<11)
-#define GPIO_OT12                  (1<<12)
-#define GPIO_OT13                  (1<<13)
-#define GPIO_OT14                  (1<<14)
-#define GPIO_OT15                  (1<<15)
-#define GPIO_OT(n)                 (((n)&0xFFFF)<<0)
-#define GPIO_OT_MASK               (0xFFFF<<0)
+#define GPIO_OT0                   (1u<<0)
+#define GPIO_OT1                   (1u<<1)
+#define GPIO_OT2                   (1u<<2)
+#define GPIO_OT3                   (1u<<3)
+#define GPIO_OT4                   (1u<<4)
+#define GPIO_OT5                   (1u<<5)
+#define GPIO_OT6                   (1u<<6)
+#define GPIO_OT7                   (1u<<7)
+#define GPIO_OT8                   (1u<<8)
+#define GPIO_OT9                   (1u<<9)
+#define GPIO_OT10                  (1u<<10)
+#define GPIO_OT11                  (1u<<11)
+#define GPIO_OT12                  (1u<<12)
+#define GPIO_OT13                  (1u<<13)
+#define GPIO_OT14                  (1u<<14)
+#define GPIO_OT15                  (1u<<15)
+#define GPIO_OT(n)                 (((n)&0xFFFFu)<<0)
+#define GPIO_OT_MASK               (0xFFFFu<<0)
 #define GPIO_OT_SHIFT              (0)
 
 //OSPEEDR
-#define GPIO_OSPEED0(n)            (((n)&3)<<0)
-#define GPIO_OSPEED1(n)            (((n)&3)<<2)
-#define GPIO_OSPEED2(n)            (((n)&3)<<4)
-#define GPIO_OSPEED3(n)            (((n)&3)<<6)
-#define GPIO_OSPEED4(n)            (((n)&3)<<8)
-#define GPIO_OSPEED5(n)            (((n)&3)<<10)
-#define GPIO_OSPEED6(n)            (((n)&3)<<12)
-#define GPIO_OSPEED7(n)            (((n)&3)<<14)
-#define GPIO_OSPEED8(n)            (((n)&3)<<16)
-#define GPIO_OSPEED9(n)            (((n)&3)<<18)
-#define GPIO_OSPEED10(n)           (((n)&3)<<20)
-#define GPIO_OSPEED11(n)           (((n)&3)<<22)
-#define GPIO_OSPEED12(n)           (((n)&3)<<24)
-#define GPIO_OSPEED13(n)           (((n)&3)<<26)
-#define GPIO_OSPEED14(n)           (((n)&3)<<28)
-#define GPIO_OSPEED15(n)           (((n)&3)<<30)
-#define GPIO_OSPEED(n)             (((n)&0xFFFFFFFF)<<0)
-#define GPIO_OSPEED_MASK           (0xFFFFFFFF<<0)
+#define GPIO_OSPEED0(n)            (((n)&3u)<<0)
+#define GPIO_OSPEED1(n)            (((n)&3u)<<2)
+#define GPIO_OSPEED2(n)            (((n)&3u)<<4)
+#define GPIO_OSPEED3(n)            (((n)&3u)<<6)
+#define GPIO_OSPEED4(n)            (((n)&3u)<<8)
+#define GPIO_OSPEED5(n)            (((n)&3u)<<10)
+#define GPIO_OSPEED6(n)            (((n)&3u)<<12)
+#define GPIO_OSPEED7(n)            (((n)&3u)<<14)
+#define GPIO_OSPEED8(n)            (((n)&3u)<<16)
+#define GPIO_OSPEED9(n)            (((n)&3u)<<18)
+#define GPIO_OSPEED10(n)           (((n)&3u)<<20)
+#define GPIO_OSPEED11(n)           (((n)&3u)<<22)
+#define GPIO_OSPEED12(n)           (((n)&3u)<<24)
+#define GPIO_OSPEED13(n)           (((n)&3u)<<26)
+#define GPIO_OSPEED14(n)           (((n)&3u)<<28)
+#define GPIO_OSPEED15(n)           (((n)&3u)<<30)
+#define GPIO_OSPEED(n)             (((n)&0xFFFFFFFFu)<<0)
+#define GPIO_OSPEED_MASK           (0xFFFFFFFFu<<0)
 #define GPIO_OSPEED_SHIFT          (0)
 
 //PUPDR
-#define GPIO_PUPD0(n)              (((n)&3)<<0)
-#define GPIO_PUPD1(n)              (((n)&3)<<2)
-#define GPIO_PUPD2(n)              (((n)&3)<<4)
-#define GPIO_PUPD3(n)              (((n)&3)<<6)
-#define GPIO_PUPD4(n)              (((n)&3)<<8)
-#define GPIO_PUPD5(n)              (((n)&3)<<10)
-#define GPIO_PUPD6(n)              (((n)&3)<<12)
-#define GPIO_PUPD7(n)              (((n)&3)<<14)
-#define GPIO_PUPD8(n)              (((n)&3)<<16)
-#define GPIO_PUPD9(n)              (((n)&3)<<18)
-#define GPIO_PUPD10(n)             (((n)&3)<<20)
-#define GPIO_PUPD11(n)             (((n)&3)<<22)
-#define GPIO_PUPD12(n)             (((n)&3)<<24)
-#define GPIO_PUPD13(n)             (((n)&3)<<26)
-#define GPIO_PUPD14(n)             (((n)&3)<<28)
-#define GPIO_PUPD15(n)             (((n)&3)<<30)
-#define GPIO_PUPD(n)               (((n)&0xFFFFFFFF)<<0)
-#define GPIO_PUPD_MASK             (0xFFFFFFFF<<0)
+#define GPIO_PUPD0(n)              (((n)&3u)<<0)
+#define GPIO_PUPD1(n)              (((n)&3u)<<2)
+#define GPIO_PUPD2(n)              (((n)&3u)<<4)
+#define GPIO_PUPD3(n)              (((n)&3u)<<6)
+#define GPIO_PUPD4(n)              (((n)&3u)<<8)
+#define GPIO_PUPD5(n)              (((n)&3u)<<10)
+#define GPIO_PUPD6(n)              (((n)&3u)<<12)
+#define GPIO_PUPD7(n)              (((n)&3u)<<14)
+#define GPIO_PUPD8(n)              (((n)&3u)<<16)
+#define GPIO_PUPD9(n)              (((n)&3u)<<18)
+#define GPIO_PUPD10(n)             (((n)&3u)<<20)
+#define GPIO_PUPD11(n)             (((n)&3u)<<22)
+#define GPIO_PUPD12(n)             (((n)&3u)<<24)
+#define GPIO_PUPD13(n)             (((n)&3u)<<26)
+#define GPIO_PUPD14(n)             (((n)&3u)<<28)
+#define GPIO_PUPD15(n)             (((n)&3u)<<30)
+#define GPIO_PUPD(n)               (((n)&0xFFFFFFFFu)<<0)
+#define GPIO_PUPD_MASK             (0xFFFFFFFFu<<0)
 #define GPIO_PUPD_SHIFT            (0)
 
 //IDR
-#define GPIO_ID(n)                 (((n)&0xFFFF)<<0)
+#define GPIO_ID(n)                 (((n)&0xFFFFu)<<0)
 
 //ODR
-#define GPIO_OD(n)                 (((n)&0xFFFF)<<0)
+#define GPIO_OD(n)                 (((n)&0xFFFFu)<<0)
 
 //BSRR
-#define GPIO_BS(n)                 (((n)&0xFFFF)<<0)
-#define GPIO_BR(n)                 (((n)&0xFFFF)<<16)
+#define GPIO_BS(n)                 (((n)&0xFFFFu)<<0)
+#define GPIO_BR(n)                 (((n)&0xFFFFu)<<16)
 
 //LCKR
-#define GPIO_LCK(n)                (((n)&0xFFFF)<<0)
-#define GPIO_LCKK                  (1<<16)
+#define GPIO_LCK(n)                (((n)&0xFFFFu)<<0)
+#define GPIO_LCKK                  (1u<<16)
 
 //AFR
-#define GPIO_AFSEL0(n)             (((n)&15)<<0)
-#define GPIO_AFSEL1(n)             (((n)&15)<<4)
-#define GPIO_AFSEL2(n)             (((n)&15)<<8)
-#define GPIO_AFSEL3(n)             (((n)&15)<<12)
-#define GPIO_AFSEL4(n)             (((n)&15)<<16)
-#define GPIO_AFSEL5(n)             (((n)&15)<<20)
-#define GPIO_AFSEL6(n)             (((n)&15)<<24)
-#define GPIO_AFSEL7(n)             (((n)&15)<<28)
-#define GPIO_AFSEL(n)              (((n)&0xFFFFFFFF)<<0)
-#define GPIO_AFSEL_MASK            (0xFFFFFFFF<<0)
+#define GPIO_AFSEL0(n)             (((n)&15u)<<0)
+#define GPIO_AFSEL1(n)             (((n)&15u)<<4)
+#define GPIO_AFSEL2(n)             (((n)&15u)<<8)
+#define GPIO_AFSEL3(n)             (((n)&15u)<<12)
+#define GPIO_AFSEL4(n)             (((n)&15u)<<16)
+#define GPIO_AFSEL5(n)             (((n)&15u)<<20)
+#define GPIO_AFSEL6(n)             (((n)&15u)<<24)
+#define GPIO_AFSEL7(n)             (((n)&15u)<<28)
+#define GPIO_AFSEL(n)              (((n)&0xFFFFFFFFu)<<0)
+#define GPIO_AFSEL_MASK            (0xFFFFFFFFu<<0)
 #define GPIO_AFSEL_SHIFT           (0)
 
 

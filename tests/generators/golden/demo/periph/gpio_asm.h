@@ -7,8 +7,8 @@
 /// GPIO: five 16-pin ports (A to E) in one block, one port every 0x400 bytes.
 
 
-#ifndef _GPIO_ASM_H_
-#define _GPIO_ASM_H_
+#ifndef _PERIPH_GPIO_ASM_H_
+#define _PERIPH_GPIO_ASM_H_
 
 //THIS FILE HAS BEEN GENERATED WITH OMBREL. PLEASE EDIT WITH CARE !
 
@@ -16,7 +16,7 @@
 #error "You are trying to use in a normal C code the assembly H description of 'gpio'."
 #endif
 
-#include "common_asm.h"
+#include "../common_asm.h"
 
 #define GPIO_PORT_COUNT                         (5)
 #define GPIO_PINS                               (16)

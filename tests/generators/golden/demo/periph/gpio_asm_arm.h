@@ -7,12 +7,12 @@
 /// GPIO: five 16-pin ports (A to E) in one block, one port every 0x400 bytes.
 
 
-#ifndef _GPIO_ASM_ARM_H_
-#define _GPIO_ASM_ARM_H_
+#ifndef _PERIPH_GPIO_ASM_ARM_H_
+#define _PERIPH_GPIO_ASM_ARM_H_
 
 //THIS FILE HAS BEEN GENERATED WITH OMBREL. PLEASE EDIT WITH CARE !
 
-#include "common_asm_arm.h"
+#include "../common_asm_arm.h"
 
 #define GPIO_PORT_COUNT                         (5)
 #define GPIO_PINS                               (16)
@@ -61,56 +61,56 @@
 #define REG_GPIO_BASE              0x48000000
 #endif
 
-#define REG_GPIO_PORT_0_MODER         0x00000000
-#define REG_GPIO_PORT_0_OTYPER        0x00000004
-#define REG_GPIO_PORT_0_OSPEEDR       0x00000008
-#define REG_GPIO_PORT_0_PUPDR         0x0000000C
-#define REG_GPIO_PORT_0_IDR           0x00000010
-#define REG_GPIO_PORT_0_ODR           0x00000014
-#define REG_GPIO_PORT_0_BSRR          0x00000018
-#define REG_GPIO_PORT_0_LCKR          0x0000001C
-#define REG_GPIO_PORT_0_AFR_0         0x00000020
-#define REG_GPIO_PORT_0_AFR_1         0x00000024
-#define REG_GPIO_PORT_1_MODER         0x00000400
-#define REG_GPIO_PORT_1_OTYPER        0x00000404
-#define REG_GPIO_PORT_1_OSPEEDR       0x00000408
-#define REG_GPIO_PORT_1_PUPDR         0x0000040C
-#define REG_GPIO_PORT_1_IDR           0x00000410
-#define REG_GPIO_PORT_1_ODR           0x00000414
-#define REG_GPIO_PORT_1_BSRR          0x00000418
-#define REG_GPIO_PORT_1_LCKR          0x0000041C
-#define REG_GPIO_PORT_1_AFR_0         0x00000420
-#define REG_GPIO_PORT_1_AFR_1         0x00000424
-#define REG_GPIO_PORT_2_MODER         0x00000800
-#define REG_GPIO_PORT_2_OTYPER        0x00000804
-#define REG_GPIO_PORT_2_OSPEEDR       0x00000808
-#define REG_GPIO_PORT_2_PUPDR         0x0000080C
-#define REG_GPIO_PORT_2_IDR           0x00000810
-#define REG_GPIO_PORT_2_ODR           0x00000814
-#define REG_GPIO_PORT_2_BSRR          0x00000818
-#define REG_GPIO_PORT_2_LCKR          0x0000081C
-#define REG_GPIO_PORT_2_AFR_0         0x00000820
-#define REG_GPIO_PORT_2_AFR_1         0x00000824
-#define REG_GPIO_PORT_3_MODER         0x00000C00
-#define REG_GPIO_PORT_3_OTYPER        0x00000C04
-#define REG_GPIO_PORT_3_OSPEEDR       0x00000C08
-#define REG_GPIO_PORT_3_PUPDR         0x00000C0C
-#define REG_GPIO_PORT_3_IDR           0x00000C10
-#define REG_GPIO_PORT_3_ODR           0x00000C14
-#define REG_GPIO_PORT_3_BSRR          0x00000C18
-#define REG_GPIO_PORT_3_LCKR          0x00000C1C
-#define REG_GPIO_PORT_3_AFR_0         0x00000C20
-#define REG_GPIO_PORT_3_AFR_1         0x00000C24
-#define REG_GPIO_PORT_4_MODER         0x00001000
-#define REG_GPIO_PORT_4_OTYPER        0x00001004
-#define REG_GPIO_PORT_4_OSPEEDR       0x00001008
-#define REG_GPIO_PORT_4_PUPDR         0x0000100C
-#define REG_GPIO_PORT_4_IDR           0x00001010
-#define REG_GPIO_PORT_4_ODR           0x00001014
-#define REG_GPIO_PORT_4_BSRR          0x00001018
-#define REG_GPIO_PORT_4_LCKR          0x0000101C
-#define REG_GPIO_PORT_4_AFR_0         0x00001020
-#define REG_GPIO_PORT_4_AFR_1         0x00001024
+#define REG_GPIO_PORT_0_MODER         0x48000000
+#define REG_GPIO_PORT_0_OTYPER        0x48000004
+#define REG_GPIO_PORT_0_OSPEEDR       0x48000008
+#define REG_GPIO_PORT_0_PUPDR         0x4800000C
+#define REG_GPIO_PORT_0_IDR           0x48000010
+#define REG_GPIO_PORT_0_ODR           0x48000014
+#define REG_GPIO_PORT_0_BSRR          0x48000018
+#define REG_GPIO_PORT_0_LCKR          0x4800001C
+#define REG_GPIO_PORT_0_AFR_0         0x48000020
+#define REG_GPIO_PORT_0_AFR_1         0x48000024
+#define REG_GPIO_PORT_1_MODER         0x48000400
+#define REG_GPIO_PORT_1_OTYPER        0x48000404
+#define REG_GPIO_PORT_1_OSPEEDR       0x48000408
+#define REG_GPIO_PORT_1_PUPDR         0x4800040C
+#define REG_GPIO_PORT_1_IDR           0x48000410
+#define REG_GPIO_PORT_1_ODR           0x48000414
+#define REG_GPIO_PORT_1_BSRR          0x48000418
+#define REG_GPIO_PORT_1_LCKR          0x4800041C
+#define REG_GPIO_PORT_1_AFR_0         0x48000420
+#define REG_GPIO_PORT_1_AFR_1         0x48000424
+#define REG_GPIO_PORT_2_MODER         0x48000800
+#define REG_GPIO_PORT_2_OTYPER        0x48000804
+#define REG_GPIO_PORT_2_OSPEEDR       0x48000808
+#define REG_GPIO_PORT_2_PUPDR         0x4800080C
+#define REG_GPIO_PORT_2_IDR           0x48000810
+#define REG_GPIO_PORT_2_ODR           0x48000814
+#define REG_GPIO_PORT_2_BSRR          0x48000818
+#define REG_GPIO_PORT_2_LCKR          0x4800081C
+#define REG_GPIO_PORT_2_AFR_0         0x48000820
+#define REG_GPIO_PORT_2_AFR_1         0x48000824
+#define REG_GPIO_PORT_3_MODER         0x48000C00
+#define REG_GPIO_PORT_3_OTYPER        0x48000C04
+#define REG_GPIO_PORT_3_OSPEEDR       0x48000C08
+#define REG_GPIO_PORT_3_PUPDR         0x48000C0C
+#define REG_GPIO_PORT_3_IDR           0x48000C10
+#define REG_GPIO_PORT_3_ODR           0x48000C14
+#define REG_GPIO_PORT_3_BSRR          0x48000C18
+#define REG_GPIO_PORT_3_LCKR          0x48000C1C
+#define REG_GPIO_PORT_3_AFR_0         0x48000C20
+#define REG_GPIO_PORT_3_AFR_1         0x48000C24
+#define REG_GPIO_PORT_4_MODER         0x48001000
+#define REG_GPIO_PORT_4_OTYPER        0x48001004
+#define REG_GPIO_PORT_4_OSPEEDR       0x48001008
+#define REG_GPIO_PORT_4_PUPDR         0x4800100C
+#define REG_GPIO_PORT_4_IDR           0x48001010
+#define REG_GPIO_PORT_4_ODR           0x48001014
+#define REG_GPIO_PORT_4_BSRR          0x48001018
+#define REG_GPIO_PORT_4_LCKR          0x4800101C
+#define REG_GPIO_PORT_4_AFR_0         0x48001020
+#define REG_GPIO_PORT_4_AFR_1         0x48001024
 
 
 

@@ -37,7 +37,7 @@ constant GPIO_MODE_ANALOG:                      integer := 3;
 -- Register definition
 -- Register Map
 -- Address bit for register decoding
-constant GPIO_REG_NBA: integer range 1 to 12 := 13;
+constant GPIO_REG_NBA: natural := 13;
 
 -- Registers are defined by
 --  * an address :          at_REG_NAME

@@ -7,13 +7,12 @@
 /// General-purpose 16-bit timers with four capture/compare channels (TIM2,
 /// TIM3).
 
-#ifndef _TIMERS_H_
-#define _TIMERS_H_
+#ifndef _PERIPH_TIMERS_H_
+#define _PERIPH_TIMERS_H_
 
 #ifdef HB_ASM
 #error "You are trying to use in an assembly code the normal H description of 'timers'."
 #endif
-
 
 // =============================================================================
 //  MACROS
@@ -37,6 +36,7 @@ typedef enum
 #define TIM_CNT_RANGE                           (0)
 
 /// Capture/compare values
+
 
 // =============================================================================
 //  TYPES
@@ -187,97 +187,97 @@ typedef union {
 } REG_GPTIMER_CCR_T;
 
 //CR1
-#define GPTIMER_CEN                (1<<0)
-#define GPTIMER_UDIS               (1<<1)
-#define GPTIMER_URS                (1<<2)
-#define GPTIMER_OPM                (1<<3)
-#define GPTIMER_DIR_UP             (0<<4)
-#define GPTIMER_DIR_V_UP           0
-#define GPTIMER_DIR_DOWN           (1<<4)
-#define GPTIMER_DIR_V_DOWN         1
-#define GPTIMER_CMS(n)             (((n)&3)<<5)
-#define GPTIMER_CMS_MASK           (3<<5)
+#define GPTIMER_CEN                (1u<<0)
+#define GPTIMER_UDIS               (1u<<1)
+#define GPTIMER_URS                (1u<<2)
+#define GPTIMER_OPM                (1u<<3)
+#define GPTIMER_DIR_UP             (0u<<4)
+#define GPTIMER_DIR_V_UP           0u
+#define GPTIMER_DIR_DOWN           (1u<<4)
+#define GPTIMER_DIR_V_DOWN         1u
+#define GPTIMER_CMS(n)             (((n)&3u)<<5)
+#define GPTIMER_CMS_MASK           (3u<<5)
 #define GPTIMER_CMS_SHIFT          (5)
-#define GPTIMER_CMS_EDGE           (0<<5)
-#define GPTIMER_CMS_V_EDGE         0
-#define GPTIMER_CMS_CENTER_DOWN    (1<<5)
-#define GPTIMER_CMS_V_CENTER_DOWN  1
-#define GPTIMER_CMS_CENTER_UP      (2<<5)
-#define GPTIMER_CMS_V_CENTER_UP    2
-#define GPTIMER_CMS_CENTER_BOTH    (3<<5)
-#define GPTIMER_CMS_V_CENTER_BOTH  3
-#define GPTIMER_ARPE               (1<<7)
-#define GPTIMER_CKD_DIV1           (0<<8)
-#define GPTIMER_CKD_V_DIV1         0
-#define GPTIMER_CKD_DIV2           (1<<8)
-#define GPTIMER_CKD_V_DIV2         1
-#define GPTIMER_CKD_DIV4           (2<<8)
-#define GPTIMER_CKD_V_DIV4         2
-#define GPTIMER_COUNT_MODE(n)      (((n)&7)<<4)
-#define GPTIMER_COUNT_MODE_MASK    (7<<4)
+#define GPTIMER_CMS_EDGE           (0u<<5)
+#define GPTIMER_CMS_V_EDGE         0u
+#define GPTIMER_CMS_CENTER_DOWN    (1u<<5)
+#define GPTIMER_CMS_V_CENTER_DOWN  1u
+#define GPTIMER_CMS_CENTER_UP      (2u<<5)
+#define GPTIMER_CMS_V_CENTER_UP    2u
+#define GPTIMER_CMS_CENTER_BOTH    (3u<<5)
+#define GPTIMER_CMS_V_CENTER_BOTH  3u
+#define GPTIMER_ARPE               (1u<<7)
+#define GPTIMER_CKD_DIV1           (0u<<8)
+#define GPTIMER_CKD_V_DIV1         0u
+#define GPTIMER_CKD_DIV2           (1u<<8)
+#define GPTIMER_CKD_V_DIV2         1u
+#define GPTIMER_CKD_DIV4           (2u<<8)
+#define GPTIMER_CKD_V_DIV4         2u
+#define GPTIMER_COUNT_MODE(n)      (((n)&7u)<<4)
+#define GPTIMER_COUNT_MODE_MASK    (7u<<4)
 #define GPTIMER_COUNT_MODE_SHIFT   (4)
 
 //DIER
-#define GPTIMER_UIE                (1<<0)
-#define GPTIMER_CCIE1              (1<<1)
-#define GPTIMER_CCIE2              (1<<2)
-#define GPTIMER_CCIE3              (1<<3)
-#define GPTIMER_CCIE4              (1<<4)
-#define GPTIMER_UDE                (1<<8)
-#define GPTIMER_CCIE(n)            (((n)&15)<<1)
-#define GPTIMER_CCIE_MASK          (15<<1)
+#define GPTIMER_UIE                (1u<<0)
+#define GPTIMER_CCIE1              (1u<<1)
+#define GPTIMER_CCIE2              (1u<<2)
+#define GPTIMER_CCIE3              (1u<<3)
+#define GPTIMER_CCIE4              (1u<<4)
+#define GPTIMER_UDE                (1u<<8)
+#define GPTIMER_CCIE(n)            (((n)&15u)<<1)
+#define GPTIMER_CCIE_MASK          (15u<<1)
 #define GPTIMER_CCIE_SHIFT         (1)
 
 //SR
-#define GPTIMER_UIF                (1<<0)
-#define GPTIMER_CCIF1              (1<<1)
-#define GPTIMER_CCIF2              (1<<2)
-#define GPTIMER_CCIF3              (1<<3)
-#define GPTIMER_CCIF4              (1<<4)
-#define GPTIMER_CCOF1              (1<<9)
-#define GPTIMER_CCOF2              (1<<10)
-#define GPTIMER_CCOF3              (1<<11)
-#define GPTIMER_CCOF4              (1<<12)
-#define GPTIMER_CCIF(n)            (((n)&15)<<1)
-#define GPTIMER_CCIF_MASK          (15<<1)
+#define GPTIMER_UIF                (1u<<0)
+#define GPTIMER_CCIF1              (1u<<1)
+#define GPTIMER_CCIF2              (1u<<2)
+#define GPTIMER_CCIF3              (1u<<3)
+#define GPTIMER_CCIF4              (1u<<4)
+#define GPTIMER_CCOF1              (1u<<9)
+#define GPTIMER_CCOF2              (1u<<10)
+#define GPTIMER_CCOF3              (1u<<11)
+#define GPTIMER_CCOF4              (1u<<12)
+#define GPTIMER_CCIF(n)            (((n)&15u)<<1)
+#define GPTIMER_CCIF_MASK          (15u<<1)
 #define GPTIMER_CCIF_SHIFT         (1)
-#define GPTIMER_CCOF(n)            (((n)&15)<<9)
-#define GPTIMER_CCOF_MASK          (15<<9)
+#define GPTIMER_CCOF(n)            (((n)&15u)<<9)
+#define GPTIMER_CCOF_MASK          (15u<<9)
 #define GPTIMER_CCOF_SHIFT         (9)
-#define GPTIMER_ALL_IF(n)          (((n)&31)<<0)
-#define GPTIMER_ALL_IF_MASK        (31<<0)
+#define GPTIMER_ALL_IF(n)          (((n)&31u)<<0)
+#define GPTIMER_ALL_IF_MASK        (31u<<0)
 #define GPTIMER_ALL_IF_SHIFT       (0)
 
 //EGR
-#define GPTIMER_UG                 (1<<0)
-#define GPTIMER_CCG1               (1<<1)
-#define GPTIMER_CCG2               (1<<2)
-#define GPTIMER_CCG3               (1<<3)
-#define GPTIMER_CCG4               (1<<4)
-#define GPTIMER_CCG(n)             (((n)&15)<<1)
-#define GPTIMER_CCG_MASK           (15<<1)
+#define GPTIMER_UG                 (1u<<0)
+#define GPTIMER_CCG1               (1u<<1)
+#define GPTIMER_CCG2               (1u<<2)
+#define GPTIMER_CCG3               (1u<<3)
+#define GPTIMER_CCG4               (1u<<4)
+#define GPTIMER_CCG(n)             (((n)&15u)<<1)
+#define GPTIMER_CCG_MASK           (15u<<1)
 #define GPTIMER_CCG_SHIFT          (1)
 
 //CCER
-#define GPTIMER_CFG_CH1(n)         (((n)&15)<<0)
-#define GPTIMER_CFG_CH2(n)         (((n)&15)<<4)
-#define GPTIMER_CFG_CH3(n)         (((n)&15)<<8)
-#define GPTIMER_CFG_CH4(n)         (((n)&15)<<12)
-#define GPTIMER_CCCFG(n)           (((n)&0xFFFF)<<0)
-#define GPTIMER_CCCFG_MASK         (0xFFFF<<0)
+#define GPTIMER_CFG_CH1(n)         (((n)&15u)<<0)
+#define GPTIMER_CFG_CH2(n)         (((n)&15u)<<4)
+#define GPTIMER_CFG_CH3(n)         (((n)&15u)<<8)
+#define GPTIMER_CFG_CH4(n)         (((n)&15u)<<12)
+#define GPTIMER_CCCFG(n)           (((n)&0xFFFFu)<<0)
+#define GPTIMER_CCCFG_MASK         (0xFFFFu<<0)
 #define GPTIMER_CCCFG_SHIFT        (0)
 
 //CNT
-#define GPTIMER_CNT(n)             (((n)&0xFFFF)<<0)
+#define GPTIMER_CNT(n)             (((n)&0xFFFFu)<<0)
 
 //PSC
-#define GPTIMER_PSC(n)             (((n)&0xFFFF)<<0)
+#define GPTIMER_PSC(n)             (((n)&0xFFFFu)<<0)
 
 //ARR
-#define GPTIMER_ARR(n)             (((n)&0xFFFF)<<0)
+#define GPTIMER_ARR(n)             (((n)&0xFFFFu)<<0)
 
 //CCR
-#define GPTIMER_CCR(n)             (((n)&0xFFFF)<<0)
+#define GPTIMER_CCR(n)             (((n)&0xFFFFu)<<0)
 
 
 

@@ -8,8 +8,8 @@
 /// TIM3).
 
 
-#ifndef _TIMERS_ASM_ARM_H_
-#define _TIMERS_ASM_ARM_H_
+#ifndef _PERIPH_TIMERS_ASM_ARM_H_
+#define _PERIPH_TIMERS_ASM_ARM_H_
 
 //THIS FILE HAS BEEN GENERATED WITH OMBREL. PLEASE EDIT WITH CARE !
 
@@ -41,31 +41,31 @@
 #define REG_TIM2_BASE              0x40000000
 #define REG_TIM3_BASE              0x40000400
 
-#define REG_TIM2_CR1                  0x00000000
-#define REG_TIM2_DIER                 0x00000004
-#define REG_TIM2_SR                   0x00000008
-#define REG_TIM2_EGR                  0x0000000C
-#define REG_TIM2_CCER                 0x00000010
-#define REG_TIM2_CNT                  0x00000014
-#define REG_TIM2_PSC                  0x00000018
-#define REG_TIM2_ARR                  0x0000001C
-#define REG_TIM2_CCR_0                0x00000020
-#define REG_TIM2_CCR_1                0x00000024
-#define REG_TIM2_CCR_2                0x00000028
-#define REG_TIM2_CCR_3                0x0000002C
+#define REG_TIM2_CR1                  0x40000000
+#define REG_TIM2_DIER                 0x40000004
+#define REG_TIM2_SR                   0x40000008
+#define REG_TIM2_EGR                  0x4000000C
+#define REG_TIM2_CCER                 0x40000010
+#define REG_TIM2_CNT                  0x40000014
+#define REG_TIM2_PSC                  0x40000018
+#define REG_TIM2_ARR                  0x4000001C
+#define REG_TIM2_CCR_0                0x40000020
+#define REG_TIM2_CCR_1                0x40000024
+#define REG_TIM2_CCR_2                0x40000028
+#define REG_TIM2_CCR_3                0x4000002C
 
-#define REG_TIM3_CR1                  0x00000000
-#define REG_TIM3_DIER                 0x00000004
-#define REG_TIM3_SR                   0x00000008
-#define REG_TIM3_EGR                  0x0000000C
-#define REG_TIM3_CCER                 0x00000010
-#define REG_TIM3_CNT                  0x00000014
-#define REG_TIM3_PSC                  0x00000018
-#define REG_TIM3_ARR                  0x0000001C
-#define REG_TIM3_CCR_0                0x00000020
-#define REG_TIM3_CCR_1                0x00000024
-#define REG_TIM3_CCR_2                0x00000028
-#define REG_TIM3_CCR_3                0x0000002C
+#define REG_TIM3_CR1                  0x40000400
+#define REG_TIM3_DIER                 0x40000404
+#define REG_TIM3_SR                   0x40000408
+#define REG_TIM3_EGR                  0x4000040C
+#define REG_TIM3_CCER                 0x40000410
+#define REG_TIM3_CNT                  0x40000414
+#define REG_TIM3_PSC                  0x40000418
+#define REG_TIM3_ARR                  0x4000041C
+#define REG_TIM3_CCR_0                0x40000420
+#define REG_TIM3_CCR_1                0x40000424
+#define REG_TIM3_CCR_2                0x40000428
+#define REG_TIM3_CCR_3                0x4000042C
 
 #define REG_GPTIMER_CR1               0x00000000
 #define REG_GPTIMER_DIER              0x00000004

@@ -39,7 +39,7 @@ subtype TIM_CNT_RANGE is                        integer range 0 to TIM_WIDTH - 1
 -- Register definition
 -- Register Map
 -- Address bit for register decoding
-constant GPTIMER_REG_NBA: integer range 1 to 12 := 6;
+constant GPTIMER_REG_NBA: natural := 6;
 
 -- Registers are defined by
 --  * an address :          at_REG_NAME

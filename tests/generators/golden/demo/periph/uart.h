@@ -6,14 +6,12 @@
 
 /// UART: asynchronous serial interface with 16-byte receive and transmit FIFOs.
 
-#ifndef _UART_H_
-#define _UART_H_
+#ifndef _PERIPH_UART_H_
+#define _PERIPH_UART_H_
 
 #ifdef HB_ASM
 #error "You are trying to use in an assembly code the normal H description of 'uart'."
 #endif
-
-#include "common.h"
 
 // =============================================================================
 //  MACROS
@@ -36,6 +34,8 @@ typedef enum
     UART_PARITY_ODD                             = 0x00000003
 } UART_PARITY_T;
 
+
+#include "../common.h"
 
 // =============================================================================
 //  TYPES
@@ -184,84 +184,84 @@ typedef union {
 } REG_UART_GTPR_T;
 
 //CR1
-#define UART_UE                    (1<<0)
-#define UART_RE                    (1<<2)
-#define UART_TE                    (1<<3)
-#define UART_IDLEIE                (1<<4)
-#define UART_RXNEIE                (1<<5)
-#define UART_TCIE                  (1<<6)
-#define UART_TXEIE                 (1<<7)
-#define UART_PARITY_UART_PARITY_NONE (0<<9)
-#define UART_PARITY_V_UART_PARITY_NONE 0
-#define UART_PARITY_UART_PARITY_RESERVED (1<<9)
-#define UART_PARITY_V_UART_PARITY_RESERVED 1
-#define UART_PARITY_UART_PARITY_EVEN (2<<9)
-#define UART_PARITY_V_UART_PARITY_EVEN 2
-#define UART_PARITY_UART_PARITY_ODD (3<<9)
-#define UART_PARITY_V_UART_PARITY_ODD 3
-#define UART_WL                    (1<<12)
-#define UART_WL_MASK               (1<<12)
+#define UART_UE                    (1u<<0)
+#define UART_RE                    (1u<<2)
+#define UART_TE                    (1u<<3)
+#define UART_IDLEIE                (1u<<4)
+#define UART_RXNEIE                (1u<<5)
+#define UART_TCIE                  (1u<<6)
+#define UART_TXEIE                 (1u<<7)
+#define UART_PARITY_UART_PARITY_NONE (0u<<9)
+#define UART_PARITY_V_UART_PARITY_NONE 0u
+#define UART_PARITY_UART_PARITY_RESERVED (1u<<9)
+#define UART_PARITY_V_UART_PARITY_RESERVED 1u
+#define UART_PARITY_UART_PARITY_EVEN (2u<<9)
+#define UART_PARITY_V_UART_PARITY_EVEN 2u
+#define UART_PARITY_UART_PARITY_ODD (3u<<9)
+#define UART_PARITY_V_UART_PARITY_ODD 3u
+#define UART_WL                    (1u<<12)
+#define UART_WL_MASK               (1u<<12)
 #define UART_WL_SHIFT              (12)
-#define UART_WL_BITS_8             (0<<12)
-#define UART_WL_V_BITS_8           0
-#define UART_WL_BITS_9             (1<<12)
-#define UART_WL_V_BITS_9           1
-#define UART_OVER8_OVERSAMPLE_16   (0<<15)
-#define UART_OVER8_V_OVERSAMPLE_16 0
-#define UART_OVER8_OVERSAMPLE_8    (1<<15)
-#define UART_OVER8_V_OVERSAMPLE_8  1
+#define UART_WL_BITS_8             (0u<<12)
+#define UART_WL_V_BITS_8           0u
+#define UART_WL_BITS_9             (1u<<12)
+#define UART_WL_V_BITS_9           1u
+#define UART_OVER8_OVERSAMPLE_16   (0u<<15)
+#define UART_OVER8_V_OVERSAMPLE_16 0u
+#define UART_OVER8_OVERSAMPLE_8    (1u<<15)
+#define UART_OVER8_V_OVERSAMPLE_8  1u
 
 //CR2
-#define UART_LBDIE                 (1<<6)
-#define UART_CLKEN                 (1<<11)
-#define UART_STOP_STOP_1           (0<<12)
-#define UART_STOP_V_STOP_1         0
-#define UART_STOP_STOP_0_5         (1<<12)
-#define UART_STOP_V_STOP_0_5       1
-#define UART_STOP_STOP_2           (2<<12)
-#define UART_STOP_V_STOP_2         2
-#define UART_STOP_STOP_1_5         (3<<12)
-#define UART_STOP_V_STOP_1_5       3
-#define UART_ADD(n)                (((n)&0xFF)<<24)
-#define UART_ADD_MASK              (0xFF<<24)
+#define UART_LBDIE                 (1u<<6)
+#define UART_CLKEN                 (1u<<11)
+#define UART_STOP_STOP_1           (0u<<12)
+#define UART_STOP_V_STOP_1         0u
+#define UART_STOP_STOP_0_5         (1u<<12)
+#define UART_STOP_V_STOP_0_5       1u
+#define UART_STOP_STOP_2           (2u<<12)
+#define UART_STOP_V_STOP_2         2u
+#define UART_STOP_STOP_1_5         (3u<<12)
+#define UART_STOP_V_STOP_1_5       3u
+#define UART_ADD(n)                (((n)&0xFFu)<<24)
+#define UART_ADD_MASK              (0xFFu<<24)
 #define UART_ADD_SHIFT             (24)
 
 //BRR
-#define UART_DIV_FRACTION(n)       (((n)&15)<<0)
-#define UART_DIV_MANTISSA(n)       (((n)&0xFFF)<<4)
+#define UART_DIV_FRACTION(n)       (((n)&15u)<<0)
+#define UART_DIV_MANTISSA(n)       (((n)&0xFFFu)<<4)
 
 //ISR
-#define UART_PE                    (1<<0)
-#define UART_FE                    (1<<1)
-#define UART_NF                    (1<<2)
-#define UART_ORE                   (1<<3)
-#define UART_IDLE                  (1<<4)
-#define UART_RXNE                  (1<<5)
-#define UART_TC                    (1<<6)
-#define UART_TXE                   (1<<7)
-#define UART_RXFLVL(n)             (((n)&31)<<16)
-#define UART_BUSY                  (1<<24)
-#define UART_ERRORS(n)             (((n)&15)<<0)
-#define UART_ERRORS_MASK           (15<<0)
+#define UART_PE                    (1u<<0)
+#define UART_FE                    (1u<<1)
+#define UART_NF                    (1u<<2)
+#define UART_ORE                   (1u<<3)
+#define UART_IDLE                  (1u<<4)
+#define UART_RXNE                  (1u<<5)
+#define UART_TC                    (1u<<6)
+#define UART_TXE                   (1u<<7)
+#define UART_RXFLVL(n)             (((n)&31u)<<16)
+#define UART_BUSY                  (1u<<24)
+#define UART_ERRORS(n)             (((n)&15u)<<0)
+#define UART_ERRORS_MASK           (15u<<0)
 #define UART_ERRORS_SHIFT          (0)
 
 //ICR
-#define UART_PECF                  (1<<0)
-#define UART_FECF                  (1<<1)
-#define UART_NCF                   (1<<2)
-#define UART_ORECF                 (1<<3)
-#define UART_IDLECF                (1<<4)
-#define UART_TCCF                  (1<<6)
+#define UART_PECF                  (1u<<0)
+#define UART_FECF                  (1u<<1)
+#define UART_NCF                   (1u<<2)
+#define UART_ORECF                 (1u<<3)
+#define UART_IDLECF                (1u<<4)
+#define UART_TCCF                  (1u<<6)
 
 //RDR
-#define UART_RDR(n)                (((n)&0xFF)<<0)
+#define UART_RDR(n)                (((n)&0xFFu)<<0)
 
 //TDR
-#define UART_TDR(n)                (((n)&0xFF)<<0)
+#define UART_TDR(n)                (((n)&0xFFu)<<0)
 
 //GTPR
-#define UART_PSC(n)                (((n)&0xFF)<<0)
-#define UART_GT(n)                 (((n)&0xFF)<<8)
+#define UART_PSC(n)                (((n)&0xFFu)<<0)
+#define UART_GT(n)                 (((n)&0xFFu)<<8)
 
 
 

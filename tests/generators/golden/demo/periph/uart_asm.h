@@ -7,8 +7,8 @@
 /// UART: asynchronous serial interface with 16-byte receive and transmit FIFOs.
 
 
-#ifndef _UART_ASM_H_
-#define _UART_ASM_H_
+#ifndef _PERIPH_UART_ASM_H_
+#define _PERIPH_UART_ASM_H_
 
 //THIS FILE HAS BEEN GENERATED WITH OMBREL. PLEASE EDIT WITH CARE !
 
@@ -16,7 +16,7 @@
 #error "You are trying to use in a normal C code the assembly H description of 'uart'."
 #endif
 
-#include "common_asm.h"
+#include "../common_asm.h"
 
 /// Depth of each FIFO, in characters.
 #define UART_FIFO_DEPTH                         (16)

@@ -7,12 +7,12 @@
 /// UART: asynchronous serial interface with 16-byte receive and transmit FIFOs.
 
 
-#ifndef _UART_ASM_ARM_H_
-#define _UART_ASM_ARM_H_
+#ifndef _PERIPH_UART_ASM_ARM_H_
+#define _PERIPH_UART_ASM_ARM_H_
 
 //THIS FILE HAS BEEN GENERATED WITH OMBREL. PLEASE EDIT WITH CARE !
 
-#include "common_asm_arm.h"
+#include "../common_asm_arm.h"
 
 /// Depth of each FIFO, in characters.
 #define UART_FIFO_DEPTH                         (16)
@@ -49,23 +49,23 @@
 #define REG_UART1_BASE             0x40004800
 #endif
 
-#define REG_UART0_CR1                 0x00000000
-#define REG_UART0_CR2                 0x00000004
-#define REG_UART0_BRR                 0x00000008
-#define REG_UART0_ISR                 0x0000000C
-#define REG_UART0_ICR                 0x00000010
-#define REG_UART0_RDR                 0x00000014
-#define REG_UART0_TDR                 0x00000018
-#define REG_UART0_GTPR                0x0000001C
+#define REG_UART0_CR1                 0x40004400
+#define REG_UART0_CR2                 0x40004404
+#define REG_UART0_BRR                 0x40004408
+#define REG_UART0_ISR                 0x4000440C
+#define REG_UART0_ICR                 0x40004410
+#define REG_UART0_RDR                 0x40004414
+#define REG_UART0_TDR                 0x40004418
+#define REG_UART0_GTPR                0x4000441C
 
-#define REG_UART1_CR1                 0x00000000
-#define REG_UART1_CR2                 0x00000004
-#define REG_UART1_BRR                 0x00000008
-#define REG_UART1_ISR                 0x0000000C
-#define REG_UART1_ICR                 0x00000010
-#define REG_UART1_RDR                 0x00000014
-#define REG_UART1_TDR                 0x00000018
-#define REG_UART1_GTPR                0x0000001C
+#define REG_UART1_CR1                 0x40004800
+#define REG_UART1_CR2                 0x40004804
+#define REG_UART1_BRR                 0x40004808
+#define REG_UART1_ISR                 0x4000480C
+#define REG_UART1_ICR                 0x40004810
+#define REG_UART1_RDR                 0x40004814
+#define REG_UART1_TDR                 0x40004818
+#define REG_UART1_GTPR                0x4000481C
 
 #define REG_UART_CR1                  0x00000000
 #define REG_UART_CR2                  0x00000004

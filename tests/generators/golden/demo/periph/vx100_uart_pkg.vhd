@@ -39,7 +39,7 @@ constant UART_PARITY_ODD:                       integer := 3;
 -- Register definition
 -- Register Map
 -- Address bit for register decoding
-constant UART_REG_NBA: integer range 1 to 12 := 5;
+constant UART_REG_NBA: natural := 5;
 
 -- Registers are defined by
 --  * an address :          at_REG_NAME
