@@ -94,6 +94,16 @@ QString elementAsmContent(HwXMLElement* element, bool arm)
     const HwRootArchive* root = element->getRootArchive();
     if (!root)
         return element->asm_serialize(NameUpper(element->getTypeString()), QStringLiteral(" "));
+    // A register named BASE (or BASE_HI, BASE_LO) must not redefine an instance's own macros: it takes the
+    // next free suffix like any other twin.
+    if (s_asmNames) {
+        for (const HwXMLElement* instance : root->getInstancesOfType(element->getTypeString())) {
+            const QString base = QStringLiteral("REG_%1_BASE").arg(NameUpper(instance->getName()));
+            s_asmNames->insert(base);
+            s_asmNames->insert(base + QLatin1String("_HI"));
+            s_asmNames->insert(base + QLatin1String("_LO"));
+        }
+    }
     QString text = root->c_getMatchingInstancesBaseAddresses(element);
     if (!text.isEmpty())
         text += QLatin1Char('\n');
