@@ -284,6 +284,8 @@ const char* HwXmlElementView::findAttribute(const char* name) const
 
 QString HwXmlElementView::attribute(const char* name, const QString& fallback) const
 {
+    if (HwXmlReadRecord* record = m_document->readRecord())
+        record->noteRead(identity(), name);
     const char* value = findAttribute(name);
     if (!value)
         return fallback;
@@ -293,11 +295,15 @@ QString HwXmlElementView::attribute(const char* name, const QString& fallback) c
 
 HwXmlChildElements HwXmlElementView::childElements() const
 {
+    if (HwXmlReadRecord* record = m_document->readRecord())
+        record->noteRead(identity(), nullptr);
     return HwXmlChildElements(m_node, m_document);
 }
 
 QString HwXmlElementView::text() const
 {
+    if (HwXmlReadRecord* record = m_document->readRecord())
+        record->noteMarkup(identity());
     QString out;
     collectText(m_node, out);
     return out;
@@ -305,9 +311,26 @@ QString HwXmlElementView::text() const
 
 QString HwXmlElementView::serialize() const
 {
+    if (HwXmlReadRecord* record = m_document->readRecord())
+        record->noteMarkup(identity());
     QString out;
     serializeNode(m_node, out);
     return out;
+}
+
+std::vector<const char*> HwXmlElementView::attributeNames() const
+{
+    std::vector<const char*> names;
+    for (const pugi::xml_attribute& each : m_node.attributes())
+        names.push_back(each.name());
+    return names;
+}
+
+void HwXmlElementView::attributePosition(const char* name, int& line, int& column) const
+{
+    const std::ptrdiff_t tag = m_node.offset_debug() - 1;
+    const std::ptrdiff_t at = m_document->attributeOffset(tag, name);
+    m_document->position(at < 0 ? tag : at, line, column);
 }
 
 int HwXmlElementView::line() const
@@ -397,6 +420,39 @@ bool HwXmlDocument::parse(QByteArray utf8, const HwLoadLimits& limits, int& line
 HwXmlElementView HwXmlDocument::documentElement() const
 {
     return HwXmlElementView(m_document.document_element(), this);
+}
+
+std::ptrdiff_t HwXmlDocument::attributeOffset(std::ptrdiff_t tagOffset, const char* name) const
+{
+    // The parser keeps no offsets of attributes: look for the name, standing alone and followed by '=',
+    // inside the start tag (a '>' inside a quoted value is skipped with the value).
+    const std::size_t length = std::strlen(name);
+    const char* const text = m_text.constData();
+    const std::ptrdiff_t size = m_text.size();
+    char quote = 0;
+    for (std::ptrdiff_t i = std::max<std::ptrdiff_t>(tagOffset, 0) + 1; i < size; ++i) {
+        const char c = text[i];
+        if (quote) {
+            if (c == quote)
+                quote = 0;
+            continue;
+        }
+        if (c == '"' || c == '\'')
+            quote = c;
+        else if (c == '>')
+            return -1;
+        else if ((c == ' ' || c == '\t' || c == '\n' || c == '\r')
+            && i + 1 + static_cast<std::ptrdiff_t>(length) < size
+            && std::memcmp(text + i + 1, name, length) == 0) {
+            std::ptrdiff_t after = i + 1 + static_cast<std::ptrdiff_t>(length);
+            while (after < size
+                && (text[after] == ' ' || text[after] == '\t' || text[after] == '\n' || text[after] == '\r'))
+                ++after;
+            if (after < size && text[after] == '=')
+                return i + 1;
+        }
+    }
+    return -1;
 }
 
 void HwXmlDocument::position(std::ptrdiff_t offset, int& line, int& column) const
@@ -611,6 +667,8 @@ bool plainCommentText(const pugi::xml_node& node, QString& out)
 
 QString readCommentFromCommentTag(const HwXmlElementView& element)
 {
+    if (HwXmlReadRecord* record = element.readRecord())
+        record->noteMarkup(element.identity());
     QString text;
     if (plainCommentText(element.node(), text))
         return text;

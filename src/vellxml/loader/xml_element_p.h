@@ -9,10 +9,54 @@
 #include <cstddef>
 #include <memory>
 #include <pugixml.hpp>
+#include <unordered_map>
 #include <vector>
 
 class HwXmlDocument;
 class HwXmlChildElements;
+
+/// What the tag handlers read of each element of one document, kept while the description checks run:
+/// an attribute nobody asked for, or an element nobody looked at, is something the loader ignored. The
+/// names asked for are the handlers' own, so they are also the suggestions for a misspelt one.
+class HwXmlReadRecord {
+public:
+    struct Entry {
+        /// Read as free markup (comment, cjoker): what is inside is text, not tags.
+        bool markup = false;
+        /// The attribute names asked for (as the handlers spell them), present or not.
+        std::vector<const char*> names;
+    };
+
+    /// A handler asked for attribute `name` of `node` (null `name`: it walked the node's children).
+    void noteRead(const void* node, const char* name)
+    {
+        Entry& entry = entryOf(node);
+        if (name)
+            entry.names.push_back(name);
+    }
+    void noteMarkup(const void* node) { entryOf(node).markup = true; }
+    /// Null when no handler looked at the node.
+    const Entry* find(const void* node) const
+    {
+        const auto it = m_entries.find(node);
+        return it == m_entries.end() ? nullptr : &it->second;
+    }
+
+private:
+    Entry& entryOf(const void* node)
+    {
+        // A handler reads one element's attributes one after another.
+        if (node != m_lastNode) {
+            m_last = &m_entries[node];
+            m_lastNode = node;
+        }
+        return *m_last;
+    }
+
+    std::unordered_map<const void*, Entry> m_entries;
+    const void* m_lastNode = nullptr;
+    Entry* m_last = nullptr;
+};
 
 /// A read-only view of one element of a parsed archive: what the tag handlers look at. Cheap to copy;
 /// valid while its document lives.
@@ -41,6 +85,14 @@ public:
     int column() const;
     /// The parsed node itself, for readers that walk it directly.
     const pugi::xml_node& node() const { return m_node; }
+    /// The names of the element's attributes, in document order.
+    std::vector<const char*> attributeNames() const;
+    /// 1-based line and column of attribute `name` (of the start tag when it is not found).
+    void attributePosition(const char* name, int& line, int& column) const;
+    /// The same element seen through two views has the same identity.
+    const void* identity() const { return m_node.internal_object(); }
+    /// Where reads of the element are recorded, null when nothing records them.
+    HwXmlReadRecord* readRecord() const;
 
 private:
     // Handlers ask for a dozen attributes of elements that hold a handful; the names and values are
@@ -113,12 +165,24 @@ public:
     HwXmlElementView documentElement() const;
     /// 1-based line and column (in characters) of a byte offset of the text.
     void position(std::ptrdiff_t offset, int& line, int& column) const;
+    /// The byte offset of attribute `name` in the start tag that begins at `tagOffset`, or -1.
+    std::ptrdiff_t attributeOffset(std::ptrdiff_t tagOffset, const char* name) const;
+
+    /// Records what the views of this document read, until set back to null.
+    void setReadRecord(HwXmlReadRecord* record) { m_readRecord = record; }
+    HwXmlReadRecord* readRecord() const { return m_readRecord; }
 
 private:
+    HwXmlReadRecord* m_readRecord = nullptr;
     QByteArray m_text;
     pugi::xml_document m_document;
     std::vector<std::ptrdiff_t> m_lineStarts;
 };
+
+inline HwXmlReadRecord* HwXmlElementView::readRecord() const
+{
+    return m_document->readRecord();
+}
 
 namespace vellxml::loader_p {
 
