@@ -181,6 +181,7 @@ HwXMLArchive* HwArchiveLoader::loadArchiveFromFile(const QString& path, const QS
         return readDocument(document, path, name, directory, root, result);
     // What the handlers read of this file, to find what they ignored once it is loaded.
     HwXmlReadRecord record;
+    record.reserve(document.elementCount());
     document.setReadRecord(&record);
     HwXMLArchive* archive = readDocument(document, path, name, directory, root, result);
     document.setReadRecord(nullptr);

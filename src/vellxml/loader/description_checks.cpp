@@ -147,31 +147,29 @@ DescriptionChecker::Place DescriptionChecker::placeOf(
 void DescriptionChecker::checkDocument(
     const QString& file, const HwXmlDocument& document, const HwXmlReadRecord& record) const
 {
-    // First the elements read inside each kind of parent, then the ones nobody read: a misspelt tag is
-    // compared with what the loader read in that place anywhere in the file.
-    std::map<QString, std::set<QString>> readBelow;
-    std::set<QString> readAnywhere;
+    // One walk over the elements the handlers read: their attributes against the names asked for, their
+    // children against what was read. Nothing is converted or collected unless something is found.
     struct Ignored {
         HwXmlElementView element;
-        QString parent;
+        HwXmlElementView parent;
     };
     std::vector<Ignored> ignored;
     std::vector<HwXmlElementView> pending {document.documentElement()};
+    std::vector<HwXmlElementView> children;
+    std::vector<const char*> names;
     while (!pending.empty()) {
         const HwXmlElementView element = pending.back();
         pending.pop_back();
         const HwXmlReadRecord::Entry* entry = record.find(element.identity());
         if (!entry || entry->markup)
             continue;
-        const QString tag = element.lowerTagName();
-        QStringList asked;
-        for (const char* name : entry->names)
-            asked.append(QString::fromUtf8(name));
-        for (const char* name : element.attributeNames()) {
-            const bool known = std::any_of(entry->names.begin(), entry->names.end(),
-                [name](const char* each) { return std::strcmp(each, name) == 0; });
-            if (known || forEditors(name))
+        element.attributeNames(names);
+        for (const char* name : names) {
+            if (record.asked(*entry, name) || forEditors(name))
                 continue;
+            QStringList asked;
+            for (const char* each : record.askedNames(*entry))
+                asked.append(QString::fromUtf8(each));
             const QString text = QString::fromUtf8(name);
             const QString suggestion = closestName(text, asked);
             int line = 0;
@@ -183,28 +181,48 @@ void DescriptionChecker::checkDocument(
                         suggestion.isEmpty() ? QString()
                                              : QStringLiteral("; did you mean '%1'?").arg(suggestion)));
         }
-        // Children in document order: the stack takes them reversed.
-        std::vector<HwXmlElementView> children;
+        // Children go on the stack reversed, so that the walk meets them in document order.
+        children.clear();
         for (const HwXmlElementView& child : element.childElements())
             children.push_back(child);
         for (auto it = children.rbegin(); it != children.rend(); ++it) {
-            if (record.find(it->identity())) {
-                readBelow[tag].insert(it->lowerTagName());
-                readAnywhere.insert(it->lowerTagName());
+            if (record.find(it->identity()))
                 pending.push_back(*it);
-            } else {
-                ignored.push_back(Ignored {*it, tag});
-            }
+            else
+                ignored.push_back(Ignored {*it, element});
         }
     }
-    // Reported in document order, as the stack met them reversed only among siblings.
+    if (ignored.empty())
+        return;
+
+    // A misspelt tag is compared with the tags read inside the same kind of tag anywhere in the file,
+    // then with any tag read in the file.
+    std::map<QString, std::set<QString>> readBelow;
+    std::set<QString> readAnywhere;
+    pending.assign(1, document.documentElement());
+    while (!pending.empty()) {
+        const HwXmlElementView element = pending.back();
+        pending.pop_back();
+        const HwXmlReadRecord::Entry* entry = record.find(element.identity());
+        if (!entry || entry->markup)
+            continue;
+        const QString tag = element.lowerTagName();
+        for (const HwXmlElementView& child : element.childElements()) {
+            if (!record.find(child.identity()))
+                continue;
+            readBelow[tag].insert(child.lowerTagName());
+            readAnywhere.insert(child.lowerTagName());
+            pending.push_back(child);
+        }
+    }
     std::sort(ignored.begin(), ignored.end(), [](const Ignored& a, const Ignored& b) {
         return a.element.line() != b.element.line() ? a.element.line() < b.element.line()
                                                     : a.element.column() < b.element.column();
     });
     for (const Ignored& each : ignored) {
         const QString tag = each.element.lowerTagName();
-        const auto below = readBelow.find(each.parent);
+        const QString parent = each.parent.lowerTagName();
+        const auto below = readBelow.find(parent);
         QString suggestion;
         if (below != readBelow.end())
             suggestion = closestName(tag, QStringList(below->second.begin(), below->second.end()));
@@ -212,7 +230,7 @@ void DescriptionChecker::checkDocument(
             suggestion = closestName(tag, QStringList(readAnywhere.begin(), readAnywhere.end()));
         report(codeUnknownTag, file, each.element.line(), each.element.column(),
             QStringLiteral("tag '%1' is not read inside '%2' and is ignored%3")
-                .arg(each.element.tagName(), each.parent,
+                .arg(each.element.tagName(), parent,
                     suggestion.isEmpty() ? QString()
                                          : QStringLiteral("; did you mean '%1'?").arg(suggestion)));
     }

@@ -318,12 +318,96 @@ QString HwXmlElementView::serialize() const
     return out;
 }
 
-std::vector<const char*> HwXmlElementView::attributeNames() const
+void HwXmlElementView::attributeNames(std::vector<const char*>& names) const
 {
-    std::vector<const char*> names;
+    names.clear();
     for (const pugi::xml_attribute& each : m_node.attributes())
         names.push_back(each.name());
-    return names;
+}
+
+std::size_t HwXmlReadRecord::slotOf(const void* node) const
+{
+    auto key = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(node));
+    key = (key ^ (key >> 29)) * 0xBF58476D1CE4E5B9ull;
+    key ^= key >> 32;
+    const std::size_t mask = m_table.size() - 1;
+    std::size_t slot = static_cast<std::size_t>(key) & mask;
+    while (m_table[slot].node && m_table[slot].node != node)
+        slot = (slot + 1) & mask;
+    return slot;
+}
+
+void HwXmlReadRecord::reserve(std::size_t elements)
+{
+    std::size_t size = 1024;
+    while (size < elements * 2)
+        size *= 2;
+    if (size <= m_table.size())
+        return;
+    std::vector<Entry> old(size);
+    old.swap(m_table);
+    for (const Entry& entry : old) {
+        if (entry.node)
+            m_table[slotOf(entry.node)] = entry;
+    }
+    m_last = nullptr;
+}
+
+HwXmlReadRecord::Entry& HwXmlReadRecord::entryOf(const void* node)
+{
+    // A handler reads one element's attributes one after another.
+    if (m_last && m_last->node == node)
+        return *m_last;
+    if ((m_used + 1) * 2 > m_table.size())
+        reserve(m_used + 1);
+    Entry& entry = m_table[slotOf(node)];
+    if (!entry.node) {
+        entry.node = node;
+        entry.first = static_cast<std::uint32_t>(m_names.size());
+        ++m_used;
+    }
+    m_last = &entry;
+    return entry;
+}
+
+void HwXmlReadRecord::noteRead(const void* node, const char* name)
+{
+    Entry& entry = entryOf(node);
+    if (!name)
+        return;
+    // Names are kept as one run per element; a read that comes back to an element after others moves its
+    // run to the end.
+    if (entry.first + entry.count != m_names.size()) {
+        const auto first = static_cast<std::uint32_t>(m_names.size());
+        for (std::uint32_t i = 0; i < entry.count; ++i)
+            m_names.push_back(m_names[entry.first + i]);
+        entry.first = first;
+    }
+    m_names.push_back(name);
+    ++entry.count;
+}
+
+const HwXmlReadRecord::Entry* HwXmlReadRecord::find(const void* node) const
+{
+    if (m_table.empty())
+        return nullptr;
+    const Entry& entry = m_table[slotOf(node)];
+    return entry.node ? &entry : nullptr;
+}
+
+bool HwXmlReadRecord::asked(const Entry& entry, const char* name) const
+{
+    for (std::uint32_t i = 0; i < entry.count; ++i) {
+        if (std::strcmp(m_names[entry.first + i], name) == 0)
+            return true;
+    }
+    return false;
+}
+
+std::vector<const char*> HwXmlReadRecord::askedNames(const Entry& entry) const
+{
+    return std::vector<const char*>(
+        m_names.begin() + entry.first, m_names.begin() + entry.first + entry.count);
 }
 
 void HwXmlElementView::attributePosition(const char* name, int& line, int& column) const
@@ -354,6 +438,7 @@ bool HwXmlDocument::parse(QByteArray utf8, const HwLoadLimits& limits, int& line
 {
     m_text = std::move(utf8);
     m_lineStarts.assign(1, 0);
+    m_elementCount = 0;
     const char* const begin = m_text.constData();
     const char* const end = begin + m_text.size();
     for (const char* at = begin;
@@ -396,6 +481,8 @@ bool HwXmlDocument::parse(QByteArray utf8, const HwLoadLimits& limits, int& line
             error = QStringLiteral("Duplicate attribute '%1'.").arg(duplicate);
             return false;
         }
+        if (node.type() == pugi::node_element)
+            ++m_elementCount;
         if (node.type() == pugi::node_element && depth > limits.maxElementDepth) {
             position(node.offset_debug() - 1, line, column);
             error = QStringLiteral("Elements are nested deeper than %1 levels.").arg(limits.maxElementDepth);

@@ -7,9 +7,9 @@
 #include <QString>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <pugixml.hpp>
-#include <unordered_map>
 #include <vector>
 
 class HwXmlDocument;
@@ -18,43 +18,39 @@ class HwXmlChildElements;
 /// What the tag handlers read of each element of one document, kept while the description checks run:
 /// an attribute nobody asked for, or an element nobody looked at, is something the loader ignored. The
 /// names asked for are the handlers' own, so they are also the suggestions for a misspelt one.
+///
+/// A load asks for a dozen attributes of each of millions of elements: the record is a flat open-addressed
+/// table of elements and one array of names, each element holding a run of it, so that recording costs no
+/// allocation per element.
 class HwXmlReadRecord {
 public:
     struct Entry {
+        const void* node = nullptr;
+        /// The run of names asked for (as the handlers spell them), present or not.
+        std::uint32_t first = 0;
+        std::uint32_t count = 0;
         /// Read as free markup (comment, cjoker): what is inside is text, not tags.
         bool markup = false;
-        /// The attribute names asked for (as the handlers spell them), present or not.
-        std::vector<const char*> names;
     };
 
+    /// Room for `elements` elements without growing.
+    void reserve(std::size_t elements);
     /// A handler asked for attribute `name` of `node` (null `name`: it walked the node's children).
-    void noteRead(const void* node, const char* name)
-    {
-        Entry& entry = entryOf(node);
-        if (name)
-            entry.names.push_back(name);
-    }
+    void noteRead(const void* node, const char* name);
     void noteMarkup(const void* node) { entryOf(node).markup = true; }
     /// Null when no handler looked at the node.
-    const Entry* find(const void* node) const
-    {
-        const auto it = m_entries.find(node);
-        return it == m_entries.end() ? nullptr : &it->second;
-    }
+    const Entry* find(const void* node) const;
+    /// Whether the handler of `entry` asked for `name`, and the names it asked for.
+    bool asked(const Entry& entry, const char* name) const;
+    std::vector<const char*> askedNames(const Entry& entry) const;
 
 private:
-    Entry& entryOf(const void* node)
-    {
-        // A handler reads one element's attributes one after another.
-        if (node != m_lastNode) {
-            m_last = &m_entries[node];
-            m_lastNode = node;
-        }
-        return *m_last;
-    }
+    Entry& entryOf(const void* node);
+    std::size_t slotOf(const void* node) const;
 
-    std::unordered_map<const void*, Entry> m_entries;
-    const void* m_lastNode = nullptr;
+    std::vector<Entry> m_table;
+    std::size_t m_used = 0;
+    std::vector<const char*> m_names;
     Entry* m_last = nullptr;
 };
 
@@ -85,8 +81,8 @@ public:
     int column() const;
     /// The parsed node itself, for readers that walk it directly.
     const pugi::xml_node& node() const { return m_node; }
-    /// The names of the element's attributes, in document order.
-    std::vector<const char*> attributeNames() const;
+    /// The names of the element's attributes, in document order, into `names` (cleared first).
+    void attributeNames(std::vector<const char*>& names) const;
     /// 1-based line and column of attribute `name` (of the start tag when it is not found).
     void attributePosition(const char* name, int& line, int& column) const;
     /// The same element seen through two views has the same identity.
@@ -168,12 +164,15 @@ public:
     /// The byte offset of attribute `name` in the start tag that begins at `tagOffset`, or -1.
     std::ptrdiff_t attributeOffset(std::ptrdiff_t tagOffset, const char* name) const;
 
+    /// The number of elements of the parsed document.
+    std::size_t elementCount() const { return m_elementCount; }
     /// Records what the views of this document read, until set back to null.
     void setReadRecord(HwXmlReadRecord* record) { m_readRecord = record; }
     HwXmlReadRecord* readRecord() const { return m_readRecord; }
 
 private:
     HwXmlReadRecord* m_readRecord = nullptr;
+    std::size_t m_elementCount = 0;
     QByteArray m_text;
     pugi::xml_document m_document;
     std::vector<std::ptrdiff_t> m_lineStarts;
