@@ -108,9 +108,10 @@ int overlappingInstances(const HwRootArchive& root)
 void usage()
 {
     std::fprintf(stderr,
-        "usage: vellxml_load_bench ROOT_FILE [--soft] [--verbose] [--max-elements N]\n"
+        "usage: vellxml_load_bench ROOT_FILE [--soft] [--verbose] [--checks] [--max-elements N]\n"
         "Loads ROOT_FILE once and prints the load's wall and CPU time, peak memory and what it built.\n"
         "--verbose prints the loader's log lines (one per file read) with the time since the load began.\n"
+        "--checks runs the description checks during the load (their findings count as warnings).\n"
         "Exits 1 when the load fails or reports an error, 2 on bad arguments.\n");
 }
 
@@ -121,11 +122,14 @@ int main(int argc, char** argv)
     QString path;
     bool chip = true;
     long long maxElements = -1;
+    bool checks = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--soft") == 0) {
             chip = false;
         } else if (std::strcmp(argv[i], "--verbose") == 0) {
             g_messages.verbose = true;
+        } else if (std::strcmp(argv[i], "--checks") == 0) {
+            checks = true;
         } else if (std::strcmp(argv[i], "--max-elements") == 0 && i + 1 < argc) {
             char* end = nullptr;
             maxElements = std::strtoll(argv[++i], &end, 0);
@@ -149,6 +153,7 @@ int main(int argc, char** argv)
     HwMemoryMapLoader loader;
     if (maxElements > 0)
         loader.limits().maxElements = maxElements;
+    loader.checks().enabled = checks;
 
     const long baselinePeak = peakKiB();
     const long baselineCurrent = currentKiB();

@@ -12,6 +12,7 @@
 #include <vellxml/host/probe.h>
 #include <vellxml/loader/archive.h>
 #include <vellxml/loader/archive_loader.h>
+#include <vellxml/loader/description_checks.h>
 #include <vellxml/loader/document.h>
 #include <vellxml/loader/memory_map.h>
 #include <vellxml/loader/text_helpers.h>

@@ -52,6 +52,50 @@ TEST_F(ToolFiles, CheckMarksErrorsWithTheirPositionForEditors)
         << run.out.toStdString();
 }
 
+// The checks warn with their code; --strict turns every warning into an error and the status into 1;
+// --no-warn leaves a code out, and an unknown code is a usage error.
+TEST_F(ToolFiles, CheckWarnsStrictFailsAndCodesCanBeSilenced)
+{
+    const QString root = write(QStringLiteral("typo.xml"),
+        "<archive>\n<module name=\"m\"><reg32 name=\"r\"/></module>\n<instance name=\"I\" type=\"m\" "
+        "adress=\"0x1000\"/>\n</archive>\n");
+    const QString finding = root
+        + QStringLiteral(":3:29: %1: attribute 'adress' of 'instance' is not part of the format and is "
+                         "ignored; did you mean 'address'? [unknown-attribute]");
+    struct Row {
+        QStringList options;
+        int exitCode;
+        QString err; // empty: no finding on standard error
+        QString summary;
+    };
+    const Row rows[] = {
+        {{}, 0, finding.arg(QStringLiteral("warning")),
+            QStringLiteral(": ok, 1 archive, 1 instance, 2 elements, 0 bitfields, 1 warning")},
+        {{QStringLiteral("--strict")}, 1, finding.arg(QStringLiteral("error")),
+            QStringLiteral(": failed (--strict), 1 archive, 1 instance, 2 elements, 0 bitfields, 1 warning")},
+        {{QStringLiteral("--strict"), QStringLiteral("--no-warn"), QStringLiteral("unknown-attribute")}, 0,
+            QString(), QStringLiteral(": ok, 1 archive, 1 instance, 2 elements, 0 bitfields, 0 warnings")},
+        {{QStringLiteral("--no-warn=unknown-attribute")}, 0, QString(),
+            QStringLiteral(": ok, 1 archive, 1 instance, 2 elements, 0 bitfields, 0 warnings")},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.options.join(QLatin1Char(' ')).toStdString());
+        const ToolRun run = runTool(QStringList {QStringLiteral("check"), root} + row.options);
+        EXPECT_EQ(run.exitCode, row.exitCode) << run.err.toStdString();
+        if (row.err.isEmpty()) {
+            EXPECT_FALSE(run.err.contains(QStringLiteral("[unknown-attribute]"))) << run.err.toStdString();
+        } else {
+            EXPECT_TRUE(run.err.contains(row.err + QLatin1Char('\n'))) << run.err.toStdString();
+        }
+        EXPECT_EQ(run.out, root + row.summary + QLatin1Char('\n'));
+    }
+    const ToolRun unknown =
+        runTool({QStringLiteral("check"), root, QStringLiteral("--no-warn"), QStringLiteral("typo")});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.err.contains(QStringLiteral("unknown check code 'typo' (codes: unknown-attribute, ")))
+        << unknown.err.toStdString();
+}
+
 TEST_F(ToolFiles, CheckOfAMissingFileFails)
 {
     const ToolRun run = runTool({QStringLiteral("check"), m_dir.path() + QStringLiteral("/none.xml")});

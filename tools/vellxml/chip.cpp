@@ -20,6 +20,7 @@ namespace {
 int g_errors = 0;
 int g_warnings = 0;
 bool g_showLog = false;
+LoadChecks g_checks;
 Progress* g_progress = nullptr;
 
 long long nowMs()
@@ -55,7 +56,7 @@ void onError(const char* text)
 void onWarning(const char* text)
 {
     ++g_warnings;
-    showMessage(formatMessage("warning", text));
+    showMessage(formatMessage(g_checks.warningsAsErrors ? "error" : "warning", text));
 }
 
 // How long work runs before its progress shows: 300 ms, or VELLXML_PROGRESS_DELAY_MS.
@@ -107,6 +108,11 @@ int parseOperands(const Command& command, const std::vector<std::string>& args, 
     return ExitOk;
 }
 
+void setLoadChecks(const LoadChecks& checks)
+{
+    g_checks = checks;
+}
+
 std::unique_ptr<HwMemoryMap> loadChip(const std::string& path, bool soft, LoadMessages messages)
 {
     g_errors = 0;
@@ -116,6 +122,9 @@ std::unique_ptr<HwMemoryMap> loadChip(const std::string& path, bool soft, LoadMe
     Progress progress("loading");
     g_progress = &progress;
     HwMemoryMapLoader loader;
+    loader.checks().enabled = g_checks.enabled;
+    for (const std::string& code : g_checks.silenced)
+        loader.checks().silenced.append(QString::fromStdString(code));
     HwRootArchive* root = loader.loadRootArchiveFromFile(
         map.get(), QString::fromStdString(path), onLog, onError, onWarning, !soft);
     progress.finish();

@@ -26,6 +26,15 @@ enum class LoadMessages {
 int parseOperands(const Command& command, const std::vector<std::string>& args, std::size_t count,
     const char* expected, std::vector<std::string>& operands, bool* soft);
 
+/// The description checks of the loads that follow (none by default), and whether their warnings, and
+/// the loader's own, count and print as errors.
+struct LoadChecks {
+    bool enabled = false;
+    bool warningsAsErrors = false;
+    std::vector<std::string> silenced; ///< codes not reported
+};
+void setLoadChecks(const LoadChecks& checks);
+
 /// Loads the description whose root file is `path` into a new memory map. Errors and warnings go to
 /// standard error one per line, as "FILE:LINE:COLUMN: error: TEXT" (or "warning:") so that editors can
 /// jump to them. Returns null when the load fails.

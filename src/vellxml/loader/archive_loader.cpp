@@ -1,3 +1,4 @@
+#include "description_checks_p.h"
 #include "load_seams_p.h"
 #include "tags_p.h"
 #include "xml_element_p.h"
@@ -48,6 +49,20 @@ HwArchiveLoader::HwArchiveLoader(
 }
 
 HwArchiveLoader::~HwArchiveLoader() = default;
+
+void HwArchiveLoader::setDescriptionChecks(const HwDescriptionChecks& checks)
+{
+    if (checks.enabled)
+        m_checker = std::make_unique<vellxml::loader_p::DescriptionChecker>(checks, m_warning);
+    else
+        m_checker.reset();
+}
+
+void HwArchiveLoader::finishDescriptionChecks()
+{
+    if (m_checker)
+        m_checker->checkInstances();
+}
 
 void HwArchiveLoader::ErrorMessage(const QString& file, int line, int column, const QString& text) const
 {
@@ -130,6 +145,8 @@ HwXMLArchive* HwArchiveLoader::loadArchiveFromFile(const QString& path, const QS
     m_error = error;
     m_warning = warning;
     result = XMD_OK;
+    if (m_checker)
+        m_checker->setWarningCallback(warning);
     if (HwXMLArchive* existing = root->hasArchive(directory, name)) {
         result = XMD_ALREADY_LOADED;
         return existing;
@@ -160,6 +177,22 @@ HwXMLArchive* HwArchiveLoader::loadArchiveFromFile(const QString& path, const QS
         result = XMD_INVALID;
         return nullptr;
     }
+    if (!m_checker)
+        return readDocument(document, path, name, directory, root, result);
+    // What the handlers read of this file, to find what they ignored once it is loaded.
+    HwXmlReadRecord record;
+    record.reserve(document.elementCount());
+    document.setReadRecord(&record);
+    HwXMLArchive* archive = readDocument(document, path, name, directory, root, result);
+    document.setReadRecord(nullptr);
+    if (archive)
+        m_checker->checkDocument(archive->getTotalPath(), document, record);
+    return archive;
+}
+
+HwXMLArchive* HwArchiveLoader::readDocument(const HwXmlDocument& document, const QString& path,
+    const QString& name, const QString& directory, HwRootArchive* root, XMDOpenError& result)
+{
 
     result = XMD_INVALID;
     const HwXmlElementView top = document.documentElement();
@@ -431,6 +464,7 @@ bool HwArchiveLoader::manageModuleOrTypedefTag(
     if (element.attribute("rubyconstants", QStringLiteral("no")) == QLatin1String("yes"))
         structure->setRubyConstants(true);
     const QString typeName = structure->getName();
+    vellxml::loader_p::DescriptionChecker::MemberList members;
     for (const HwXmlElementView& child : element.childElements()) {
         const QString tag = child.lowerTagName();
         bool ok = true;
@@ -459,7 +493,11 @@ bool HwArchiveLoader::manageModuleOrTypedefTag(
             } else if (!member) {
                 ok = false;
             } else {
-                structure->addElement(std::move(member));
+                const unsigned int end = structure->getCurrentSize();
+                const HwXMLElement* added = structure->addElement(std::move(member));
+                if (m_checker)
+                    m_checker->checkMember(
+                        members, archive, child, structure, added, end, !structure->isTypedef());
             }
         }
         if (!ok)

@@ -20,7 +20,13 @@ class HwValuable;
 class HwXMLArchive;
 class HwXMLElement;
 class HwXMLInclude;
+class HwXmlDocument;
 class HwXmlElementView;
+struct HwDescriptionChecks;
+
+namespace vellxml::loader_p {
+class DescriptionChecker;
+}
 
 /// The result of loading one archive file.
 enum XMDOpenError : int {
@@ -42,6 +48,11 @@ public:
     ~HwArchiveLoader();
     HwArchiveLoader(const HwArchiveLoader&) = delete;
     HwArchiveLoader& operator=(const HwArchiveLoader&) = delete;
+
+    /// Runs the description checks on the files this loader reads (off unless enabled).
+    void setDescriptionChecks(const HwDescriptionChecks& checks);
+    /// The checks that compare the whole load (instances against each other); call once it succeeded.
+    void finishDescriptionChecks();
 
     /// Reads one file (once per tree: a file already loaded gives its archive and XMD_ALREADY_LOADED).
     HwXMLArchive* loadArchiveFromFile(const QString& path, const QString& name, const QString& directory,
@@ -95,6 +106,9 @@ public:
     void LogMessage(const QString& file, int line, int column, const QString& text) const;
 
 private:
+    /// The document element's tags of a parsed file: what loadArchiveFromFile does once the file is read.
+    HwXMLArchive* readDocument(const HwXmlDocument& document, const QString& path, const QString& name,
+        const QString& directory, HwRootArchive* root, XMDOpenError& result);
     void reportError(const HwXMLArchive* archive, const HwXmlElementView& element, const QString& text) const;
     /// Counts `count` new elements against the limit; reports and returns false when it is passed.
     bool charge(const HwXMLArchive* archive, const HwXmlElementView& element, std::int64_t count);
@@ -126,6 +140,8 @@ private:
     // The include (or case) whose entry is being read, for the position of the depth message.
     const HwXmlElementView* m_includeElement = nullptr;
     std::int64_t m_elementCount = 0;
+    // Null unless the description checks run.
+    std::unique_ptr<vellxml::loader_p::DescriptionChecker> m_checker;
 };
 
 #endif

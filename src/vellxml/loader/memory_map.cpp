@@ -73,6 +73,7 @@ HwRootArchive* HwMemoryMapLoader::loadRootArchiveFromFile(HwMemoryMap* memoryMap
     // Global variables declared by a failing load are taken back with the rest.
     const int globalCount = memoryMap ? memoryMap->getGlobalVariables().count() : 0;
     HwArchiveLoader loader(log, error, warning, m_limits);
+    loader.setDescriptionChecks(m_checks);
     XMDOpenError result = XMD_OK;
     HwXMLArchive* archive = loader.loadArchiveFromFile(
         path, info.fileName(), m_directory, root.get(), log, error, warning, true, result);
@@ -85,6 +86,7 @@ HwRootArchive* HwMemoryMapLoader::loadRootArchiveFromFile(HwMemoryMap* memoryMap
             memoryMap->getGlobalVariables().truncate(globalCount);
         return nullptr;
     }
+    loader.finishDescriptionChecks();
     LogMessage((chip ? QStringLiteral("Chip %1 loaded.") : QStringLiteral("Soft %1 loaded.")).arg(baseName));
     HwRootArchive* loaded = root.get();
     if (memoryMap) {

@@ -2,6 +2,7 @@
 #define VELLXML_LOADER_MEMORY_MAP_H
 
 #include <vellxml/expr/variables.h>
+#include <vellxml/loader/description_checks.h>
 #include <vellxml/loader/document.h>
 #include <vellxml/model/element.h>
 #include <vellxml/vellxml_export.h>
@@ -108,6 +109,8 @@ public:
 
     /// The bounds of the next loads.
     HwLoadLimits& limits() { return m_limits; }
+    /// The description checks of the next loads (off by default).
+    HwDescriptionChecks& checks() { return m_checks; }
 
     void ErrorMessage(const QString& text) const;
     void WarningMessage(const QString& text) const;
@@ -119,6 +122,7 @@ private:
     HwMessageCallback m_warning = nullptr;
     QString m_directory;
     HwLoadLimits m_limits;
+    HwDescriptionChecks m_checks;
 };
 
 #endif

@@ -1,5 +1,6 @@
 // The register-level tags: valuables, bitfields, bit groups, options, holes and spacers.
 
+#include "description_checks_p.h"
 #include "tags_p.h"
 #include "xml_element_p.h"
 
@@ -136,6 +137,8 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageValuableTag(
     if (display != QLatin1String("notdef"))
         valuable->setDisplayType(displayFromText(display));
 
+    if (m_checker)
+        m_checker->beginRegister();
     for (const HwXmlElementView& child : element.childElements()) {
         const QString tag = child.lowerTagName();
         bool ok = true;
@@ -158,6 +161,8 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageValuableTag(
         if (!ok)
             return nullptr;
     }
+    if (m_checker)
+        m_checker->finishRegister(archive, valuable.get());
     if (!count.isArray)
         return valuable;
     valuable->setTypeName(tagName);
@@ -233,6 +238,9 @@ bool HwArchiveLoader::manageBitsTag(
         hasReset = true;
     }
     const DisplayType displayType = displayFromText(display);
+    if (m_checker)
+        m_checker->checkField(archive, element, valuable, name, up, down, hasReset, rst, resetValue,
+            cut != QLatin1String("no"));
 
     // The field itself, or the model of the pieces of a cut field: its `comment` and `options` children
     // are read once and given to every piece.
@@ -319,6 +327,8 @@ bool HwArchiveLoader::manageBitsTag(
         pieceField->setShiftMacro(bitField->hasShiftMacro());
         for (const HwBitFieldOption& option : bitField->getOptions())
             pieceField->addOption(option);
+        if (m_checker)
+            m_checker->notePiece(archive, element, pieceName);
         HwBitField* added = valuable->addBitField(std::move(pieceField));
         cutGroup->addBitField(added);
         if (group)
@@ -426,6 +436,8 @@ bool HwArchiveLoader::manageOptionsOptionTag(
         return false;
     }
     option.value = static_cast<std::uint32_t>(value.value);
+    if (m_checker)
+        m_checker->checkOption(archive, element, bitField, option.name, option.value);
     for (const HwXmlElementView& child : element.childElements()) {
         if (child.lowerTagName() != QLatin1String("comment")) {
             reportError(archive, child,
@@ -449,6 +461,8 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageHoleTag(
         reportError(archive, element, QStringLiteral("Hole expression %1 : %2\n").arg(size, value.errorText));
         return nullptr;
     }
+    if (m_checker)
+        m_checker->checkHole(archive, element, value.value);
     if (!charge(archive, element, 1))
         return nullptr;
     return std::make_unique<HwHole>(value.value);

@@ -1,6 +1,7 @@
 // The tags that compose and place types (struct, instance, ptr, memory, alias, external) and the
 // declarations that feed expressions (var, range, enum).
 
+#include "description_checks_p.h"
 #include "tags_p.h"
 #include "xml_element_p.h"
 
@@ -12,6 +13,7 @@
 #include <vellxml/model/valuable.h>
 
 using vellxml::loader_p::countTree;
+using vellxml::loader_p::DescriptionChecker;
 using vellxml::loader_p::evaluate;
 using vellxml::loader_p::Evaluation;
 using vellxml::loader_p::splitWords;
@@ -32,6 +34,7 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageStructTag(
         return nullptr;
     auto structure = std::make_unique<HwStruct>(name, name);
     structure->addCKeywords(splitWords(element.attribute("ckeywords")));
+    DescriptionChecker::MemberList members;
     for (const HwXmlElementView& child : element.childElements()) {
         if (child.lowerTagName() == QLatin1String("comment")) {
             structure->setComment(readCommentFromCommentTag(child));
@@ -46,7 +49,10 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageStructTag(
         }
         if (!member)
             return nullptr;
-        structure->addElement(std::move(member));
+        const unsigned int end = structure->getCurrentSize();
+        const HwXMLElement* added = structure->addElement(std::move(member));
+        if (m_checker)
+            m_checker->checkMember(members, archive, child, structure.get(), added, end, false);
     }
     if (!count.isArray)
         return structure;
@@ -132,6 +138,8 @@ HwXMLElement* HwArchiveLoader::manageInstanceTag(const HwXmlElementView& element
     if (!instance)
         return nullptr;
     instance->setCategory(category);
+    if (m_checker)
+        m_checker->noteInstance(archive, element, instance);
     for (const HwXmlElementView& child : element.childElements()) {
         const QString tag = child.lowerTagName();
         if (tag == QLatin1String("comment")) {
@@ -216,6 +224,7 @@ bool HwArchiveLoader::manageAliasTag(const HwXmlElementView& element, HwXMLArchi
     if (!charge(archive, element, 1))
         return false;
     auto alias = std::make_unique<HwStruct>(name, name);
+    DescriptionChecker::MemberList members;
     for (const HwXmlElementView& child : element.childElements()) {
         const QString tag = child.lowerTagName();
         if (tag == QLatin1String("comment")) {
@@ -233,7 +242,10 @@ bool HwArchiveLoader::manageAliasTag(const HwXmlElementView& element, HwXMLArchi
         }
         if (!member)
             return false;
-        alias->addElement(std::move(member));
+        const unsigned int end = alias->getCurrentSize();
+        const HwXMLElement* added = alias->addElement(std::move(member));
+        if (m_checker)
+            m_checker->checkMember(members, archive, child, alias.get(), added, end, false);
     }
     archive->addElement(std::move(alias));
     return true;

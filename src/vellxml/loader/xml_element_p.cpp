@@ -284,6 +284,8 @@ const char* HwXmlElementView::findAttribute(const char* name) const
 
 QString HwXmlElementView::attribute(const char* name, const QString& fallback) const
 {
+    if (HwXmlReadRecord* record = m_document->readRecord())
+        record->noteRead(identity(), name);
     const char* value = findAttribute(name);
     if (!value)
         return fallback;
@@ -293,11 +295,15 @@ QString HwXmlElementView::attribute(const char* name, const QString& fallback) c
 
 HwXmlChildElements HwXmlElementView::childElements() const
 {
+    if (HwXmlReadRecord* record = m_document->readRecord())
+        record->noteRead(identity(), nullptr);
     return HwXmlChildElements(m_node, m_document);
 }
 
 QString HwXmlElementView::text() const
 {
+    if (HwXmlReadRecord* record = m_document->readRecord())
+        record->noteMarkup(identity());
     QString out;
     collectText(m_node, out);
     return out;
@@ -305,9 +311,110 @@ QString HwXmlElementView::text() const
 
 QString HwXmlElementView::serialize() const
 {
+    if (HwXmlReadRecord* record = m_document->readRecord())
+        record->noteMarkup(identity());
     QString out;
     serializeNode(m_node, out);
     return out;
+}
+
+void HwXmlElementView::attributeNames(std::vector<const char*>& names) const
+{
+    names.clear();
+    for (const pugi::xml_attribute& each : m_node.attributes())
+        names.push_back(each.name());
+}
+
+std::size_t HwXmlReadRecord::slotOf(const void* node) const
+{
+    auto key = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(node));
+    key = (key ^ (key >> 29)) * 0xBF58476D1CE4E5B9ull;
+    key ^= key >> 32;
+    const std::size_t mask = m_table.size() - 1;
+    std::size_t slot = static_cast<std::size_t>(key) & mask;
+    while (m_table[slot].node && m_table[slot].node != node)
+        slot = (slot + 1) & mask;
+    return slot;
+}
+
+void HwXmlReadRecord::reserve(std::size_t elements)
+{
+    std::size_t size = 1024;
+    while (size < elements * 2)
+        size *= 2;
+    if (size <= m_table.size())
+        return;
+    std::vector<Entry> old(size);
+    old.swap(m_table);
+    for (const Entry& entry : old) {
+        if (entry.node)
+            m_table[slotOf(entry.node)] = entry;
+    }
+    m_last = nullptr;
+}
+
+HwXmlReadRecord::Entry& HwXmlReadRecord::entryOf(const void* node)
+{
+    // A handler reads one element's attributes one after another.
+    if (m_last && m_last->node == node)
+        return *m_last;
+    if ((m_used + 1) * 2 > m_table.size())
+        reserve(m_used + 1);
+    Entry& entry = m_table[slotOf(node)];
+    if (!entry.node) {
+        entry.node = node;
+        entry.first = static_cast<std::uint32_t>(m_names.size());
+        ++m_used;
+    }
+    m_last = &entry;
+    return entry;
+}
+
+void HwXmlReadRecord::noteRead(const void* node, const char* name)
+{
+    Entry& entry = entryOf(node);
+    if (!name)
+        return;
+    // Names are kept as one run per element; a read that comes back to an element after others moves its
+    // run to the end.
+    if (entry.first + entry.count != m_names.size()) {
+        const auto first = static_cast<std::uint32_t>(m_names.size());
+        for (std::uint32_t i = 0; i < entry.count; ++i)
+            m_names.push_back(m_names[entry.first + i]);
+        entry.first = first;
+    }
+    m_names.push_back(name);
+    ++entry.count;
+}
+
+const HwXmlReadRecord::Entry* HwXmlReadRecord::find(const void* node) const
+{
+    if (m_table.empty())
+        return nullptr;
+    const Entry& entry = m_table[slotOf(node)];
+    return entry.node ? &entry : nullptr;
+}
+
+bool HwXmlReadRecord::asked(const Entry& entry, const char* name) const
+{
+    for (std::uint32_t i = 0; i < entry.count; ++i) {
+        if (std::strcmp(m_names[entry.first + i], name) == 0)
+            return true;
+    }
+    return false;
+}
+
+std::vector<const char*> HwXmlReadRecord::askedNames(const Entry& entry) const
+{
+    return std::vector<const char*>(
+        m_names.begin() + entry.first, m_names.begin() + entry.first + entry.count);
+}
+
+void HwXmlElementView::attributePosition(const char* name, int& line, int& column) const
+{
+    const std::ptrdiff_t tag = m_node.offset_debug() - 1;
+    const std::ptrdiff_t at = m_document->attributeOffset(tag, name);
+    m_document->position(at < 0 ? tag : at, line, column);
 }
 
 int HwXmlElementView::line() const
@@ -331,6 +438,7 @@ bool HwXmlDocument::parse(QByteArray utf8, const HwLoadLimits& limits, int& line
 {
     m_text = std::move(utf8);
     m_lineStarts.assign(1, 0);
+    m_elementCount = 0;
     const char* const begin = m_text.constData();
     const char* const end = begin + m_text.size();
     for (const char* at = begin;
@@ -373,6 +481,8 @@ bool HwXmlDocument::parse(QByteArray utf8, const HwLoadLimits& limits, int& line
             error = QStringLiteral("Duplicate attribute '%1'.").arg(duplicate);
             return false;
         }
+        if (node.type() == pugi::node_element)
+            ++m_elementCount;
         if (node.type() == pugi::node_element && depth > limits.maxElementDepth) {
             position(node.offset_debug() - 1, line, column);
             error = QStringLiteral("Elements are nested deeper than %1 levels.").arg(limits.maxElementDepth);
@@ -397,6 +507,39 @@ bool HwXmlDocument::parse(QByteArray utf8, const HwLoadLimits& limits, int& line
 HwXmlElementView HwXmlDocument::documentElement() const
 {
     return HwXmlElementView(m_document.document_element(), this);
+}
+
+std::ptrdiff_t HwXmlDocument::attributeOffset(std::ptrdiff_t tagOffset, const char* name) const
+{
+    // The parser keeps no offsets of attributes: look for the name, standing alone and followed by '=',
+    // inside the start tag (a '>' inside a quoted value is skipped with the value).
+    const std::size_t length = std::strlen(name);
+    const char* const text = m_text.constData();
+    const std::ptrdiff_t size = m_text.size();
+    char quote = 0;
+    for (std::ptrdiff_t i = std::max<std::ptrdiff_t>(tagOffset, 0) + 1; i < size; ++i) {
+        const char c = text[i];
+        if (quote) {
+            if (c == quote)
+                quote = 0;
+            continue;
+        }
+        if (c == '"' || c == '\'')
+            quote = c;
+        else if (c == '>')
+            return -1;
+        else if ((c == ' ' || c == '\t' || c == '\n' || c == '\r')
+            && i + 1 + static_cast<std::ptrdiff_t>(length) < size
+            && std::memcmp(text + i + 1, name, length) == 0) {
+            std::ptrdiff_t after = i + 1 + static_cast<std::ptrdiff_t>(length);
+            while (after < size
+                && (text[after] == ' ' || text[after] == '\t' || text[after] == '\n' || text[after] == '\r'))
+                ++after;
+            if (after < size && text[after] == '=')
+                return i + 1;
+        }
+    }
+    return -1;
 }
 
 void HwXmlDocument::position(std::ptrdiff_t offset, int& line, int& column) const
@@ -611,6 +754,8 @@ bool plainCommentText(const pugi::xml_node& node, QString& out)
 
 QString readCommentFromCommentTag(const HwXmlElementView& element)
 {
+    if (HwXmlReadRecord* record = element.readRecord())
+        record->noteMarkup(element.identity());
     QString text;
     if (plainCommentText(element.node(), text))
         return text;

@@ -7,12 +7,52 @@
 #include <QString>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <pugixml.hpp>
 #include <vector>
 
 class HwXmlDocument;
 class HwXmlChildElements;
+
+/// What the tag handlers read of each element of one document, kept while the description checks run:
+/// an attribute nobody asked for, or an element nobody looked at, is something the loader ignored. The
+/// names asked for are the handlers' own, so they are also the suggestions for a misspelt one.
+///
+/// A load asks for a dozen attributes of each of millions of elements: the record is a flat open-addressed
+/// table of elements and one array of names, each element holding a run of it, so that recording costs no
+/// allocation per element.
+class HwXmlReadRecord {
+public:
+    struct Entry {
+        const void* node = nullptr;
+        /// The run of names asked for (as the handlers spell them), present or not.
+        std::uint32_t first = 0;
+        std::uint32_t count = 0;
+        /// Read as free markup (comment, cjoker): what is inside is text, not tags.
+        bool markup = false;
+    };
+
+    /// Room for `elements` elements without growing.
+    void reserve(std::size_t elements);
+    /// A handler asked for attribute `name` of `node` (null `name`: it walked the node's children).
+    void noteRead(const void* node, const char* name);
+    void noteMarkup(const void* node) { entryOf(node).markup = true; }
+    /// Null when no handler looked at the node.
+    const Entry* find(const void* node) const;
+    /// Whether the handler of `entry` asked for `name`, and the names it asked for.
+    bool asked(const Entry& entry, const char* name) const;
+    std::vector<const char*> askedNames(const Entry& entry) const;
+
+private:
+    Entry& entryOf(const void* node);
+    std::size_t slotOf(const void* node) const;
+
+    std::vector<Entry> m_table;
+    std::size_t m_used = 0;
+    std::vector<const char*> m_names;
+    Entry* m_last = nullptr;
+};
 
 /// A read-only view of one element of a parsed archive: what the tag handlers look at. Cheap to copy;
 /// valid while its document lives.
@@ -41,6 +81,14 @@ public:
     int column() const;
     /// The parsed node itself, for readers that walk it directly.
     const pugi::xml_node& node() const { return m_node; }
+    /// The names of the element's attributes, in document order, into `names` (cleared first).
+    void attributeNames(std::vector<const char*>& names) const;
+    /// 1-based line and column of attribute `name` (of the start tag when it is not found).
+    void attributePosition(const char* name, int& line, int& column) const;
+    /// The same element seen through two views has the same identity.
+    const void* identity() const { return m_node.internal_object(); }
+    /// Where reads of the element are recorded, null when nothing records them.
+    HwXmlReadRecord* readRecord() const;
 
 private:
     // Handlers ask for a dozen attributes of elements that hold a handful; the names and values are
@@ -113,12 +161,27 @@ public:
     HwXmlElementView documentElement() const;
     /// 1-based line and column (in characters) of a byte offset of the text.
     void position(std::ptrdiff_t offset, int& line, int& column) const;
+    /// The byte offset of attribute `name` in the start tag that begins at `tagOffset`, or -1.
+    std::ptrdiff_t attributeOffset(std::ptrdiff_t tagOffset, const char* name) const;
+
+    /// The number of elements of the parsed document.
+    std::size_t elementCount() const { return m_elementCount; }
+    /// Records what the views of this document read, until set back to null.
+    void setReadRecord(HwXmlReadRecord* record) { m_readRecord = record; }
+    HwXmlReadRecord* readRecord() const { return m_readRecord; }
 
 private:
+    HwXmlReadRecord* m_readRecord = nullptr;
+    std::size_t m_elementCount = 0;
     QByteArray m_text;
     pugi::xml_document m_document;
     std::vector<std::ptrdiff_t> m_lineStarts;
 };
+
+inline HwXmlReadRecord* HwXmlElementView::readRecord() const
+{
+    return m_document->readRecord();
+}
 
 namespace vellxml::loader_p {
 
