@@ -81,8 +81,8 @@ TEST(QemuGdb, WritesForcedWritesAndReadModifyWritesInRam)
         std::string(
             "0x0000FFFF\n0x0000FFCB\n0x5 (FAST)\n0x00003CCB\n0x00000007\n0x1234\n0x56\n0x00003CCB\n"));
     EXPECT_EQ(run.err.toStdString(),
-        std::string("error: SCRATCH.STATUS.w: write-protected (force the write to write it)\n"
-                    "error: reset works on the simulated target only\n"));
+        std::string("line 8: error: SCRATCH.STATUS.w: write-protected (force the write to write it)\n"
+                    "line 16: error: reset works on the simulated target only\n"));
     EXPECT_EQ(run.exitCode, 1);
 }
 
@@ -102,7 +102,7 @@ TEST(QemuGdb, MemoryTheTargetLacksFailsWithTheServersCode)
     moved.close();
     const ToolRun run = shell(qemu, moved.fileName(), "SCRATCH.CTRL.r\n");
     EXPECT_EQ(run.out.toStdString(), "");
-    EXPECT_EQ(run.err.toStdString(), std::string("error: SCRATCH.CTRL.r: host error 276\n"));
+    EXPECT_EQ(run.err.toStdString(), std::string("line 1: error: SCRATCH.CTRL.r: host error 276\n"));
     EXPECT_EQ(run.exitCode, 1);
 }
 
