@@ -13,8 +13,8 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   # the HTML documentation's browser test: Chromium, and node with npm for playwright-core
   chromium nodejs npm
-  # checks of the generated files: VHDL analysis, 32-bit C layout programs
-  ghdl libc6-dev-i386 lib32gcc-12-dev
+  # checks of the generated files: VHDL analysis, 32-bit C layout checks, objcopy for assembled values
+  ghdl libc6-dev-i386 lib32gcc-12-dev binutils
   # CMSIS-SVD exports are validated against the schema
   libxml2-utils
   # a real GDB server (QEMU's emulated micro:bit) and firmware for it
