@@ -1,3 +1,4 @@
+#include "c_prelude.h"
 #include "generated_check.h"
 
 #include <vellxml/expr/names.h>
@@ -22,23 +23,7 @@ namespace gencheck {
 
 namespace {
 
-// What an including C environment provides: the register and integer types, the access macro, and EXP2()
-// for descriptions whose variables use it.
-const char* const kCPrelude = R"(#include <stdint.h>
-typedef volatile uint32_t REG32;
-typedef volatile uint16_t REG16;
-typedef volatile uint8_t REG8;
-typedef uint32_t UINT32;
-typedef uint16_t UINT16;
-typedef uint8_t UINT8;
-typedef int32_t INT32;
-typedef int16_t INT16;
-typedef int8_t INT8;
-typedef uint8_t BOOL;
-typedef void VOID;
-#define REG_ACCESS_ADDRESS(address) ((uintptr_t)(address))
-#define EXP2(n) (1 << (n))
-)";
+using vellxml_test::kCPrelude;
 
 // The assembler environment: BASE_LO gives the whole address, so that both flavours give plain addresses.
 const char* const kAsmPrelude = R"(#define BASE_HI(address) (((address) >> 16) & 0xFFFF)

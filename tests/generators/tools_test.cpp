@@ -1,5 +1,6 @@
 // The #error guards of the generated headers, checked with the real preprocessor. The outputs themselves are
 // checked with the real tools by the generated-files check (generated_check.h).
+#include "c_prelude.h"
 #include "generator_support.h"
 
 #include <vellxml/loader/archive.h>
@@ -24,23 +25,7 @@ namespace {
 const QString kCompiler = QStringLiteral(VELLXML_TEST_CC);
 const QString kGhdl = QStringLiteral(VELLXML_GHDL);
 
-// What an including C environment provides: the register and integer types, the access macro, and exp2()
-// for descriptions whose variables use it.
-const char* const kCPrelude = R"(#include <stdint.h>
-typedef volatile uint32_t REG32;
-typedef volatile uint16_t REG16;
-typedef volatile uint8_t REG8;
-typedef uint32_t UINT32;
-typedef uint16_t UINT16;
-typedef uint8_t UINT8;
-typedef int32_t INT32;
-typedef int16_t INT16;
-typedef int8_t INT8;
-typedef uint8_t BOOL;
-typedef void VOID;
-#define REG_ACCESS_ADDRESS(address) ((uintptr_t)(address))
-#define EXP2(n) (1 << (n))
-)";
+using vellxml_test::kCPrelude;
 
 // What an including assembler environment provides.
 const char* const kAsmPrelude = R"(#define BASE_HI(address) (((address) >> 16) & 0xFFFF)

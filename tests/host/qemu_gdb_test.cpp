@@ -1,6 +1,7 @@
 // The shell on a real GDB server: QEMU's emulated micro:bit (nRF51). QEMU's gdbstub ignores a debugger's
 // writes to peripheral registers, so writes are checked on a register block placed in RAM, and the
 // peripheral registers are written by firmware built from the C headers VellXml generates.
+#include "c_prelude.h"
 #include "host/qemu_microbit.h"
 #include "tools/tool_runner.h"
 
@@ -106,21 +107,8 @@ TEST(QemuGdb, MemoryTheTargetLacksFailsWithTheServersCode)
     EXPECT_EQ(run.exitCode, 1);
 }
 
-const char kFirmware[] = R"(#include <stdint.h>
-typedef volatile uint32_t REG32;
-typedef volatile uint16_t REG16;
-typedef volatile uint8_t REG8;
-typedef uint32_t UINT32;
-typedef uint16_t UINT16;
-typedef uint8_t UINT8;
-typedef int32_t INT32;
-typedef int16_t INT16;
-typedef int8_t INT8;
-typedef uint8_t BOOL;
-typedef void VOID;
-#define REG_ACCESS_ADDRESS(address) ((uintptr_t)(address))
-#define EXP2(n) (1 << (n))
-#include "chip.h"
+// Compiled after the C prelude of the generated headers.
+const char kFirmware[] = R"(#include "chip.h"
 
 void start(void);
 __attribute__((section(".vectors"), used)) const uintptr_t vectors[2] = {0x20004000u, (uintptr_t)start};
@@ -171,7 +159,7 @@ TEST(QemuGdb, FirmwareBuiltFromGeneratedHeadersWritesWhatTheShellReads)
     const QString header = QFileInfo(kChip).completeBaseName() + QStringLiteral(".h");
     ASSERT_TRUE(QFile::exists(dir.filePath(header))) << header.toStdString();
     ASSERT_TRUE(writeFile(dir.filePath(QStringLiteral("firmware.c")),
-        QByteArray(kFirmware).replace("chip.h", header.toUtf8())));
+        QByteArray(vellxml_test::kCPrelude) + QByteArray(kFirmware).replace("chip.h", header.toUtf8())));
     ASSERT_TRUE(writeFile(dir.filePath(QStringLiteral("firmware.ld")), kLinkerScript));
     QProcess cc;
     cc.setWorkingDirectory(dir.path());
