@@ -31,10 +31,11 @@ int runCheck(const std::vector<std::string>& args)
         return status;
     const std::string& root = operands[0];
 
-    const auto map = loadChip(root, soft, LoadMessages::Log);
+    LoadCounts counts;
+    const auto map = loadChip(root, soft, LoadMessages::Log, &counts);
     if (!map) {
-        std::printf("%s: failed to load (%d error%s, %d warning%s)\n", root.c_str(), lastLoadErrors(),
-            lastLoadErrors() == 1 ? "" : "s", lastLoadWarnings(), lastLoadWarnings() == 1 ? "" : "s");
+        std::printf("%s: failed to load (%d error%s, %d warning%s)\n", root.c_str(), counts.errors,
+            counts.errors == 1 ? "" : "s", counts.warnings, counts.warnings == 1 ? "" : "s");
         return ExitFailure;
     }
     const HwRootArchive* chip = rootOf(*map, soft);
@@ -50,7 +51,7 @@ int runCheck(const std::vector<std::string>& args)
     std::printf("%s: ok, %zu archive%s, %zu instance%s, %lu element%s, %lu bitfield%s, %d warning%s\n",
         root.c_str(), chip->getArchives().size(), chip->getArchives().size() == 1 ? "" : "s",
         instances.size(), instances.size() == 1 ? "" : "s", elements, elements == 1 ? "" : "s", bitfields,
-        bitfields == 1 ? "" : "s", lastLoadWarnings(), lastLoadWarnings() == 1 ? "" : "s");
+        bitfields == 1 ? "" : "s", counts.warnings, counts.warnings == 1 ? "" : "s");
     return ExitOk;
 }
 

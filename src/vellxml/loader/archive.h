@@ -14,6 +14,14 @@
 
 class HwMemoryMap;
 
+/// The result of loading one archive file.
+enum XMDOpenError : int {
+    XMD_OK = 0,
+    XMD_NOT_OPENED = 1, ///< the file could not be opened
+    XMD_ALREADY_LOADED = 2, ///< the existing archive is returned
+    XMD_INVALID = 3 ///< the file was read but is no valid archive
+};
+
 /// The types (modules, typedefs, externals) that one archive defines, by type name. The archive owns the
 /// elements; the registry only finds them.
 class VELLXML_EXPORT HwTemplateManager {
