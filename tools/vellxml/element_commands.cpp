@@ -4,6 +4,7 @@
 
 #include <vellxml/access/commands.h>
 #include <vellxml/loader/memory_map.h>
+#include <vellxml/loader/text_helpers.h>
 #include <vellxml/model/bitfield.h>
 
 #include <QByteArray>
@@ -110,7 +111,7 @@ int runGet(const std::vector<std::string>& args)
     const auto map = loadChip(root, false, LoadMessages::Quiet);
     if (!map)
         return ExitFailure;
-    HwXMLElement* element = map->getElementFromPath(QString::fromStdString(path));
+    HwXMLElement* element = map->findElement(QString::fromStdString(path));
     if (!element) {
         printError("no element " + path + " in " + root);
         return ExitFailure;
@@ -160,7 +161,7 @@ int runComplete(const std::vector<std::string>& args)
         };
         out += field(it.key()) + QLatin1Char('\t') + QString::number(entry.kind) + QLatin1Char('\t')
             + field(entry.arguments) + QLatin1Char('\t') + field(entry.result) + QLatin1Char('\t')
-            + field(entry.help) + QLatin1Char('\n');
+            + field(commentToPlainLines(entry.help).join(QLatin1Char(' '))) + QLatin1Char('\n');
     }
     writeText(out);
     return std::fflush(stdout) == 0 ? ExitOk : ExitFailure;

@@ -72,6 +72,8 @@ class VELLXML_EXPORT HwXMLArchive : public HwXMLElement, public HwVariableScope 
 public:
     explicit HwXMLArchive(const QString& name);
     ~HwXMLArchive() override;
+    /// Instances are indexed by name by the root archive, which is told.
+    void childRenamed() override;
 
     unsigned int sizeOf() const override;
     unsigned int getAlignConstraint() const override;
@@ -238,6 +240,8 @@ public:
     HwXMLElement* getInstanceByName(const QString& name) const;
     /// The first answer, asking the instances in creation order, of getElementFromPathTokens; null if none.
     HwXMLElement* getElementFromInstances(const QStringList& tokens) const;
+    /// An instance was renamed: the index of instances by name is rebuilt when next needed.
+    void childRenamed() override;
 
 private:
     HwMemoryMap* m_memoryMap = nullptr;

@@ -53,6 +53,10 @@ public:
     /// token names a top-level instance; with more, a leading "$" is dropped and each instance, in
     /// creation order, is asked with the tokens.
     HwXMLElement* getElementFromPath(const QString& path) const;
+    /// The element a person names: a path as getElementFromPath reads it, or as HwXMLElement::getPath()
+    /// prints it, where a top-level instance alone is "$" and its name. Tools resolve their users' paths
+    /// with this, so that every path they list is found again.
+    HwXMLElement* findElement(const QString& path) const;
     /// What may follow the last "." of the path: with one token, the top-level instances; else the list of
     /// the instance the first token names, for the rest of the path. The last token does not filter.
     CXMLCompletionList getCompletionListFromPath(const QString& path) const;
