@@ -4,6 +4,7 @@
 // Umbrella header: every public header of the library.
 
 #include <vellxml/access/commands.h>
+#include <vellxml/diagnostic.h>
 #include <vellxml/expr/evaluator.h>
 #include <vellxml/expr/names.h>
 #include <vellxml/expr/variables.h>
@@ -11,7 +12,6 @@
 #include <vellxml/generators/generator_text.h>
 #include <vellxml/host/probe.h>
 #include <vellxml/loader/archive.h>
-#include <vellxml/loader/archive_loader.h>
 #include <vellxml/loader/description_checks.h>
 #include <vellxml/loader/document.h>
 #include <vellxml/loader/memory_map.h>

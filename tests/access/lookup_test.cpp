@@ -4,6 +4,10 @@
 #include <vellxml/model/composites.h>
 #include <vellxml/model/valuable.h>
 
+#include <functional>
+#include <random>
+#include <vector>
+
 namespace {
 
 class LookupTest : public accesstest::ChipFixture {
@@ -150,7 +154,91 @@ TEST(LookupIndexTest, NestedArraysResolveEveryIndex)
         item->getParent()->getParent()->getElementFromPathTokens({QStringLiteral("m[1][0]")}));
 }
 
+// Every element of a loaded description, depth first: instances, members, array items, bitfields.
+std::vector<HwXMLElement*> everyElement(const HwMemoryMap& map)
+{
+    std::vector<HwXMLElement*> all;
+    const std::function<void(HwXMLElement*)> walk = [&](HwXMLElement* element) {
+        all.push_back(element);
+        if (element->isStruct()) {
+            for (const auto& member : static_cast<HwStruct*>(element)->getMemberList())
+                walk(member.get());
+        } else if (element->isArray()) {
+            for (const auto& item : static_cast<HwArray*>(element)->getMemberList())
+                walk(item.get());
+        } else if (element->isValuable()) {
+            for (const auto& field : static_cast<HwValuable*>(element)->getBitFields())
+                walk(field.get());
+        }
+    };
+    for (HwXMLElement* instance : map.getChipRootArchive()->getInstanciatedTemplates())
+        walk(instance);
+    return all;
+}
+
+// What a tool lists, a user can look up: the path every element prints (getPath) finds an element of that
+// path (the element itself, or the first of duplicate names), also after renames made once lookups have
+// indexed the names. Members, items, fields and instances are renamed at random.
+void expectEveryPathFound(HwMemoryMap& map, unsigned int seed)
+{
+    std::vector<HwXMLElement*> all = everyElement(map);
+    ASSERT_GT(all.size(), 10u);
+    const auto check = [&map, &all] {
+        for (HwXMLElement* element : all) {
+            const QString path = element->getPath();
+            if (path.isEmpty()) // holes and externals have no path, and are not listed
+                continue;
+            const HwXMLElement* found = map.findElement(path);
+            ASSERT_NE(found, nullptr) << path.toStdString();
+            EXPECT_EQ(found->getPath(), path);
+        }
+    };
+    check();
+    std::mt19937 random(seed);
+    for (int round = 0; round < 4; ++round) {
+        for (int i = 0; i < 8; ++i) {
+            HwXMLElement* element = all[random() % all.size()];
+            // Array items are named after their array and place; renaming the array renames them.
+            if (element->getParent() && element->getParent()->isArray())
+                continue;
+            const QString before = element->getPath();
+            if (before.isEmpty())
+                continue;
+            element->setName(QStringLiteral("renamed%1_%2").arg(round).arg(i));
+            const HwXMLElement* stale = map.findElement(before);
+            EXPECT_TRUE(!stale || stale->getPath() == before) << before.toStdString();
+        }
+        check();
+    }
+}
+
+TEST_F(LookupTest, EveryListedPathIsFoundAfterRenames)
+{
+    for (unsigned int seed = 1; seed <= 5; ++seed) {
+        SCOPED_TRACE(seed);
+        accesstest::ChipFixture::SetUp();
+        expectEveryPathFound(m_map, seed);
+    }
+    // A top-level instance alone is listed as "$NAME": the one form getElementFromPath leaves alone.
+    accesstest::ChipFixture::SetUp();
+    EXPECT_EQ(m_map.getElementFromPath(QStringLiteral("$OTHER")), nullptr);
+    ASSERT_NE(m_map.findElement(QStringLiteral("$OTHER")), nullptr);
+    EXPECT_EQ(m_map.findElement(QStringLiteral("$OTHER"))->getPath(), QStringLiteral("$OTHER"));
+    EXPECT_EQ(m_map.findElement(QStringLiteral("$")), nullptr);
+    EXPECT_EQ(m_map.findElement(QStringLiteral("$NONE")), nullptr);
+}
+
 #ifdef VELLXML_DEMO_DIR
+
+TEST(DemoLookupTest, EveryListedPathIsFoundAfterRenames)
+{
+    HwMemoryMap map;
+    HwMemoryMapLoader loader;
+    ASSERT_NE(loader.loadRootArchiveFromFile(
+                  &map, QStringLiteral(VELLXML_DEMO_DIR "/chip.xml"), nullptr, nullptr, nullptr, true),
+        nullptr);
+    expectEveryPathFound(map, 7);
+}
 
 TEST(DemoLookupTest, PathsOfTheDemoChip)
 {

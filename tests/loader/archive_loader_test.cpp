@@ -1,6 +1,5 @@
 #include "loader_support.h"
 
-#include <vellxml/loader/archive_loader.h>
 #include <vellxml/model/composites.h>
 
 using loadertest::messages;
@@ -94,12 +93,12 @@ TEST_F(ArchiveLoaderTest, EmptyPathsAndSoftDescriptions)
     EXPECT_EQ(m_loader.loadRootArchiveFromFile(
                   &m_map, path(QStringLiteral("none.xml")), nullptr, nullptr, nullptr, true),
         nullptr);
-    // A missing root file is only the reader's warning.
+    // The root file is required: a missing one is an error, so that a caller that listens to errors only
+    // learns why the load failed.
     messages() = loadertest::Messages();
     EXPECT_EQ(load(QStringLiteral("none.xml")), nullptr);
-    EXPECT_EQ(messages().warning,
-        Strings {"Unable to open file " + path(QStringLiteral("none.xml")).toStdString()});
-    EXPECT_TRUE(messages().error.empty());
+    EXPECT_EQ(messages().error, Strings {"Unable to open file " + path(QStringLiteral("none.xml")).toStdString()});
+    EXPECT_TRUE(messages().warning.empty());
 }
 
 TEST_F(ArchiveLoaderTest, RootTagsAndBigArchives)
@@ -323,10 +322,10 @@ TEST_F(ArchiveLoaderTest, ModuleAndTypedefMessages)
 // A file name or an expression holding "%1" is written as it stands.
 TEST_F(ArchiveLoaderTest, MessagesKeepPercentSigns)
 {
-    write(QStringLiteral("p%1.xml"), "<archive>\n<var name=\"V\" value=\"%2\"/>\n</archive>");
+    write(QStringLiteral("p%1.xml"), "<archive>\n<var name=\"V%2\" value=\"%3\"/>\n</archive>");
     EXPECT_EQ(load(QStringLiteral("p%1.xml")), nullptr);
     expectOnlyError(at(QStringLiteral("p%1.xml"), 2, 1,
-        QStringLiteral("In archive 'p%1.xml', variable 'V' declaration : Error in expression of : %2")));
+        QStringLiteral("In archive 'p%1.xml', variable 'V%2' declaration : Error in expression of : V%2")));
 }
 
 TEST_F(ArchiveLoaderTest, GlobalVariablesAreSharedAndTakenBackOnFailure)

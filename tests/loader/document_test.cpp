@@ -67,7 +67,7 @@ TEST_F(DocumentTest, CipherMatchesTheOpensslCommand)
     QProcess openssl;
     openssl.start(QStringLiteral("/usr/bin/openssl"),
         {QStringLiteral("enc"), QStringLiteral("-aes-256-cbc"), QStringLiteral("-nopad"),
-            QStringLiteral("-K"), hex(HwXML::AESVellKey, 32), QStringLiteral("-iv"), hex(iv, 16),
+            QStringLiteral("-K"), QStringLiteral(VELLXML_AES_KEY), QStringLiteral("-iv"), hex(iv, 16),
             QStringLiteral("-in"), input, QStringLiteral("-out"), path(QStringLiteral("cipher.bin"))});
     ASSERT_TRUE(openssl.waitForFinished(30000));
     ASSERT_EQ(openssl.exitCode(), 0) << openssl.readAllStandardError().toStdString();

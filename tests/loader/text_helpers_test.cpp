@@ -39,6 +39,22 @@ TEST(TextHelpersTest, CommentTagsKeepTheirMarkupAsText)
 // The loader's own reader gives the same texts as the DOM versions.
 class LoaderCommentTest : public loadertest::Fixture { };
 
+// Plain lines are text, not markup: written back as a comment (escaped, joined with breaks) they read as
+// the same lines, and no line holds a line break.
+void expectPlainLinesRoundTrip(const QString& comment)
+{
+    const QStringList lines = commentToPlainLines(comment);
+    QStringList escaped;
+    for (QString line : lines) {
+        EXPECT_FALSE(line.contains(QLatin1Char('\n')) || line.contains(QLatin1Char('\r'))) << line.toStdString();
+        line.replace(QLatin1Char('&'), QLatin1String("&amp;"));
+        line.replace(QLatin1Char('<'), QLatin1String("&lt;"));
+        line.replace(QLatin1Char('>'), QLatin1String("&gt;"));
+        escaped << line;
+    }
+    EXPECT_EQ(commentToPlainLines(escaped.join(QLatin1String("<br>"))), lines) << comment.toStdString();
+}
+
 TEST_F(LoaderCommentTest, ArchiveCommentAndCJoker)
 {
     HwRootArchive* root =
@@ -92,6 +108,29 @@ TEST_F(LoaderCommentTest, PlainAndMarkupCommentsAgree)
             loadertest::onLog, loadertest::onError, loadertest::onWarning, true);
         ASSERT_NE(root, nullptr);
         EXPECT_EQ(root->getArchives().front()->getComment(), QString::fromUtf8(c.comment));
+        expectPlainLinesRoundTrip(root->getArchives().front()->getComment());
+    }
+}
+
+TEST(TextHelpersTest, CommentsAsPlainTextLines)
+{
+    const struct {
+        const char* comment;
+        QStringList lines;
+    } rows[] = {
+        {"", {}},
+        {"One line.", {QStringLiteral("One line.")}},
+        {"a <br> b<BR/>c<br />d", {QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c"), QStringLiteral("d")}},
+        {"<br>x<br><br>y<br>", {QStringLiteral("x"), QString(), QStringLiteral("y")}},
+        {"1 &lt; 2 &amp;&amp; &quot;q&quot; &apos;s&apos; &gt;&#65;&#x42;&#xd;", {QStringLiteral("1 < 2 && \"q\" 's' >AB")}},
+        {"&amp;lt; &bogus; & &#xFFFFFF; &#0;", {QStringLiteral("&lt; &bogus; & &#xFFFFFF; &#0;")}},
+        {"a\r\nb", {QStringLiteral("a"), QStringLiteral("b")}},
+        {"a <br x=\"1\"/> <b>b</b>", {QStringLiteral("a <br x=\"1\"/> <b>b</b>")}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.comment);
+        EXPECT_EQ(commentToPlainLines(QString::fromUtf8(row.comment)), row.lines);
+        expectPlainLinesRoundTrip(QString::fromUtf8(row.comment));
     }
 }
 

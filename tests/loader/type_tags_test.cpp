@@ -219,7 +219,7 @@ TEST_F(TypeTagsTest, EveryMessageWithItsPosition)
         {"<var value=\"1\"/>", 2, 1, "A variable of the archive 'a.xml' has no name!"},
         {"<var name=\"V\"/>", 2, 1, "The variable 'V' of the archive 'a.xml' has no value!"},
         {"<var name=\"V\" value=\"W\"/>", 2, 1,
-            "In archive 'a.xml', variable 'V' declaration : Error in expression of : W"},
+            "In archive 'a.xml', variable 'V' declaration : Error in expression of : V"},
         {"<range name=\"R\" left=\"1\" right=\"0\" dir=\"sideways\"/>", 2, 1,
             "Invalid direction 'sideways' for range 'R' ."},
         {"<range left=\"1\" right=\"0\"/>", 2, 1, "Range has no name!"},

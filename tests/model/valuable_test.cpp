@@ -9,6 +9,7 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -295,3 +296,57 @@ TEST(ValuableTest, DumpListsTheBitfields)
 }
 
 } // namespace
+
+namespace {
+
+struct FieldSpec {
+    int up;
+    int down;
+    bool hasReset;
+    std::uint32_t reset;
+};
+
+template<typename Register>
+std::unique_ptr<HwValuable> registerWith(const std::vector<FieldSpec>& fields)
+{
+    auto reg = std::make_unique<Register>(QStringLiteral("r"));
+    int n = 0;
+    for (const FieldSpec& f : fields)
+        reg->addBitField(std::make_unique<HwBitField>(QStringLiteral("f%1").arg(n++), true,
+            HwBitField::WRITE_NORMAL, QString::number(f.up), f.up, QString::number(f.down), f.down, f.reset,
+            f.hasReset, DISPLAY_HEX));
+    return reg;
+}
+
+} // namespace
+
+// The one reset value of a register: the shell starts at `value`, get and the HTML pages show the text.
+TEST(ValuableTest, ResetValueOfARegisterFromItsFields)
+{
+    const struct {
+        std::vector<FieldSpec> fields;
+        int width;
+        std::uint32_t value;
+        std::uint32_t unknown;
+        const char* text;
+    } rows[] = {
+        {{}, 32, 0, 0, "-"},
+        {{{0, 0, false, 0}}, 32, 0, 0x1, "-"},
+        // A field reset to 1 beside a field without a reset value.
+        {{{0, 0, true, 1}, {5, 4, false, 0}}, 32, 0x1, 0x30, "0x000000x1"},
+        {{{31, 28, true, 0xA}, {7, 0, true, 0x5C}}, 32, 0xA000005C, 0, "0xA000005C"},
+        {{{7, 4, true, 0x3}}, 8, 0x30, 0, "0x30"},
+        {{{15, 0, true, 0x1234}, {3, 0, false, 0}}, 16, 0x1234, 0, "0x1234"}, // described bits stay known
+        {{{3, 0, true, 0x1F}}, 8, 0xF, 0, "0x0F"}, // a reset value wider than its field is cut
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        std::unique_ptr<HwValuable> reg = row.width == 8 ? registerWith<HwRegister8>(row.fields)
+            : row.width == 16                            ? registerWith<HwRegister16>(row.fields)
+                                                         : registerWith<HwRegister32>(row.fields);
+        const HwValuable::ResetValue reset = reg->getResetValue();
+        EXPECT_EQ(reset.value, row.value);
+        EXPECT_EQ(reset.unknown, row.unknown);
+        EXPECT_EQ(reg->getResetString(), QString::fromLatin1(row.text));
+    }
+}

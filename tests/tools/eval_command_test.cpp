@@ -48,6 +48,9 @@ INSTANTIATE_TEST_SUITE_P(Values, EvalCommand,
             "4128 (I)\n", ""},
         EvalCase {{S("--var=N=exp2(3)"), S("--var"), S("M=N*N"), S("M - 1")}, 0, "63 (I)\n", ""},
         EvalCase {{S("X"), S("--var"), S("X=1"), S("--var"), S("X=2")}, 0, "2 (I)\n", ""},
+        // A name is whatever the evaluator reads as one identifier: dots, colons and "?" included.
+        EvalCase {{S("--var"), S("a.b=3"), S("--var"), S("c:d?=a.b+1"), S("--"), S("a.b * c:d?")}, 0,
+            "12 (I)\n", ""},
         EvalCase {{S("--"), S("--1")}, 1, "", nullptr},
         // Evaluation failures: status 1 and the evaluator's code.
         EvalCase {{S("x + 1")}, 1, "", "vellxml: error 5: Error in expression of : x + 1\n"},
@@ -56,12 +59,14 @@ INSTANTIATE_TEST_SUITE_P(Values, EvalCommand,
         EvalCase {{S("1 = 2")}, 1, "", "vellxml: error 1: Error in expression of : 1 = 2\n"},
         EvalCase {{S("1 2")}, 1, "", "vellxml: error 6: Error in expression of : 1 2\n"},
         EvalCase {
-            {S("A"), S("--var"), S("A=B+1")}, 1, "", "vellxml: error 5: Error in expression of : B+1\n"},
+            {S("A"), S("--var"), S("A=B+1")}, 1, "", "vellxml: error 5: Error in expression of : A\n"},
         // Usage errors: status 2.
         EvalCase {
             {}, 2, "", "vellxml: missing expression\nTry 'vellxml eval --help' for more information.\n"},
         EvalCase {{S("1"), S("2")}, 2, "", nullptr}, EvalCase {{S("1"), S("--var")}, 2, "", nullptr},
         EvalCase {{S("1"), S("--var"), S("9X=1")}, 2, "", nullptr},
+        EvalCase {{S("1"), S("--var"), S(".a=1")}, 2, "", nullptr},
+        EvalCase {{S("1"), S("--var"), S("a-b=1")}, 2, "", nullptr},
         EvalCase {{S("1"), S("--var"), S("NOVALUE")}, 2, "", nullptr},
         EvalCase {{S("1"), S("--bogus")}, 2, "", nullptr}));
 

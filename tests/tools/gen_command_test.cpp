@@ -143,4 +143,26 @@ TEST(GenCommand, ALoadFailureWritesNothing)
     EXPECT_TRUE(filesUnder(out.path()).isEmpty());
 }
 
+// A file that cannot be written is named, with the reason; so is an output directory that cannot be made.
+TEST(GenCommand, UnwritableOutputsAreNamedWithTheReason)
+{
+    QTemporaryDir out;
+    // A directory where the C header of the demo chip's root archive goes: the file cannot be written.
+    ASSERT_TRUE(QDir(out.path()).mkpath(QStringLiteral("chip.h")));
+    const ToolRun run = runTool({QStringLiteral("gen"), demoRoot, QStringLiteral("-o"), out.path(), QStringLiteral("--c")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains(out.path() + QStringLiteral("/chip.h: error: Cannot write the file: ")))
+        << run.err.toStdString();
+
+    QFile blocker(out.path() + QStringLiteral("/file"));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    const ToolRun under = runTool(
+        {QStringLiteral("gen"), demoRoot, QStringLiteral("-o"), blocker.fileName() + QStringLiteral("/sub")});
+    EXPECT_EQ(under.exitCode, 1);
+    EXPECT_TRUE(under.err.contains(QStringLiteral("cannot make the output directory ") + blocker.fileName()
+        + QStringLiteral("/sub: Not a directory")))
+        << under.err.toStdString();
+}
+
 } // namespace

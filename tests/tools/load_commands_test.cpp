@@ -100,7 +100,9 @@ TEST_F(ToolFiles, CheckOfAMissingFileFails)
 {
     const ToolRun run = runTool({QStringLiteral("check"), m_dir.path() + QStringLiteral("/none.xml")});
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_TRUE(run.err.contains(QStringLiteral("Unable to open file"))) << run.err.toStdString();
+    // The root file is required: its absence is an error, counted as one.
+    EXPECT_TRUE(run.err.contains(QStringLiteral("error: Unable to open file"))) << run.err.toStdString();
+    EXPECT_TRUE(run.out.contains(QStringLiteral("failed to load (1 error, 0 warnings)"))) << run.out.toStdString();
 }
 
 TEST(LoadCommands, UsageErrorsExitWithTwo)
@@ -161,6 +163,43 @@ TEST(ListCommand, DemoChipListsEveryInstanceWithoutEmptyPaths)
             ++instances;
     }
     EXPECT_EQ(instances, 13); // the 14th, USB_OTG, is an external: no path
+}
+
+// Whatever list prints, get finds: every instance ("$NAME" alone included) and a spread of the other paths.
+TEST(ListCommand, GetFindsTheListedPaths)
+{
+    const ToolRun list = runTool({QStringLiteral("list"), demoRoot});
+    ASSERT_EQ(list.exitCode, 0) << list.err.toStdString();
+    const QStringList lines = list.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_GT(lines.size(), 100);
+    int asked = 0;
+    for (int i = 0; i < lines.size(); ++i) {
+        const QString path = lines[i].section(QLatin1Char('\t'), 0, 0);
+        if (path.contains(QLatin1Char('.')) && i % 37 != 0)
+            continue;
+        const ToolRun get = runTool({QStringLiteral("get"), demoRoot, path});
+        EXPECT_EQ(get.exitCode, 0) << path.toStdString() << ": " << get.err.toStdString();
+        EXPECT_EQ(get.out.section(QLatin1Char('\n'), 0, 0), path);
+        ++asked;
+    }
+    EXPECT_GT(asked, 20);
+}
+
+// get and complete show comments as plain text, and the reset value that the HTML pages and the shell use.
+TEST_F(ToolFiles, GetAndCompleteShowPlainCommentsAndTheResetValue)
+{
+    const QString root = write(QStringLiteral("c.xml"),
+        "<archive><module name=\"m\"><reg32 name=\"r\"><comment>First &amp; only<br/>second &lt;line&gt;"
+        "</comment><bits name=\"a\" pos=\"0\" rst=\"1\"/><bits name=\"b\" pos=\"5:4\"/></reg32>"
+        "</module><instance name=\"M\" type=\"m\" address=\"0x100\"/></archive>");
+    const ToolRun get = runTool({QStringLiteral("get"), root, QStringLiteral("M.r")});
+    ASSERT_EQ(get.exitCode, 0) << get.err.toStdString();
+    EXPECT_TRUE(get.out.contains(QStringLiteral("\nReset: 0x000000x1\n"))) << get.out.toStdString();
+    EXPECT_TRUE(get.out.contains(QStringLiteral("\nComment: First & only\n  second <line>\n")))
+        << get.out.toStdString();
+    const ToolRun complete = runTool({QStringLiteral("complete"), root, QStringLiteral("M.r")});
+    ASSERT_EQ(complete.exitCode, 0) << complete.err.toStdString();
+    EXPECT_TRUE(complete.out.contains(QStringLiteral("\tFirst & only second <line>\n"))) << complete.out.toStdString();
 }
 
 TEST_F(ToolFiles, DecryptGivesBackTheEncryptedBytes)

@@ -71,11 +71,12 @@ int runCheck(const std::vector<std::string>& args)
     const std::string& root = operands[0];
 
     setLoadChecks(checks);
-    const auto map = loadChip(root, soft, LoadMessages::Log);
+    LoadCounts counts;
+    const auto map = loadChip(root, soft, LoadMessages::Log, &counts);
     setLoadChecks(LoadChecks());
     if (!map) {
-        std::printf("%s: failed to load (%d error%s, %d warning%s)\n", root.c_str(), lastLoadErrors(),
-            lastLoadErrors() == 1 ? "" : "s", lastLoadWarnings(), lastLoadWarnings() == 1 ? "" : "s");
+        std::printf("%s: failed to load (%d error%s, %d warning%s)\n", root.c_str(), counts.errors,
+            counts.errors == 1 ? "" : "s", counts.warnings, counts.warnings == 1 ? "" : "s");
         return ExitFailure;
     }
     const HwRootArchive* chip = rootOf(*map, soft);
@@ -88,12 +89,12 @@ int runCheck(const std::vector<std::string>& args)
             if (element.isValuable())
                 bitfields += static_cast<const HwValuable&>(element).getBitFields().size();
         });
-    const bool refused = checks.warningsAsErrors && lastLoadWarnings() > 0;
+    const bool refused = checks.warningsAsErrors && counts.warnings > 0;
     std::printf("%s: %s, %zu archive%s, %zu instance%s, %lu element%s, %lu bitfield%s, %d warning%s\n",
         root.c_str(), refused ? "failed (--strict)" : "ok", chip->getArchives().size(),
         chip->getArchives().size() == 1 ? "" : "s", instances.size(), instances.size() == 1 ? "" : "s",
-        elements, elements == 1 ? "" : "s", bitfields, bitfields == 1 ? "" : "s", lastLoadWarnings(),
-        lastLoadWarnings() == 1 ? "" : "s");
+        elements, elements == 1 ? "" : "s", bitfields, bitfields == 1 ? "" : "s", counts.warnings,
+        counts.warnings == 1 ? "" : "s");
     return refused ? ExitFailure : ExitOk;
 }
 

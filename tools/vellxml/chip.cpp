@@ -2,11 +2,11 @@
 
 #include "command.h"
 
+#include <vellxml/diagnostic.h>
 #include <vellxml/loader/archive.h>
 #include <vellxml/loader/memory_map.h>
 #include <vellxml/model/composites.h>
 
-#include <QRegularExpression>
 #include <QString>
 
 #include <chrono>
@@ -17,11 +17,7 @@
 namespace vellxml::cli {
 namespace {
 
-int g_errors = 0;
-int g_warnings = 0;
-bool g_showLog = false;
 LoadChecks g_checks;
-Progress* g_progress = nullptr;
 
 long long nowMs()
 {
@@ -29,35 +25,47 @@ long long nowMs()
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-// The progress line and the messages share standard error: a message first clears the line.
-void showMessage(const std::string& line)
-{
-    if (g_progress)
-        g_progress->finish();
-    std::fprintf(stderr, "%s\n", line.c_str());
-}
+// Prints a load's diagnostics on standard error, one per line, and counts them. The progress line and the
+// messages share standard error: a message first clears the line.
+class LoadPrinter : public vellxml::DiagnosticSink {
+public:
+    LoadPrinter(Progress& progress, bool showLog, LoadCounts& counts)
+        : m_progress(progress)
+        , m_showLog(showLog)
+        , m_counts(counts)
+    {
+    }
 
-void onLog(const char* text)
-{
-    const QString message = QString::fromUtf8(text);
-    if (g_progress && message.startsWith(QLatin1String("Loading ")))
-        g_progress->step(
-            message.mid(8).chopped(message.endsWith(QLatin1String("...")) ? 3 : 0).toStdString());
-    if (g_showLog)
-        showMessage(formatMessage("", text));
-}
+    void report(const vellxml::Diagnostic& diagnostic) override
+    {
+        if (diagnostic.severity == vellxml::Severity::Log) {
+            // Each file read is one step of the progress line.
+            const QString prefix = QStringLiteral("Loading ");
+            if (diagnostic.code == QLatin1String(vellxml::code::Progress) && diagnostic.text.startsWith(prefix)) {
+                QString file = diagnostic.text.mid(prefix.size());
+                if (file.endsWith(QLatin1String("...")))
+                    file.chop(3);
+                m_progress.step(file.toStdString());
+            }
+            if (!m_showLog)
+                return;
+        } else if (diagnostic.severity == vellxml::Severity::Error) {
+            ++m_counts.errors;
+        } else {
+            ++m_counts.warnings;
+        }
+        m_progress.finish();
+        vellxml::Diagnostic shown = diagnostic;
+        if (shown.severity == vellxml::Severity::Warning && g_checks.warningsAsErrors)
+            shown.severity = vellxml::Severity::Error; // --strict: counted as a warning, shown as an error
+        std::fprintf(stderr, "%s\n", shown.description().toUtf8().constData());
+    }
 
-void onError(const char* text)
-{
-    ++g_errors;
-    showMessage(formatMessage("error", text));
-}
-
-void onWarning(const char* text)
-{
-    ++g_warnings;
-    showMessage(formatMessage(g_checks.warningsAsErrors ? "error" : "warning", text));
-}
+private:
+    Progress& m_progress;
+    bool m_showLog;
+    LoadCounts& m_counts;
+};
 
 // How long work runs before its progress shows: 300 ms, or VELLXML_PROGRESS_DELAY_MS.
 long long progressDelay()
@@ -69,25 +77,6 @@ long long progressDelay()
 }
 
 } // namespace
-
-std::string formatMessage(const char* kind, const char* text)
-{
-    static const QRegularExpression positioned(
-        QStringLiteral("^(.+?):(\\d+):(\\d+):(.*)$"), QRegularExpression::DotMatchesEverythingOption);
-    const QString message = QString::fromUtf8(text);
-    const QString label = *kind ? QString::fromLatin1(kind) + QStringLiteral(": ") : QString();
-    const QRegularExpressionMatch match = positioned.match(message);
-    if (!match.hasMatch())
-        return (label + message).toStdString();
-    const QString file = match.captured(1);
-    const QString line = match.captured(2);
-    const QString column = match.captured(3);
-    const QString rest = match.captured(4);
-    if (line == QLatin1String("0") && column == QLatin1String("0"))
-        return (file + QStringLiteral(": ") + label + rest).toStdString();
-    return (file + QLatin1Char(':') + line + QLatin1Char(':') + column + QStringLiteral(": ") + label + rest)
-        .toStdString();
-}
 
 int parseOperands(const Command& command, const std::vector<std::string>& args, std::size_t count,
     const char* expected, std::vector<std::string>& operands, bool* soft)
@@ -113,24 +102,23 @@ void setLoadChecks(const LoadChecks& checks)
     g_checks = checks;
 }
 
-std::unique_ptr<HwMemoryMap> loadChip(const std::string& path, bool soft, LoadMessages messages)
+std::unique_ptr<HwMemoryMap> loadChip(
+    const std::string& path, bool soft, LoadMessages messages, LoadCounts* counts)
 {
-    g_errors = 0;
-    g_warnings = 0;
-    g_showLog = messages == LoadMessages::Log;
+    LoadCounts own;
+    LoadCounts& counted = counts ? *counts : own;
+    counted = LoadCounts();
     auto map = std::make_unique<HwMemoryMap>();
     Progress progress("loading");
-    g_progress = &progress;
+    LoadPrinter printer(progress, messages == LoadMessages::Log, counted);
     HwMemoryMapLoader loader;
     loader.checks().enabled = g_checks.enabled;
     for (const std::string& code : g_checks.silenced)
         loader.checks().silenced.append(QString::fromStdString(code));
-    HwRootArchive* root = loader.loadRootArchiveFromFile(
-        map.get(), QString::fromStdString(path), onLog, onError, onWarning, !soft);
+    HwRootArchive* root = loader.loadRootArchiveFromFile(map.get(), QString::fromStdString(path), printer, !soft);
     progress.finish();
-    g_progress = nullptr;
     if (!root) {
-        if (g_errors == 0)
+        if (counted.errors == 0)
             printError("cannot load " + path);
         return nullptr;
     }
@@ -153,16 +141,6 @@ void forEachElement(HwXMLElement& element, const std::function<void(HwXMLElement
         for (const auto& item : static_cast<HwArray&>(element).getMemberList())
             forEachElement(*item, visit);
     }
-}
-
-int lastLoadErrors()
-{
-    return g_errors;
-}
-
-int lastLoadWarnings()
-{
-    return g_warnings;
 }
 
 Progress::Progress(const char* what)

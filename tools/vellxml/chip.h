@@ -34,11 +34,18 @@ struct LoadChecks {
     std::vector<std::string> silenced; ///< codes not reported
 };
 void setLoadChecks(const LoadChecks& checks);
+/// How many errors and warnings a load reported.
+struct LoadCounts {
+    int errors = 0;
+    int warnings = 0;
+};
 
 /// Loads the description whose root file is `path` into a new memory map. Errors and warnings go to
 /// standard error one per line, as "FILE:LINE:COLUMN: error: TEXT" (or "warning:") so that editors can
-/// jump to them. Returns null when the load fails.
-std::unique_ptr<HwMemoryMap> loadChip(const std::string& path, bool soft, LoadMessages messages);
+/// jump to them, and are counted in `counts` when given. Returns null when the load fails; the library
+/// then has reported at least one error.
+std::unique_ptr<HwMemoryMap> loadChip(
+    const std::string& path, bool soft, LoadMessages messages, LoadCounts* counts = nullptr);
 
 /// The root archive of a memory map made by loadChip.
 HwRootArchive* rootOf(const HwMemoryMap& map, bool soft = false);
@@ -46,10 +53,6 @@ HwRootArchive* rootOf(const HwMemoryMap& map, bool soft = false);
 /// Calls `visit` on `element`, then, depth first and in declaration order, on every member of its structures
 /// and item of its arrays. Bitfields and what pointers point to are not visited.
 void forEachElement(HwXMLElement& element, const std::function<void(HwXMLElement&)>& visit);
-
-/// How many errors and warnings the last loadChip reported.
-int lastLoadErrors();
-int lastLoadWarnings();
 
 /// A one-line progress display on standard error, shown only when it is a terminal and the work lasts
 /// long enough to be worth it (300 ms; the environment variable VELLXML_PROGRESS_DELAY_MS changes it).
@@ -73,10 +76,6 @@ private:
     bool m_active;
     bool m_drawn = false;
 };
-
-/// Formats a callback message "FILE:LINE:COLUMN:TEXT" as "FILE:LINE:COLUMN: KIND: TEXT" ("FILE: KIND: TEXT"
-/// when the position is 0:0, "KIND: TEXT" for a message without position; KIND empty leaves it out).
-std::string formatMessage(const char* kind, const char* text);
 
 } // namespace vellxml::cli
 

@@ -5,6 +5,7 @@
 
 #include <vellxml/access/commands.h>
 #include <vellxml/loader/memory_map.h>
+#include <vellxml/loader/text_helpers.h>
 #include <vellxml/model/bitfield.h>
 
 #include <QByteArray>
@@ -186,7 +187,7 @@ int runComplete(const std::vector<std::string>& args)
         };
         out += field(it.key()) + QLatin1Char('\t') + QString::number(entry.kind) + QLatin1Char('\t')
             + field(entry.arguments) + QLatin1Char('\t') + field(entry.result) + QLatin1Char('\t')
-            + field(entry.help) + QLatin1Char('\n');
+            + field(commentToPlainLines(entry.help).join(QLatin1Char(' '))) + QLatin1Char('\n');
     }
     writeText(out);
     return std::fflush(stdout) == 0 ? ExitOk : ExitFailure;

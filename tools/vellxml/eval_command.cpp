@@ -3,7 +3,6 @@
 #include <vellxml/expr/evaluator.h>
 #include <vellxml/expr/variables.h>
 
-#include <QRegularExpression>
 #include <QString>
 
 #include <cinttypes>
@@ -23,14 +22,20 @@ const char evalHelp[] = "Usage: vellxml eval EXPR [--var NAME=VALUE]...\n"
                         "\n"
                         "Options:\n"
                         "  --var NAME=VALUE  declare a variable; VALUE is itself an expression, evaluated\n"
-                        "                    with the variables declared before it (may be repeated)\n"
+                        "                    with the variables declared before it (may be repeated);\n"
+                        "                    NAME is one identifier of the evaluator: a letter or _, then\n"
+                        "                    letters, digits, _ . : ? (a.b is one name)\n"
                         "  -h, --help        show this help\n"
                         "  --                end of options (for an expression that starts with --)\n"
                         "\n"
                         "Examples:\n"
                         "  vellxml eval \"2*(3+4)\"                      prints 14 (I)\n"
                         "  vellxml eval 0xFFFFFFFF                     prints 4294967295 (D)\n"
-                        "  vellxml eval \"BASE + 4*N\" --var BASE=0x100 --var N=3\n";
+                        "  vellxml eval \"BASE + 4*N\" --var BASE=0x100 --var N=3\n"
+                        "\n"
+                        "Exit status: 0, 1 when the expression fails (\"error N: ...\", N the evaluator's\n"
+                        "code: 1 syntax, 5 unknown name, 6 misplaced token, 7 operation refused, 8 unary\n"
+                        "operation refused, 9 unclosed parenthesis), 2 for usage errors.\n";
 
 struct Evaluation {
     int error = 0;
@@ -73,8 +78,23 @@ int reportFailure(int error, const QString& expression)
     return ExitFailure;
 }
 
+// Whether `name` is read by the evaluator as one identifier, so that the expression can name it: the
+// context's own rules (a letter or '_', then also digits, '.', ':' and '?': "a.b" is one identifier).
+bool isIdentifier(CXMLVarCtx& context, const QString& name)
+{
+    const QByteArray text = name.toUtf8();
+    if (text.isEmpty() || !context.isValidIdentStartChar(static_cast<unsigned char>(text.front())))
+        return false;
+    for (const char c : text) {
+        if (!context.isValidIdentChar(static_cast<unsigned char>(c)))
+            return false;
+    }
+    return true;
+}
+
 int runEval(const std::vector<std::string>& args)
 {
+    CXMLVarCtx context;
     std::vector<std::pair<QString, QString>> variables;
     std::vector<std::string> positional;
     bool optionsEnded = false;
@@ -100,8 +120,7 @@ int runEval(const std::vector<std::string>& args)
         }
         const std::size_t equals = definition.find('=');
         const QString name = QString::fromStdString(definition.substr(0, equals)).trimmed();
-        static const QRegularExpression identifier(QStringLiteral("^[A-Za-z_][A-Za-z0-9_]*$"));
-        if (equals == std::string::npos || !identifier.match(name).hasMatch())
+        if (equals == std::string::npos || !isIdentifier(context, name))
             return usageError(
                 evalCommand, "'--var " + definition + "' is not NAME=VALUE with NAME an identifier");
         variables.emplace_back(name, QString::fromStdString(definition.substr(equals + 1)));
@@ -109,12 +128,12 @@ int runEval(const std::vector<std::string>& args)
     if (positional.size() != 1)
         return usageError(evalCommand, positional.empty() ? "missing expression" : "too many expressions");
 
-    // Variables are declared in order, each visible to the ones after it, as a description's variables are.
-    CXMLVarCtx context;
+    // Variables are declared in order, each visible to the ones after it, as a description's variables are;
+    // a failing one is named, as a description's var is.
     for (const auto& [name, expression] : variables) {
         const Evaluation declared = evaluate(context, expression);
         if (declared.error != 0)
-            return reportFailure(declared.error, expression);
+            return reportFailure(declared.error, name);
         int value = 0;
         if (!declared.value.asInt(value)) {
             printError("variable " + name.toStdString()

@@ -1,12 +1,15 @@
 #include "chip.h"
 #include "command.h"
 
+#include <vellxml/diagnostic.h>
 #include <vellxml/loader/memory_map.h>
 
 #include <QDir>
 #include <QString>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 namespace vellxml::cli {
 namespace {
@@ -131,7 +134,7 @@ int runGen(const std::vector<std::string>& args)
         return status;
     const QString dir = QString::fromStdString(options.output);
     if (!QDir().mkpath(dir)) {
-        printError("cannot make the output directory " + options.output);
+        printError("cannot make the output directory " + options.output + ": " + std::strerror(errno));
         return ExitFailure;
     }
     const auto map = loadChip(options.root, options.soft, LoadMessages::Quiet);
@@ -147,20 +150,22 @@ int runGen(const std::vector<std::string>& args)
 
     bool complete = true;
     Progress progress("generating");
+    // Each file that is not written is named with the reason, on standard error.
+    vellxml::DiagnosticFunctionSink printer([&progress](const vellxml::Diagnostic& diagnostic) {
+        progress.finish();
+        std::fprintf(stderr, "%s\n", diagnostic.description().toUtf8().constData());
+    });
     if (options.c || options.assembly || options.assemblyArm) {
         progress.step("headers");
-        complete = map->generateCHeaders(dir, !options.soft) && complete;
+        complete = map->generateCHeaders(dir, !options.soft, &printer) && complete;
     }
     if (options.vhdl && !options.soft) {
         progress.step("VHDL packages");
-        complete = map->generateVHDL(dir) && complete;
+        complete = map->generateVHDL(dir, &printer) && complete;
     }
     if (options.html && !options.soft) {
         progress.step("documentation");
-        QString error;
-        if (!map->generateDocumentation(dir, &error)) {
-            progress.finish();
-            printError("documentation: " + error.toStdString());
+        if (!map->generateDocumentation(dir, printer)) {
             complete = false;
         } else {
             std::fflush(stdout);

@@ -102,13 +102,11 @@ void prepareValuable(HwValuable& valuable)
         return;
     const sim::Space space = valuable.getType() == TYPE_IREG8 ? sim::Space::Internal : sim::Space::Memory;
     const std::uint32_t address = valuable.getBaseAddress();
-    std::uint32_t reset = 0;
+    const std::uint32_t reset = valuable.getResetValue().value;
     std::uint32_t readOnly = 0;
     std::uint32_t setBits = 0;
     std::uint32_t clearBits = 0;
     for (const auto& field : valuable.getBitFields()) {
-        if (field->hasResetValue())
-            reset = field->insertValueInCache(reset, field->getResetValue());
         const std::uint32_t mask = field->getFullValueUnshifted();
         switch (field->getWriteKind()) {
         case HwBitField::WRITE_NONE:

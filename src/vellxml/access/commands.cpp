@@ -3,6 +3,7 @@
 #include "command_table_p.h"
 
 #include <vellxml/access/commands.h>
+#include <vellxml/loader/text_helpers.h>
 #include <vellxml/model/bitfield.h>
 #include <vellxml/model/composites.h>
 #include <vellxml/model/valuable.h>
@@ -19,11 +20,6 @@ namespace {
 QString hexText(std::uint32_t value)
 {
     return QLatin1String("0x") + QString::number(value, 16).toUpper();
-}
-
-QString hex8Text(std::uint32_t value)
-{
-    return QLatin1String("0x") + QStringLiteral("%1").arg(value, 8, 16, QLatin1Char('0')).toUpper();
 }
 
 /// The bits of the valuable's width.
@@ -747,21 +743,6 @@ HwCommandResult doc(const HwXMLElement& element)
 
 namespace {
 
-/// The reset value of a valuable, from its fields: known when every field has one.
-QString valuableResetText(const HwValuable& valuable)
-{
-    const auto& fields = valuable.getBitFields();
-    if (fields.empty())
-        return QStringLiteral("-");
-    std::uint32_t reset = 0;
-    for (const auto& field : fields) {
-        if (!field->hasResetValue())
-            return QStringLiteral("-");
-        reset = field->insertValueInCache(reset, field->getResetValue());
-    }
-    return hex8Text(reset & widthMask(valuable));
-}
-
 QString positionText(const HwBitField& field)
 {
     if (field.getUpPos() == field.getDownPos())
@@ -853,7 +834,7 @@ QString documentation(const HwXMLElement& element)
         if (element.isValuable()) {
             const auto& valuable = static_cast<const HwValuable&>(element);
             lines << QStringLiteral("Protection: %1").arg(valuable.getProtectString());
-            lines << QStringLiteral("Reset: %1").arg(valuableResetText(valuable));
+            lines << QStringLiteral("Reset: %1").arg(valuable.getResetString());
             if (!valuable.getBitFields().empty()) {
                 lines << QStringLiteral("Bitfields:");
                 for (const auto& field : valuable.getBitFields())
@@ -865,8 +846,10 @@ QString documentation(const HwXMLElement& element)
             lines << QStringLiteral("Size: %1").arg(element.sizeOf());
         }
     }
-    if (!element.getComment().isEmpty())
-        lines << QStringLiteral("Comment: %1").arg(element.getComment());
+    // The comment as plain text: its first line after the label, the others indented under it.
+    const QStringList comment = commentToPlainLines(element.getComment());
+    for (int i = 0; i < comment.size(); ++i)
+        lines << (i == 0 ? QStringLiteral("Comment: ") : QStringLiteral("  ")) + comment.at(i);
     return lines.join(QLatin1Char('\n')) + QLatin1Char('\n');
 }
 

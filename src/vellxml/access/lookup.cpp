@@ -70,6 +70,27 @@ HwXMLElement* HwArray::getElementFromPathTokens(const QStringList& tokens)
     return nullptr;
 }
 
+void HwStruct::childRenamed()
+{
+    m_nameIndex.reset();
+}
+
+void HwArray::childRenamed()
+{
+    m_nameIndex.reset();
+}
+
+void HwXMLArchive::childRenamed()
+{
+    if (HwRootArchive* root = getRootArchive())
+        root->childRenamed();
+}
+
+void HwRootArchive::childRenamed()
+{
+    m_instanceIndex.reset();
+}
+
 HwXMLElement* HwArray::getItemByName(const QString& name) const
 {
     const HwNameIndex& index = nameIndexFor(m_nameIndex, m_items, getName(), true);
@@ -150,4 +171,14 @@ HwXMLElement* HwMemoryMap::getElementFromPath(const QString& path) const
     if (tokens.first().startsWith(QLatin1Char('$')))
         tokens.first().remove(0, 1);
     return root->getElementFromInstances(tokens);
+}
+
+HwXMLElement* HwMemoryMap::findElement(const QString& path) const
+{
+    if (HwXMLElement* element = getElementFromPath(path))
+        return element;
+    // getPath() names a top-level instance "$name"; getElementFromPath strips the "$" only before a ".".
+    if (path.size() > 1 && path.startsWith(QLatin1Char('$')) && !path.contains(QLatin1Char('.')))
+        return getElementFromPath(path.mid(1));
+    return nullptr;
 }

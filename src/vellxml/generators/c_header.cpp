@@ -972,7 +972,7 @@ QString HwXMLArchive::c_content()
 
 // Driver --------------------------------------------------------------------------------------------------
 
-bool HwMemoryMap::generateCHeaders(const QString& dir, bool which)
+bool HwMemoryMap::generateCHeaders(const QString& dir, bool which, vellxml::DiagnosticSink* sink)
 {
     HwRootArchive* root = which ? m_chipRoot.get() : m_softRoot.get();
     if (!root)
@@ -986,9 +986,10 @@ bool HwMemoryMap::generateCHeaders(const QString& dir, bool which)
             continue;
         }
         if (!staysInside(dir, header)) {
-            std::fprintf(stderr,
-                "Skipping archive '%s': its files would be written outside the output directory '%s'.\n",
-                archive->getName().toUtf8().constData(), dir.toUtf8().constData());
+            vellxml::generators_p::reportOutputProblem(sink, vellxml::code::OutputPath, archive->getTotalPath(),
+                QStringLiteral("Skipping archive '%1': its files would be written outside the output directory "
+                               "'%2'.")
+                    .arg(archive->getName(), dir));
             complete = false;
             continue;
         }
@@ -1000,19 +1001,19 @@ bool HwMemoryMap::generateCHeaders(const QString& dir, bool which)
                 continue;
             }
         }
-        if (m_writeCHeaders && !writeOutputFile(dir, header, archive->c_content())) {
+        if (m_writeCHeaders && !writeOutputFile(dir, header, archive->c_content(), sink)) {
             complete = false;
             continue;
         }
         if (!archive->getGenerateAsm())
             continue;
         if (m_writeAsmHeaders
-            && !writeOutputFile(dir, archive->getASMFileRelativeName(), archive->asm_content())) {
+            && !writeOutputFile(dir, archive->getASMFileRelativeName(), archive->asm_content(), sink)) {
             complete = false;
             continue;
         }
         if (m_generateArmAsm
-            && !writeOutputFile(dir, archive->getASMARMFileRelativeName(), archive->asmarm_content()))
+            && !writeOutputFile(dir, archive->getASMARMFileRelativeName(), archive->asmarm_content(), sink))
             complete = false;
     }
     std::fflush(stdout);

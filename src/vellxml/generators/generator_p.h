@@ -3,6 +3,8 @@
 
 // Helpers shared by the generators' sources; not installed.
 
+#include <vellxml/diagnostic.h>
+
 #include <QSet>
 #include <QString>
 
@@ -51,9 +53,14 @@ QString variableDefine(const HwIntVar& variable, const QSet<QString>& hidden);
 
 /// Whether dir + "/" + relative stays inside dir, compared on cleaned absolute paths.
 bool staysInside(const QString& dir, const QString& relative);
+/// Reports a file that was not written, with the reason, to the sink (code OutputPath or OutputWrite), or as
+/// a line on standard error when there is none.
+void reportOutputProblem(vellxml::DiagnosticSink* sink, const char* code, const QString& file, const QString& text);
 /// Writes text (UTF-8) to dir + "/" + relative, creating the missing directories, whole or not at all.
-/// A path leaving dir is refused with a message on standard error. Returns false when nothing was written.
-bool writeOutputFile(const QString& dir, const QString& relative, const QString& text);
+/// A path leaving dir is refused. Returns false, after reporting the file and the reason, when nothing was
+/// written.
+bool writeOutputFile(
+    const QString& dir, const QString& relative, const QString& text, vellxml::DiagnosticSink* sink);
 
 } // namespace vellxml::generators_p
 

@@ -14,6 +14,9 @@
 #include <QSaveFile>
 #include <QSet>
 
+#include <cerrno>
+#include <cstring>
+
 #include <cstdio>
 
 namespace vellxml::generators_p {
@@ -108,24 +111,46 @@ bool staysInside(const QString& dir, const QString& relative)
     return target.startsWith(prefix) && target.size() > prefix.size();
 }
 
-bool writeOutputFile(const QString& dir, const QString& relative, const QString& text)
+void reportOutputProblem(vellxml::DiagnosticSink* sink, const char* code, const QString& file, const QString& text)
+{
+    vellxml::Diagnostic diagnostic;
+    diagnostic.severity = vellxml::Severity::Error;
+    diagnostic.file = file;
+    diagnostic.code = QString::fromLatin1(code);
+    diagnostic.text = text;
+    if (sink)
+        sink->report(diagnostic);
+    else
+        std::fprintf(stderr, "%s\n", diagnostic.description().toUtf8().constData());
+}
+
+bool writeOutputFile(
+    const QString& dir, const QString& relative, const QString& text, vellxml::DiagnosticSink* sink)
 {
     if (!staysInside(dir, relative)) {
-        std::fprintf(stderr, "Refusing to write '%s': the file would be outside the output directory '%s'.\n",
-            relative.toUtf8().constData(), dir.toUtf8().constData());
+        reportOutputProblem(sink, vellxml::code::OutputPath, relative,
+            QStringLiteral("Refusing to write '%1': the file would be outside the output directory '%2'.")
+                .arg(relative, dir));
         return false;
     }
     const QString path = QDir::cleanPath(dir + QLatin1Char('/') + relative);
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    const QByteArray bytes = text.toUtf8();
-    if (file.write(bytes) != bytes.size()) {
-        file.cancelWriting();
+    const QString directory = QFileInfo(path).absolutePath();
+    if (!QDir().mkpath(directory)) {
+        reportOutputProblem(sink, vellxml::code::OutputWrite, path,
+            QStringLiteral("Cannot create the directory %1: %2")
+                .arg(directory, QString::fromLocal8Bit(std::strerror(errno))));
         return false;
     }
-    return file.commit();
+    QSaveFile file(path);
+    const QByteArray bytes = text.toUtf8();
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
+        const QString reason = file.errorString();
+        file.cancelWriting();
+        reportOutputProblem(sink, vellxml::code::OutputWrite, path,
+            QStringLiteral("Cannot write the file: %1").arg(reason));
+        return false;
+    }
+    return true;
 }
 
 } // namespace vellxml::generators_p

@@ -439,14 +439,14 @@ QString HwXMLArchive::vhdl_content()
     return text + QLatin1String("\nend ") + packageName + QLatin1String(";\n");
 }
 
-bool HwMemoryMap::generateVHDL(const QString& dir)
+bool HwMemoryMap::generateVHDL(const QString& dir, vellxml::DiagnosticSink* sink)
 {
     HwRootArchive* root = m_chipRoot.get();
     if (!root)
         return true;
     bool complete = true;
     for (const auto& archive : root->getArchives()) {
-        if (!writeOutputFile(dir, archive->getVHDLFileRelativeName(), archive->vhdl_content()))
+        if (!writeOutputFile(dir, archive->getVHDLFileRelativeName(), archive->vhdl_content(), sink))
             complete = false;
     }
     std::fflush(stdout);

@@ -434,6 +434,19 @@ bool copyResources(FileWriter& writer)
 
 } // namespace
 
+bool HwMemoryMap::generateDocumentation(const QString& dir, vellxml::DiagnosticSink& sink) const
+{
+    QString error;
+    if (generateDocumentation(dir, &error))
+        return true;
+    vellxml::Diagnostic diagnostic;
+    diagnostic.severity = vellxml::Severity::Error;
+    diagnostic.code = QString::fromLatin1(vellxml::code::OutputWrite);
+    diagnostic.text = error;
+    sink.report(diagnostic);
+    return false;
+}
+
 bool HwMemoryMap::generateDocumentation(const QString& dir, QString* error) const
 {
     auto fail = [error](const QString& text) {

@@ -198,7 +198,7 @@ void summaryRows(const HwXMLElement* element, QString& out)
             + escapeHtml(element->getHrefName()) + QLatin1String("\">") + escapeHtml(displayPath(element))
             + QLatin1String("</a></td><td>") + escapeHtml(element->getTypeString())
             + QLatin1String("</td><td>") + valuable->getProtectString() + QLatin1String("</td><td>")
-            + registerResetString(valuable) + QLatin1String("</td></tr>\n");
+            + valuable->getResetString() + QLatin1String("</td></tr>\n");
         return;
     }
     if (element->isStruct()) {
@@ -311,7 +311,7 @@ QString HwValuable::html_serialize(int level)
         facts.add("Offset", offsetText(this));
     facts.add("Type", escapeHtml(getTypeString()));
     facts.add("Access", getProtectString());
-    facts.add("Reset", registerResetString(this));
+    facts.add("Reset", getResetString());
     if (isPointer())
         facts.add("Points to", escapeHtml(static_cast<HwPointer*>(this)->getPointedTypeName()));
     out += facts.html();

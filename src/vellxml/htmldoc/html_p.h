@@ -42,11 +42,6 @@ QString hrefNameOf(const HwXMLElement* element);
 /// elements without a path (holes, externals).
 QString displayPath(const HwXMLElement* element);
 
-/// The reset value of a register from its fields: hexadecimal of the register's width, with "x" for each
-/// digit holding a bit of a field without known reset value; bits outside every field are 0. "-" when no
-/// field has a reset value.
-QString registerResetString(const HwValuable* valuable);
-
 } // namespace vellxml::htmldoc_p
 
 #endif

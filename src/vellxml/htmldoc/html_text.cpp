@@ -269,33 +269,4 @@ QString displayPath(const HwXMLElement* element)
     return element->getName();
 }
 
-QString registerResetString(const HwValuable* valuable)
-{
-    const unsigned int width = std::min(valuable->getBitSize(), 32u);
-    const std::uint64_t widthMask = (std::uint64_t {1} << width) - 1;
-    std::uint64_t value = 0;
-    std::uint64_t known = 0;
-    std::uint64_t unknown = 0;
-    for (const auto& field : valuable->getBitFields()) {
-        const std::uint64_t mask = field->getFullValueUnshifted() & widthMask;
-        if (field->hasResetValue()) {
-            const int down = std::max(field->getDownPos(), 0);
-            value |= (std::uint64_t {field->getResetValue()} << down) & mask;
-            known |= mask;
-        } else {
-            unknown |= mask;
-        }
-    }
-    if (known == 0)
-        return QStringLiteral("-");
-    QString out = QStringLiteral("0x");
-    for (int digit = static_cast<int>(width / 4) - 1; digit >= 0; --digit) {
-        if ((unknown >> (digit * 4)) & 0xF)
-            out += QLatin1Char('x');
-        else
-            out += QString::number((value >> (digit * 4)) & 0xF, 16).toUpper();
-    }
-    return out;
-}
-
 } // namespace vellxml::htmldoc_p

@@ -14,6 +14,14 @@
 
 class HwMemoryMap;
 
+/// The result of loading one archive file.
+enum XMDOpenError : int {
+    XMD_OK = 0,
+    XMD_NOT_OPENED = 1, ///< the file could not be opened
+    XMD_ALREADY_LOADED = 2, ///< the existing archive is returned
+    XMD_INVALID = 3 ///< the file was read but is no valid archive
+};
+
 /// The types (modules, typedefs, externals) that one archive defines, by type name. The archive owns the
 /// elements; the registry only finds them.
 class VELLXML_EXPORT HwTemplateManager {
@@ -68,6 +76,8 @@ class VELLXML_EXPORT HwXMLArchive : public HwXMLElement, public HwVariableScope 
 public:
     explicit HwXMLArchive(const QString& name);
     ~HwXMLArchive() override;
+    /// Instances are indexed by name by the root archive, which is told.
+    void childRenamed() override;
 
     unsigned int sizeOf() const override;
     unsigned int getAlignConstraint() const override;
@@ -234,6 +244,8 @@ public:
     HwXMLElement* getInstanceByName(const QString& name) const;
     /// The first answer, asking the instances in creation order, of getElementFromPathTokens; null if none.
     HwXMLElement* getElementFromInstances(const QStringList& tokens) const;
+    /// An instance was renamed: the index of instances by name is rebuilt when next needed.
+    void childRenamed() override;
 
 private:
     HwMemoryMap* m_memoryMap = nullptr;

@@ -4,7 +4,7 @@
 #include "xml_element_p.h"
 
 #include <vellxml/loader/archive.h>
-#include <vellxml/loader/archive_loader.h>
+#include "archive_loader_p.h"
 #include <vellxml/model/composites.h>
 
 #include <QDir>
@@ -16,16 +16,6 @@ using vellxml::loader_p::Evaluation;
 using vellxml::loader_p::splitWords;
 
 namespace {
-
-void emitPositioned(
-    HwMessageCallback callback, const QString& file, int line, int column, const QString& text)
-{
-    if (callback)
-        callback(QStringLiteral("%1:%2:%3:%4")
-                     .arg(file, QString::number(line), QString::number(column), text)
-                     .toUtf8()
-                     .constData());
-}
 
 QString headerNameOf(const QString& fileName)
 {
@@ -39,11 +29,8 @@ QString headerNameOf(const QString& fileName)
 
 } // namespace
 
-HwArchiveLoader::HwArchiveLoader(
-    HwMessageCallback log, HwMessageCallback error, HwMessageCallback warning, const HwLoadLimits& limits)
-    : m_log(log)
-    , m_error(error)
-    , m_warning(warning)
+HwArchiveLoader::HwArchiveLoader(vellxml::DiagnosticSink& sink, const HwLoadLimits& limits)
+    : m_sink(sink)
     , m_limits(limits)
 {
 }
@@ -53,7 +40,7 @@ HwArchiveLoader::~HwArchiveLoader() = default;
 void HwArchiveLoader::setDescriptionChecks(const HwDescriptionChecks& checks)
 {
     if (checks.enabled)
-        m_checker = std::make_unique<vellxml::loader_p::DescriptionChecker>(checks, m_warning);
+        m_checker = std::make_unique<vellxml::loader_p::DescriptionChecker>(checks, m_sink);
     else
         m_checker.reset();
 }
@@ -64,36 +51,53 @@ void HwArchiveLoader::finishDescriptionChecks()
         m_checker->checkInstances();
 }
 
-void HwArchiveLoader::ErrorMessage(const QString& file, int line, int column, const QString& text) const
+void HwArchiveLoader::report(vellxml::Severity severity, const QString& file, int line, int column,
+    const QString& text, const char* code) const
 {
-    emitPositioned(m_error, file, line, column, text);
+    vellxml::Diagnostic diagnostic;
+    diagnostic.severity = severity;
+    diagnostic.file = file;
+    diagnostic.line = line;
+    diagnostic.column = column;
+    diagnostic.code = QString::fromLatin1(code);
+    diagnostic.text = text;
+    m_sink.report(diagnostic);
 }
 
-void HwArchiveLoader::WarningMessage(const QString& file, int line, int column, const QString& text) const
+void HwArchiveLoader::ErrorMessage(
+    const QString& file, int line, int column, const QString& text, const char* code) const
 {
-    emitPositioned(m_warning, file, line, column, text);
+    report(vellxml::Severity::Error, file, line, column, text, code);
 }
 
-void HwArchiveLoader::LogMessage(const QString& file, int line, int column, const QString& text) const
+void HwArchiveLoader::WarningMessage(
+    const QString& file, int line, int column, const QString& text, const char* code) const
 {
-    emitPositioned(m_log, file, line, column, text);
+    report(vellxml::Severity::Warning, file, line, column, text, code);
+}
+
+void HwArchiveLoader::LogMessage(
+    const QString& file, int line, int column, const QString& text, const char* code) const
+{
+    report(vellxml::Severity::Log, file, line, column, text, code);
 }
 
 void HwArchiveLoader::reportError(
-    const HwXMLArchive* archive, const HwXmlElementView& element, const QString& text) const
+    const HwXMLArchive* archive, const HwXmlElementView& element, const QString& text, const char* code) const
 {
-    ErrorMessage(archive->getTotalPath(), element.line(), element.column(), text);
+    ErrorMessage(archive->getTotalPath(), element.line(), element.column(), text, code);
 }
 
 bool HwArchiveLoader::charge(const HwXMLArchive* archive, const HwXmlElementView& element, std::int64_t count)
 {
     if (!vellxml::loader_p::allowElementAllocation()) {
-        reportError(archive, element, QStringLiteral("Element allocation failed."));
+        reportError(archive, element, QStringLiteral("Element allocation failed."), vellxml::code::Limit);
         return false;
     }
     if (count > m_limits.maxElements - m_elementCount) {
         reportError(archive, element,
-            QStringLiteral("The load builds more than %1 elements.").arg(m_limits.maxElements));
+            QStringLiteral("The load builds more than %1 elements.").arg(m_limits.maxElements),
+            vellxml::code::Limit);
         m_elementCount = m_limits.maxElements;
         return false;
     }
@@ -114,7 +118,8 @@ bool HwArchiveLoader::readArrayCount(const HwXMLArchive* archive, const HwXmlEle
     if (value.failed) {
         reportError(archive, element,
             QStringLiteral("Tag defining '%1' contains %2 '%3' with an error in its count expression !")
-                .arg(typeName, valueArray ? kind + QStringLiteral(" array") : kind, name));
+                .arg(typeName, valueArray ? kind + QStringLiteral(" array") : kind, name),
+            vellxml::code::Expression);
         return false;
     }
     if (valueArray && value.value < 0) {
@@ -138,34 +143,31 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::makeArray(const HwXMLArchive* arc
 }
 
 HwXMLArchive* HwArchiveLoader::loadArchiveFromFile(const QString& path, const QString& name,
-    const QString& directory, HwRootArchive* root, HwMessageCallback log, HwMessageCallback error,
-    HwMessageCallback warning, bool reportOpenProblems, XMDOpenError& result)
+    const QString& directory, HwRootArchive* root, OpenProblem openProblem, XMDOpenError& result)
 {
-    m_log = log;
-    m_error = error;
-    m_warning = warning;
     result = XMD_OK;
-    if (m_checker)
-        m_checker->setWarningCallback(warning);
     if (HwXMLArchive* existing = root->hasArchive(directory, name)) {
         result = XMD_ALREADY_LOADED;
         return existing;
     }
 
-    // The document reader's messages: unpositioned, the open problem only when asked for.
+    // The document reader's messages are unpositioned.
     QByteArray utf8;
     QString reason;
     const int read = vellxml::loader_p::readArchiveFile(path, m_limits, utf8, reason);
     if (read == vellxml::loader_p::READ_NOT_OPENED) {
-        if (reportOpenProblems && warning)
-            warning(QStringLiteral("Unable to open file %1").arg(path).toUtf8().constData());
+        const QString text = QStringLiteral("Unable to open file %1").arg(path);
+        if (openProblem == OpenProblem::Fail)
+            report(vellxml::Severity::Error, QString(), 0, 0, text, vellxml::code::FileOpen);
+        else if (openProblem == OpenProblem::Warn)
+            report(vellxml::Severity::Warning, QString(), 0, 0, text, vellxml::code::FileOpen);
         result = XMD_NOT_OPENED;
         return nullptr;
     }
-    if (log)
-        log(QStringLiteral("Loading %1...").arg(path).toUtf8().constData());
+    report(vellxml::Severity::Log, QString(), 0, 0, QStringLiteral("Loading %1...").arg(path),
+        vellxml::code::Progress);
     if (read != vellxml::loader_p::READ_OK) {
-        ErrorMessage(path, 0, 0, reason);
+        ErrorMessage(path, 0, 0, reason, vellxml::code::FileRead);
         result = XMD_INVALID;
         return nullptr;
     }
@@ -173,7 +175,7 @@ HwXMLArchive* HwArchiveLoader::loadArchiveFromFile(const QString& path, const QS
     int line = 0;
     int column = 0;
     if (!document.parse(std::move(utf8), m_limits, line, column, reason)) {
-        ErrorMessage(path, line, column, reason);
+        ErrorMessage(path, line, column, reason, vellxml::code::XmlSyntax);
         result = XMD_INVALID;
         return nullptr;
     }
@@ -202,7 +204,7 @@ HwXMLArchive* HwArchiveLoader::readDocument(const HwXmlDocument& document, const
         for (const HwXmlElementView& child : top.childElements()) {
             if (child.lowerTagName() != QLatin1String("archive")) {
                 ErrorMessage(path, child.line(), child.column(),
-                    QStringLiteral("Unvalid '%2' tag.\n").arg(child.tagName()));
+                    QStringLiteral("Unvalid '%2' tag.\n").arg(child.tagName()), vellxml::code::ArchiveFormat);
                 return nullptr;
             }
             last = manageArchiveTag(child, name, directory, root);
@@ -222,7 +224,8 @@ HwXMLArchive* HwArchiveLoader::readDocument(const HwXmlDocument& document, const
         WarningMessage(path, 0, 0,
             QStringLiteral(
                 "You are using an old archive format! Please enclose the content of your file into an "
-                "<archive> tag!"));
+                "<archive> tag!"),
+            vellxml::code::ArchiveFormat);
         auto created = std::make_unique<HwXMLArchive>(name);
         created->setDirectory(directory);
         HwXMLArchive* archive = root->addXMLArchive(std::move(created));
@@ -235,10 +238,11 @@ HwXMLArchive* HwArchiveLoader::readDocument(const HwXmlDocument& document, const
     }
     if (tag == QLatin1String("chip") || tag == QLatin1String("soft")) {
         ErrorMessage(path, 0, 0,
-            QStringLiteral("Old archive format! Please edit your xml files to conform to the new norm."));
+            QStringLiteral("Old archive format! Please edit your xml files to conform to the new norm."),
+            vellxml::code::ArchiveFormat);
         return nullptr;
     }
-    ErrorMessage(path, 0, 0, QStringLiteral("Bad archive format!"));
+    ErrorMessage(path, 0, 0, QStringLiteral("Bad archive format!"), vellxml::code::ArchiveFormat);
     return nullptr;
 }
 
@@ -267,7 +271,8 @@ HwXMLArchive* HwArchiveLoader::manageArchiveTag(
         } else if (tag == QLatin1String("include")) {
             const int included = manageIncludeTag(child, archive);
             if (included == 1)
-                WarningMessage(archive->getTotalPath(), 0, 0, QStringLiteral("Skipped."));
+                WarningMessage(
+                    archive->getTotalPath(), 0, 0, QStringLiteral("Skipped."), vellxml::code::IncludeSkipped);
             ok = included != 3;
         } else if (tag == QLatin1String("spacer")) {
             ok = manageSpacerTag(child, archive);
@@ -316,7 +321,8 @@ int HwArchiveLoader::manageIncludeTag(const HwXmlElementView& element, HwXMLArch
             if (value.failed) {
                 reportError(archive, child,
                     QStringLiteral("Condition '%1' of include '%2' contains an error in its expression !")
-                        .arg(condition, caseFile));
+                        .arg(condition, caseFile),
+                    vellxml::code::Expression);
                 return 3;
             }
             // Every case is recorded; only the first one that holds is loaded.
@@ -372,15 +378,15 @@ int HwArchiveLoader::manageIncludeEntry(HwXMLArchive* archive, HwXMLInclude* inc
         const QString text =
             QStringLiteral("Includes are nested deeper than %1 levels.").arg(m_limits.maxIncludeDepth);
         if (m_includeElement)
-            reportError(archive, *m_includeElement, text);
+            reportError(archive, *m_includeElement, text, vellxml::code::Limit);
         else
-            ErrorMessage(archive->getTotalPath(), 0, 0, text);
+            ErrorMessage(archive->getTotalPath(), 0, 0, text, vellxml::code::Limit);
         return XMD_INVALID;
     }
     XMDOpenError result = XMD_OK;
     ++m_includeDepth;
     HwXMLArchive* loaded = loadArchiveFromFile(fullPath, relativeName, archive->getDirectory(),
-        archive->getRootArchive(), m_log, m_error, m_warning, !optional, result);
+        archive->getRootArchive(), optional ? OpenProblem::Ignore : OpenProblem::Warn, result);
     --m_includeDepth;
     if (loaded) {
         archive->addIncludedArchive(loaded);
@@ -425,7 +431,8 @@ bool HwArchiveLoader::manageModuleOrTypedefTag(const HwXmlElementView& element, 
     HwRootArchive* root = archive->getRootArchive();
     if (root && root->getTemplate(typeName)) {
         reportError(
-            archive, element, QStringLiteral("Type '%1' already exists or already loaded !)").arg(typeName));
+            archive, element, QStringLiteral("Type '%1' already exists or already loaded !)").arg(typeName),
+            vellxml::code::DuplicateType);
         return false;
     }
     HwXMLElement* added = archive->addElement(std::move(structure));

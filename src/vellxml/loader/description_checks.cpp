@@ -114,8 +114,8 @@ QString closestName(const QString& name, const QStringList& candidates)
     return best;
 }
 
-DescriptionChecker::DescriptionChecker(const HwDescriptionChecks& options, HwMessageCallback warning)
-    : m_warning(warning)
+DescriptionChecker::DescriptionChecker(const HwDescriptionChecks& options, vellxml::DiagnosticSink& sink)
+    : m_sink(sink)
 {
     for (const QString& code : options.silenced)
         m_silenced.insert(code);
@@ -124,12 +124,16 @@ DescriptionChecker::DescriptionChecker(const HwDescriptionChecks& options, HwMes
 void DescriptionChecker::report(
     const char* code, const QString& file, int line, int column, const QString& text) const
 {
-    if (!m_warning || m_silenced.contains(QLatin1String(code)))
+    if (m_silenced.contains(QLatin1String(code)))
         return;
-    m_warning(QStringLiteral("%1:%2:%3:%4 [%5]")
-                  .arg(file, QString::number(line), QString::number(column), text, QLatin1String(code))
-                  .toUtf8()
-                  .constData());
+    vellxml::Diagnostic diagnostic;
+    diagnostic.severity = vellxml::Severity::Warning;
+    diagnostic.file = file;
+    diagnostic.line = line;
+    diagnostic.column = column;
+    diagnostic.code = QLatin1String(code);
+    diagnostic.text = QStringLiteral("%1 [%2]").arg(text, QLatin1String(code));
+    m_sink.report(diagnostic);
 }
 
 void DescriptionChecker::report(

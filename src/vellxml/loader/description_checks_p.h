@@ -3,6 +3,7 @@
 
 #include "xml_element_p.h"
 
+#include <vellxml/diagnostic.h>
 #include <vellxml/loader/description_checks.h>
 #include <vellxml/loader/document.h>
 
@@ -32,12 +33,10 @@ QString closestName(const QString& name, const QStringList& candidates);
 /// later comparison needs, so that a load with checks costs little more than one without.
 class DescriptionChecker {
 public:
-    DescriptionChecker(const HwDescriptionChecks& options, HwMessageCallback warning);
+    DescriptionChecker(const HwDescriptionChecks& options, vellxml::DiagnosticSink& sink);
 
-    void setWarningCallback(HwMessageCallback warning) { m_warning = warning; }
-
-    /// The one way out of every finding: "file:line:column:text [code]" through the warning callback,
-    /// unless the code is silenced.
+    /// The one way out of every finding: a warning with its code, its text ending in " [code]" so that a
+    /// reader of the plain message can look the code up, unless the code is silenced.
     void report(const char* code, const QString& file, int line, int column, const QString& text) const;
     void report(const char* code, const HwXMLArchive* archive, const HwXmlElementView& element,
         const QString& text) const;
@@ -105,7 +104,7 @@ private:
     };
     static Place placeOf(const HwXMLArchive* archive, const HwXmlElementView& element);
 
-    HwMessageCallback m_warning;
+    vellxml::DiagnosticSink& m_sink;
     QSet<QString> m_silenced;
     std::vector<Field> m_fields;
     std::vector<Instance> m_instances;

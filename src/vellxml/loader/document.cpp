@@ -18,7 +18,10 @@
 #error "VELLXML_AES_KEY_BYTES must come from the build (CMake option VELLXML_AES_KEY)"
 #endif
 
-const unsigned char HwXML::AESVellKey[32] = {VELLXML_AES_KEY_BYTES};
+namespace HwXML {
+// Internal linkage: the key of encrypted archives never appears in the library's symbol table.
+const unsigned char AESVellKey[32] = {VELLXML_AES_KEY_BYTES};
+} // namespace HwXML
 
 void LoadUtilsDummySilentPrint(const char*)
 {

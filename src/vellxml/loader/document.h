@@ -1,6 +1,7 @@
 #ifndef VELLXML_LOADER_DOCUMENT_H
 #define VELLXML_LOADER_DOCUMENT_H
 
+#include <vellxml/diagnostic.h>
 #include <vellxml/vellxml_export.h>
 
 #include <QString>
@@ -9,9 +10,6 @@
 #include <cstdint>
 
 class QDomDocument;
-
-/// A message callback: one UTF-8 text, no position added. A null callback silences its kind of message.
-using HwMessageCallback = void (*)(const char*);
 
 /// The callback that does nothing; null callbacks are replaced by it.
 VELLXML_EXPORT void LoadUtilsDummySilentPrint(const char* text);
@@ -31,17 +29,13 @@ struct HwLoadLimits {
     std::int64_t maxElements = 8 * 1024 * 1024;
 };
 
-namespace HwXML {
-/// The AES-256 key of encrypted archives, fixed when the library is built (CMake option VELLXML_AES_KEY).
-VELLXML_EXPORT extern const unsigned char AESVellKey[32];
-} // namespace HwXML
-
 /// Encrypted archive layout: "EXML", version (16 bits), plain length (32 bits), IV (16 bytes), cipher text.
 inline constexpr std::size_t XMD_HEADER_SIZE = 26;
 
 /// AES-256-CBC over ceil(length / 16) blocks of 16 bytes: out = AES(in XOR chain), chain = out, the chain
 /// starting at iv (zeros when iv is null). Both buffers must hold the rounded-up length. A null key uses
-/// HwXML::AESVellKey. A length below 1 does nothing. Returns 1, or 0 when the cipher library fails.
+/// the key of encrypted archives, fixed when the library is built (CMake option VELLXML_AES_KEY) and never
+/// visible outside it. A length below 1 does nothing. Returns 1, or 0 when the cipher library fails.
 VELLXML_EXPORT int AES_Encrypt(const unsigned char* in, unsigned char* out, int length,
     const unsigned char* iv, const unsigned char* key);
 /// The inverse of AES_Encrypt: out = AES^-1(in) XOR chain, chain = in.

@@ -3,9 +3,7 @@
 
 // Internal seams of the loader, for the fault-injection tests and the fuzz targets only: where archive
 // bytes come from, and a way to make the loader's element allocations fail. Not installed, not part of
-// the library's interface; the symbols are exported only so that those programs can reach them.
-
-#include <vellxml/vellxml_export.h>
+// the library's interface; those programs link the static build of the library to reach them.
 
 #include <QByteArray>
 #include <QString>
@@ -24,7 +22,7 @@ enum class FileRead {
 };
 
 /// Where the loader gets the bytes of archive files.
-class VELLXML_EXPORT FileSource {
+class FileSource {
 public:
     virtual ~FileSource();
     /// The whole content of `path`. A file larger than `maxBytes` gives TooLarge without being read.
@@ -32,11 +30,11 @@ public:
 };
 
 /// The file system.
-VELLXML_EXPORT FileSource& fileSystemSource();
+FileSource& fileSystemSource();
 
 /// The source of every later read (null: the file system again); returns the previous one, null when it
 /// was the file system. Process-wide and not locked, like the loader's other statics.
-VELLXML_EXPORT FileSource* setFileSource(FileSource* source);
+FileSource* setFileSource(FileSource* source);
 
 /// The source reads go to now.
 FileSource& currentFileSource();
@@ -44,10 +42,10 @@ FileSource& currentFileSource();
 /// Makes the `n`th element allocation counted from now fail (0: none fails). The loader charges every
 /// model element to its budget before building it; an injected failure is reported there as
 /// "Element allocation failed." and unwinds the load like any other error.
-VELLXML_EXPORT void failElementAllocation(std::int64_t n);
+void failElementAllocation(std::int64_t n);
 
 /// The number of element allocations asked for since the last failElementAllocation().
-VELLXML_EXPORT std::int64_t elementAllocations();
+std::int64_t elementAllocations();
 
 /// Counts one allocation; false when it is the one that must fail.
 bool allowElementAllocation();

@@ -1,5 +1,5 @@
 #include <vellxml/loader/archive.h>
-#include <vellxml/loader/archive_loader.h>
+#include "archive_loader_p.h"
 #include <vellxml/loader/memory_map.h>
 
 #include <QDir>
@@ -33,61 +33,57 @@ void HwMemoryMap::setSoftRootArchive(std::unique_ptr<HwRootArchive> root)
 
 namespace {
 
-void emitText(HwMessageCallback callback, const QString& text)
+void reportUnpositioned(vellxml::DiagnosticSink& sink, vellxml::Severity severity, const QString& text)
 {
-    if (callback)
-        callback(text.toUtf8().constData());
+    vellxml::Diagnostic diagnostic;
+    diagnostic.severity = severity;
+    diagnostic.code = QString::fromLatin1(
+        severity == vellxml::Severity::Log ? vellxml::code::Progress : vellxml::code::ArchiveFormat);
+    diagnostic.text = text;
+    sink.report(diagnostic);
 }
 
 } // namespace
 
-void HwMemoryMapLoader::ErrorMessage(const QString& text) const
-{
-    emitText(m_error, text);
-}
-
-void HwMemoryMapLoader::WarningMessage(const QString& text) const
-{
-    emitText(m_warning, text);
-}
-
-void HwMemoryMapLoader::LogMessage(const QString& text) const
-{
-    emitText(m_log, text);
-}
-
 HwRootArchive* HwMemoryMapLoader::loadRootArchiveFromFile(HwMemoryMap* memoryMap, const QString& path,
     HwMessageCallback log, HwMessageCallback error, HwMessageCallback warning, bool chip)
 {
-    m_log = log;
-    m_error = error;
-    m_warning = warning;
+    vellxml::DiagnosticCallbacks callbacks(log, error, warning);
+    return loadRootArchiveFromFile(memoryMap, path, callbacks, chip);
+}
+
+HwRootArchive* HwMemoryMapLoader::loadRootArchiveFromFile(
+    HwMemoryMap* memoryMap, const QString& path, vellxml::DiagnosticSink& sink, bool chip)
+{
     if (path.isEmpty()) {
-        LogMessage(chip ? QStringLiteral("No XML Chip to Load.") : QStringLiteral("No XML Soft to Load."));
+        reportUnpositioned(sink, vellxml::Severity::Log,
+            chip ? QStringLiteral("No XML Chip to Load.") : QStringLiteral("No XML Soft to Load."));
         return nullptr;
     }
     const QFileInfo info(path);
     const QString baseName = info.baseName();
-    m_directory = info.absolutePath();
+    const QString directory = info.absolutePath();
     auto root = std::make_unique<HwRootArchive>(memoryMap, baseName);
     // Global variables declared by a failing load are taken back with the rest.
     const int globalCount = memoryMap ? memoryMap->getGlobalVariables().count() : 0;
-    HwArchiveLoader loader(log, error, warning, m_limits);
+    HwArchiveLoader loader(sink, m_limits);
     loader.setDescriptionChecks(m_checks);
     XMDOpenError result = XMD_OK;
+    // The root file is required: without it there is nothing to load.
     HwXMLArchive* archive = loader.loadArchiveFromFile(
-        path, info.fileName(), m_directory, root.get(), log, error, warning, true, result);
+        path, info.fileName(), directory, root.get(), HwArchiveLoader::OpenProblem::Fail, result);
     if (!archive) {
         // A root bigarchive holding no archive is read without a complaint (an include of one adds
         // nothing), but it leaves the load without a model: say so, or the caller gets nothing and no reason.
         if (result == XMD_OK)
-            ErrorMessage(QStringLiteral("No archive in %1.").arg(path));
+            reportUnpositioned(sink, vellxml::Severity::Error, QStringLiteral("No archive in %1.").arg(path));
         if (memoryMap)
             memoryMap->getGlobalVariables().truncate(globalCount);
         return nullptr;
     }
     loader.finishDescriptionChecks();
-    LogMessage((chip ? QStringLiteral("Chip %1 loaded.") : QStringLiteral("Soft %1 loaded.")).arg(baseName));
+    reportUnpositioned(sink, vellxml::Severity::Log,
+        (chip ? QStringLiteral("Chip %1 loaded.") : QStringLiteral("Soft %1 loaded.")).arg(baseName));
     HwRootArchive* loaded = root.get();
     if (memoryMap) {
         if (chip)

@@ -54,6 +54,10 @@ public:
     /// token names a top-level instance; with more, a leading "$" is dropped and each instance, in
     /// creation order, is asked with the tokens.
     HwXMLElement* getElementFromPath(const QString& path) const;
+    /// The element a person names: a path as getElementFromPath reads it, or as HwXMLElement::getPath()
+    /// prints it, where a top-level instance alone is "$" and its name. Tools resolve their users' paths
+    /// with this, so that every path they list is found again.
+    HwXMLElement* findElement(const QString& path) const;
     /// What may follow the last "." of the path: with one token, the top-level instances; else the list of
     /// the instance the first token names, for the rest of the path. The last token does not filter.
     CXMLCompletionList getCompletionListFromPath(const QString& path) const;
@@ -64,9 +68,10 @@ public:
     // C headers, assembly headers and VHDL packages (generators/).
     /// Writes, under dir, the C header of every archive of the chip (which true) or soft (false) root, and
     /// the assembly headers of the archives that ask for them. Progress lines ("Avoiding %s", "Skipping %s")
-    /// go to standard output. Each file is written whole or not at all; a file whose path would leave dir is
-    /// refused with a message on standard error. Returns false when some file could not be written.
-    bool generateCHeaders(const QString& dir, bool which);
+    /// go to standard output. Each file is written whole or not at all; a file that cannot be written, or
+    /// whose path would leave dir, is reported with its path and the reason to `sink` (an error diagnostic),
+    /// or as a line on standard error without one. Returns false when some file could not be written.
+    bool generateCHeaders(const QString& dir, bool which, vellxml::DiagnosticSink* sink = nullptr);
     /// Which files generateCHeaders writes besides the ARM flavour (getGenerateArmAsm): the C headers and
     /// the assembly headers, both by default. An archive that asks for no header still gets none.
     void setHeaderKinds(bool cHeaders, bool assemblyHeaders)
@@ -75,7 +80,7 @@ public:
         m_writeAsmHeaders = assemblyHeaders;
     }
     /// Writes, under dir, the VHDL register package of every archive of the chip root. Same file rules.
-    bool generateVHDL(const QString& dir);
+    bool generateVHDL(const QString& dir, vellxml::DiagnosticSink* sink = nullptr);
 
     // HTML documentation (htmldoc/).
     /// Writes the browsable documentation of the chip description into `dir` (made when missing): the fixed
@@ -85,6 +90,8 @@ public:
     /// touched; existing files of other names are left alone. Returns false, with the reason in `error`
     /// when given, if no chip is loaded or a file cannot be written. The output depends only on the model.
     bool generateDocumentation(const QString& dir, QString* error = nullptr) const;
+    /// The same, reporting the reason of a failure to `sink` as an error diagnostic (code OutputWrite).
+    bool generateDocumentation(const QString& dir, vellxml::DiagnosticSink& sink) const;
 
 private:
     std::unique_ptr<HwRootArchive> m_chipRoot;
@@ -99,11 +106,15 @@ private:
 /// The entry of a load: reads a root file and everything it includes into a new root archive.
 class VELLXML_EXPORT HwMemoryMapLoader {
 public:
-    /// Loads the chip (chip true) or soft description of `path` for `memoryMap`. Messages go, formatted
-    /// "file:line:column:text", to the log, error and warning callbacks (null ones are silent). On success
-    /// the memory map takes the new root (deleting an earlier one of the same kind) and it is returned; on
-    /// failure null is returned and nothing built by the call remains. Without a memory map (null) the caller
-    /// owns the returned root.
+    /// Loads the chip (chip true) or soft description of `path` for `memoryMap`. Every problem, and each
+    /// file read, is reported once to `sink` as a diagnostic. On success the memory map takes the new root
+    /// (deleting an earlier one of the same kind) and it is returned; on failure, which always comes with an
+    /// error diagnostic, null is returned and nothing built by the call remains. Without a memory map
+    /// (null) the caller owns the returned root.
+    HwRootArchive* loadRootArchiveFromFile(
+        HwMemoryMap* memoryMap, const QString& path, vellxml::DiagnosticSink& sink, bool chip);
+    /// The same with the three text callbacks (null ones are silent): each diagnostic goes to the callback
+    /// of its severity as "file:line:column:text", or as its text alone when it names no file.
     HwRootArchive* loadRootArchiveFromFile(HwMemoryMap* memoryMap, const QString& path, HwMessageCallback log,
         HwMessageCallback error, HwMessageCallback warning, bool chip);
 
@@ -112,15 +123,7 @@ public:
     /// The description checks of the next loads (off by default).
     HwDescriptionChecks& checks() { return m_checks; }
 
-    void ErrorMessage(const QString& text) const;
-    void WarningMessage(const QString& text) const;
-    void LogMessage(const QString& text) const;
-
 private:
-    HwMessageCallback m_log = nullptr;
-    HwMessageCallback m_error = nullptr;
-    HwMessageCallback m_warning = nullptr;
-    QString m_directory;
     HwLoadLimits m_limits;
     HwDescriptionChecks m_checks;
 };

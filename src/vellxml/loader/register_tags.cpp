@@ -5,7 +5,7 @@
 #include "xml_element_p.h"
 
 #include <vellxml/loader/archive.h>
-#include <vellxml/loader/archive_loader.h>
+#include "archive_loader_p.h"
 #include <vellxml/loader/text_helpers.h>
 #include <vellxml/model/bitfield.h>
 #include <vellxml/model/composites.h>

@@ -31,6 +31,80 @@ QString readCJokerFromCommentTag(const QDomElement& element)
     return vellxml::loader_p::cjokerFromMarkup(serializeDom(element));
 }
 
+namespace {
+
+// The length of a line-break tag at `at`, or 0.
+int lineBreakAt(const QString& text, int at)
+{
+    const QStringView rest = QStringView(text).mid(at);
+    for (const QLatin1String form :
+        {QLatin1String("<br>"), QLatin1String("<br/>"), QLatin1String("<br />")}) {
+        if (rest.startsWith(form, Qt::CaseInsensitive))
+            return static_cast<int>(form.size());
+    }
+    return 0;
+}
+
+// The character reference at `at` ("&" ... ";"): its length and the code point it stands for; 0 when there
+// is none (a lone "&" stays as it is).
+int referenceAt(const QString& text, int at, char32_t& code)
+{
+    const int end = static_cast<int>(text.indexOf(QLatin1Char(';'), at));
+    if (end < 0 || end - at > 12)
+        return 0;
+    const QString name = text.mid(at + 1, end - at - 1);
+    static const struct {
+        const char* name;
+        char32_t code;
+    } named[] = {{"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}};
+    for (const auto& entry : named) {
+        if (name == QLatin1String(entry.name)) {
+            code = entry.code;
+            return end - at + 1;
+        }
+    }
+    if (!name.startsWith(QLatin1Char('#')) || name.size() < 2)
+        return 0;
+    const bool hex = name.at(1) == QLatin1Char('x') || name.at(1) == QLatin1Char('X');
+    bool ok = false;
+    const uint value = name.mid(hex ? 2 : 1).toUInt(&ok, hex ? 16 : 10);
+    if (!ok || value == 0 || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF))
+        return 0;
+    code = value;
+    return end - at + 1;
+}
+
+} // namespace
+
+QStringList commentToPlainLines(const QString& comment)
+{
+    QStringList lines;
+    QString line;
+    const int size = static_cast<int>(comment.size());
+    for (int i = 0; i < size; ++i) {
+        const QChar c = comment.at(i);
+        int length = 0;
+        char32_t code = 0;
+        if (c == QLatin1Char('\n') || (c == QLatin1Char('<') && (length = lineBreakAt(comment, i)) > 0)) {
+            lines << line.trimmed();
+            line.clear();
+            i += length > 0 ? length - 1 : 0;
+        } else if (c == QLatin1Char('&') && (length = referenceAt(comment, i, code)) > 0) {
+            if (code != '\r')
+                line += QString::fromUcs4(&code, 1);
+            i += length - 1;
+        } else if (c != QLatin1Char('\r')) {
+            line += c;
+        }
+    }
+    lines << line.trimmed();
+    while (!lines.isEmpty() && lines.first().isEmpty())
+        lines.removeFirst();
+    while (!lines.isEmpty() && lines.last().isEmpty())
+        lines.removeLast();
+    return lines;
+}
+
 // Words are filled greedily: the prefix counts against the width, every line holds at least one word, and
 // a word longer than the room left stands alone on its line rather than being cut.
 QString convertCommentToCComment(const QString& text, int width, int level)

@@ -5,6 +5,7 @@
 #include <vellxml/vellxml_export.h>
 
 #include <QString>
+#include <QStringList>
 
 class QDomElement;
 
@@ -13,6 +14,12 @@ class QDomElement;
 VELLXML_EXPORT QString readCommentFromCommentTag(const QDomElement& element);
 /// The text of a `cjoker` element: verbatim C code with its white space, entities decoded.
 VELLXML_EXPORT QString readCJokerFromCommentTag(const QDomElement& element);
+
+/// A comment as plain text lines, for a terminal or any other reader without HTML: a line break ("<br>",
+/// "<br/>", "<br />" in any case, or a new line) starts a line, character references ("&amp;", "&lt;",
+/// "&gt;", "&quot;", "&apos;", "&#N;", "&#xN;") become their characters, carriage returns are dropped and
+/// each line is trimmed. Empty lines at the start and the end are left out; an empty comment gives none.
+VELLXML_EXPORT QStringList commentToPlainLines(const QString& comment);
 
 /// A comment as a block of "///" lines indented by level * 4 blanks, words filled within `width` columns
 /// (at least 40 columns of text remain whatever the level). "<br>" starts a new line; empty lines are kept.

@@ -6,7 +6,7 @@
 #include "xml_element_p.h"
 
 #include <vellxml/loader/archive.h>
-#include <vellxml/loader/archive_loader.h>
+#include "archive_loader_p.h"
 #include <vellxml/loader/memory_map.h>
 #include <vellxml/model/bitfield.h>
 #include <vellxml/model/composites.h>
@@ -318,11 +318,14 @@ bool HwArchiveLoader::manageVarTag(const HwXmlElementView& element, HwXMLArchive
         target = &map->getGlobalVariables();
     }
     // A global is evaluated with the declaring archive's variables, then stored with the globals.
-    const Evaluation result = evaluate(archive, value);
+    Evaluation result = evaluate(archive, value);
     if (result.failed) {
+        // The message names the variable being declared, as the evaluation under its name does.
+        archive->getVariableManager().evalExpression(name, value, result.errorText, result.failed);
         reportError(archive, element,
             QStringLiteral("In archive '%1', variable '%2' declaration : %3")
-                .arg(archive->getName(), name, result.errorText));
+                .arg(archive->getName(), name, result.errorText),
+            vellxml::code::Expression);
         return false;
     }
     HwIntVar variable(name, value, result.value);

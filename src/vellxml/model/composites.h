@@ -57,6 +57,7 @@ public:
     CXMLCompletionList getCompletionListFromTokens(const QStringList& tokens) override;
     /// This structure, or the first member, in declaration order, that resolves the tokens after the first.
     HwXMLElement* getElementFromPathTokens(const QStringList& tokens) override;
+    void childRenamed() override;
 
     /// Places the member after the others and adopts it. Returns the member.
     HwXMLElement* addElement(std::unique_ptr<HwXMLElement> member);
@@ -105,6 +106,7 @@ public:
     QString getTypeString() const override;
     /// Stores the name and renames the items "name[i]".
     void setName(const QString& name) override;
+    void childRenamed() override;
     void memSet(const unsigned char* image) override;
     void getReadMask(unsigned char* mask) const override;
     void memGet(unsigned char* image) const override;

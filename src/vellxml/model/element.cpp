@@ -159,6 +159,12 @@ XMLElementType HwXMLElement::getType() const
 void HwXMLElement::setName(const QString& name)
 {
     m_name = name;
+    if (m_parent)
+        m_parent->childRenamed();
+}
+
+void HwXMLElement::childRenamed()
+{
 }
 
 QString HwXMLElement::getAddressString() const

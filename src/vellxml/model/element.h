@@ -121,7 +121,13 @@ public:
     virtual QString getCTypeString() const;
     virtual XMLElementType getType() const;
     virtual QString getTypeString() const = 0;
+    /// Renames the element; its parent is told (childRenamed), so that lookup by name always agrees with
+    /// the names.
     virtual void setName(const QString& name);
+    /// Called on the parent when one of its children was renamed. An element that indexes its children by
+    /// name (a structure, an array, the root archive's instances) drops the index; it is rebuilt when next
+    /// needed.
+    virtual void childRenamed();
     /// Takes the element's value(s) from a memory image positioned at its first byte.
     virtual void memSet(const unsigned char* image) = 0;
     /// Writes, for each byte of the element, 0xFF when it may be read from the target and 0 when not.

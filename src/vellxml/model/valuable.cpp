@@ -148,6 +148,46 @@ HwBitGroup* HwValuable::addBitGroup(std::unique_ptr<HwBitGroup> bitGroup)
     return m_bitGroups.back().get();
 }
 
+HwValuable::ResetValue HwValuable::getResetValue() const
+{
+    const unsigned int bits = getBitSize();
+    const std::uint32_t width = bits == 0 || bits >= 32 ? 0xFFFFFFFFu : (1u << bits) - 1u;
+    ResetValue reset;
+    std::uint32_t known = 0;
+    for (const auto& field : m_bitFields) {
+        const std::uint32_t mask = field->getFullValueUnshifted() & width;
+        if (field->hasResetValue()) {
+            reset.value = field->insertValueInCache(reset.value, field->getResetValue());
+            known |= mask;
+            reset.described = true;
+        } else {
+            reset.unknown |= mask;
+        }
+    }
+    // A bit that a field with a reset value describes is known, even if another field overlaps it.
+    reset.unknown &= ~known;
+    reset.value &= width & ~reset.unknown;
+    return reset;
+}
+
+QString HwValuable::getResetString() const
+{
+    const ResetValue reset = getResetValue();
+    if (!reset.described)
+        return QStringLiteral("-");
+    const unsigned int bits = getBitSize();
+    const int digits = bits == 0 || bits >= 32 ? 8 : static_cast<int>((bits + 3) / 4);
+    QString text = QStringLiteral("0x");
+    for (int digit = digits - 1; digit >= 0; --digit) {
+        const unsigned int shift = static_cast<unsigned int>(digit) * 4;
+        if ((reset.unknown >> shift) & 0xFu)
+            text += QLatin1Char('x');
+        else
+            text += QString::number((reset.value >> shift) & 0xFu, 16).toUpper();
+    }
+    return text;
+}
+
 HwBitField* HwValuable::getBitFieldByName(const QString& name) const
 {
     for (const auto& bitField : m_bitFields) {

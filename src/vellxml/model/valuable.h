@@ -88,6 +88,20 @@ public:
     const std::vector<std::unique_ptr<HwBitField>>& getBitFields() const { return m_bitFields; }
     const std::vector<std::unique_ptr<HwBitGroup>>& getBitGroups() const { return m_bitGroups; }
 
+    /// The value after reset that the bitfields describe, within the valuable's width: each field's reset
+    /// value in its bits; the bits of fields without one are `unknown` (and 0 in `value`); bits of no field
+    /// are reserved, 0 at reset. `described` is false when no field has a reset value.
+    struct ResetValue {
+        std::uint32_t value = 0;
+        std::uint32_t unknown = 0;
+        bool described = false;
+    };
+    ResetValue getResetValue() const;
+    /// The reset value as documentation shows it: "0x" and one hexadecimal digit per 4 bits of the width,
+    /// "x" for a digit holding unknown bits; "-" when no field has a reset value. The one text of the reset
+    /// value of a register, wherever it is shown.
+    QString getResetString() const;
+
     bool isReadable() const { return m_readable; }
     bool isWritable() const { return m_writable; }
     /// "r" or "-", then "w" or "-".

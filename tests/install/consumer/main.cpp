@@ -1,5 +1,5 @@
 // A program outside the project, built against the installed package: it uses
-// the evaluator, the element model and target access through the simulated host.
+// the evaluator, the element model, target access through the simulated host, and a load's diagnostics.
 #include <vellxml/host/simulator.h>
 #include <vellxml/vellxml.h>
 
@@ -32,5 +32,14 @@ int main()
     std::printf("%s at %s = %s, mode = %s\n", qPrintable(cfg->getPath()), qPrintable(cfg->getAddressString()),
         qPrintable(cfg->getValueString(DISPLAY_HEX)),
         qPrintable(mode->getValueString(DISPLAY_DEC, false, false)));
+
+    // A load reports through the caller's sink: a missing root file is one error with its stable code.
+    vellxml::DiagnosticList diagnostics;
+    HwMemoryMap map;
+    HwMemoryMapLoader loader;
+    if (loader.loadRootArchiveFromFile(&map, QStringLiteral("/nonexistent/chip.xml"), diagnostics, true)
+        || diagnostics || diagnostics.count(vellxml::Severity::Error) != 1)
+        return 1;
+    std::printf("%s\n", qPrintable(diagnostics.diagnostics().front().code));
     return 0;
 }

@@ -1,8 +1,9 @@
-#ifndef VELLXML_LOADER_ARCHIVE_LOADER_H
-#define VELLXML_LOADER_ARCHIVE_LOADER_H
+#ifndef VELLXML_LOADER_ARCHIVE_LOADER_P_H
+#define VELLXML_LOADER_ARCHIVE_LOADER_P_H
 
+#include <vellxml/diagnostic.h>
+#include <vellxml/loader/archive.h>
 #include <vellxml/loader/document.h>
-#include <vellxml/vellxml_export.h>
 
 #include <QString>
 
@@ -28,23 +29,14 @@ namespace vellxml::loader_p {
 class DescriptionChecker;
 }
 
-/// The result of loading one archive file.
-enum XMDOpenError : int {
-    XMD_OK = 0,
-    XMD_NOT_OPENED = 1, ///< the file could not be opened
-    XMD_ALREADY_LOADED = 2, ///< the existing archive is returned
-    XMD_INVALID = 3 ///< the file was read but is no valid archive
-};
-
 /// Reads archive files and turns their tags into the model. One loader serves one load: it carries the
 /// callbacks, the limits and the counts those limits bound.
 ///
-/// Every handler reports a failure once, where it finds it, as "file:line:column:text" with the total path
-/// of the archive being read, and returns false or null; the caller then fails without further messages.
-class VELLXML_EXPORT HwArchiveLoader {
+/// Every handler reports a failure once, where it finds it, as a diagnostic naming the total path of the
+/// archive being read, and returns false or null; the caller then fails without further messages.
+class HwArchiveLoader {
 public:
-    HwArchiveLoader(HwMessageCallback log, HwMessageCallback error, HwMessageCallback warning,
-        const HwLoadLimits& limits = HwLoadLimits());
+    explicit HwArchiveLoader(vellxml::DiagnosticSink& sink, const HwLoadLimits& limits = HwLoadLimits());
     ~HwArchiveLoader();
     HwArchiveLoader(const HwArchiveLoader&) = delete;
     HwArchiveLoader& operator=(const HwArchiveLoader&) = delete;
@@ -54,10 +46,13 @@ public:
     /// The checks that compare the whole load (instances against each other); call once it succeeded.
     void finishDescriptionChecks();
 
+    /// What a file that cannot be opened is: nothing to report (an optional include), a warning (an include,
+    /// which is then skipped) or an error (the root file, without which there is nothing to load).
+    enum class OpenProblem { Ignore, Warn, Fail };
+
     /// Reads one file (once per tree: a file already loaded gives its archive and XMD_ALREADY_LOADED).
     HwXMLArchive* loadArchiveFromFile(const QString& path, const QString& name, const QString& directory,
-        HwRootArchive* root, HwMessageCallback log, HwMessageCallback error, HwMessageCallback warning,
-        bool reportOpenProblems, XMDOpenError& result);
+        HwRootArchive* root, OpenProblem openProblem, XMDOpenError& result);
 
     HwXMLArchive* manageArchiveTag(
         const HwXmlElementView& element, const QString& name, const QString& directory, HwRootArchive* root);
@@ -101,15 +96,23 @@ public:
     bool manageEnumEntryTag(const HwXmlElementView& element, HwEnum* e, HwXMLArchive* archive);
     bool manageEnumBoundTag(const HwXmlElementView& element, HwEnum* e, HwXMLArchive* archive);
 
-    void ErrorMessage(const QString& file, int line, int column, const QString& text) const;
-    void WarningMessage(const QString& file, int line, int column, const QString& text) const;
-    void LogMessage(const QString& file, int line, int column, const QString& text) const;
+    /// Every message of the load goes through these, to the sink, with the file (the archive's total path, or
+    /// the file path while no archive exists yet), the position (0 for a whole file) and a stable code.
+    void ErrorMessage(const QString& file, int line, int column, const QString& text,
+        const char* code = vellxml::code::Description) const;
+    void WarningMessage(const QString& file, int line, int column, const QString& text,
+        const char* code = vellxml::code::Description) const;
+    void LogMessage(const QString& file, int line, int column, const QString& text,
+        const char* code = vellxml::code::Progress) const;
 
 private:
     /// The document element's tags of a parsed file: what loadArchiveFromFile does once the file is read.
     HwXMLArchive* readDocument(const HwXmlDocument& document, const QString& path, const QString& name,
         const QString& directory, HwRootArchive* root, XMDOpenError& result);
-    void reportError(const HwXMLArchive* archive, const HwXmlElementView& element, const QString& text) const;
+    void report(vellxml::Severity severity, const QString& file, int line, int column, const QString& text,
+        const char* code) const;
+    void reportError(const HwXMLArchive* archive, const HwXmlElementView& element, const QString& text,
+        const char* code = vellxml::code::Description) const;
     /// Counts `count` new elements against the limit; reports and returns false when it is passed.
     bool charge(const HwXMLArchive* archive, const HwXmlElementView& element, std::int64_t count);
     /// The `count` attribute of an element that may be an array: its text, and its value when it is one.
@@ -132,9 +135,7 @@ private:
     std::unique_ptr<HwXMLElement> manageStructMember(
         const HwXmlElementView& child, HwXMLArchive* archive, const QString& typeName, bool& handled);
 
-    HwMessageCallback m_log;
-    HwMessageCallback m_error;
-    HwMessageCallback m_warning;
+    vellxml::DiagnosticSink& m_sink;
     HwLoadLimits m_limits;
     int m_includeDepth = 0;
     // The include (or case) whose entry is being read, for the position of the depth message.
