@@ -1,6 +1,7 @@
 // Text helpers of the HTML documentation: escaping, comments, anchors and register reset values.
 #include "html_p.h"
 
+#include <vellxml/loader/markup_p.h>
 #include <vellxml/model/bitfield.h>
 #include <vellxml/model/element.h>
 #include <vellxml/model/valuable.h>
@@ -29,18 +30,6 @@ bool isAnchorChar(QChar c)
 {
     return isAsciiDigit(c) || (c >= QLatin1Char('a') && c <= QLatin1Char('z'))
         || (c >= QLatin1Char('A') && c <= QLatin1Char('Z')) || c == QLatin1Char('_');
-}
-
-/// Length of a line-break tag at `at` ("<br>", "<br/>", "<br />", any case), or 0.
-int breakTagLength(const QString& text, int at)
-{
-    const QStringView rest = QStringView(text).mid(at);
-    for (const QLatin1String form :
-        {QLatin1String("<br>"), QLatin1String("<br/>"), QLatin1String("<br />")}) {
-        if (rest.startsWith(form, Qt::CaseInsensitive))
-            return static_cast<int>(form.size());
-    }
-    return 0;
 }
 
 /// Length of a character reference at `at` that is kept as it is, or 0.
@@ -153,7 +142,7 @@ QString commentToHtml(const QString& comment)
         const QChar c = comment[i];
         switch (c.unicode()) {
         case '<':
-            if (const int length = breakTagLength(comment, i)) {
+            if (const int length = vellxml::markup_p::lineBreakTagLength(comment, i)) {
                 out += QLatin1String("<br>");
                 i += length - 1;
             } else {

@@ -1,3 +1,4 @@
+#include "markup_p.h"
 #include "xml_element_p.h"
 
 #include <vellxml/loader/text_helpers.h>
@@ -32,18 +33,6 @@ QString readCJokerFromCommentTag(const QDomElement& element)
 }
 
 namespace {
-
-// The length of a line-break tag at `at`, or 0.
-int lineBreakAt(const QString& text, int at)
-{
-    const QStringView rest = QStringView(text).mid(at);
-    for (const QLatin1String form :
-        {QLatin1String("<br>"), QLatin1String("<br/>"), QLatin1String("<br />")}) {
-        if (rest.startsWith(form, Qt::CaseInsensitive))
-            return static_cast<int>(form.size());
-    }
-    return 0;
-}
 
 // The character reference at `at` ("&" ... ";"): its length and the code point it stands for; 0 when there
 // is none (a lone "&" stays as it is).
@@ -85,7 +74,7 @@ QStringList commentToPlainLines(const QString& comment)
         const QChar c = comment.at(i);
         int length = 0;
         char32_t code = 0;
-        if (c == QLatin1Char('\n') || (c == QLatin1Char('<') && (length = lineBreakAt(comment, i)) > 0)) {
+        if (c == QLatin1Char('\n') || (c == QLatin1Char('<') && (length = vellxml::markup_p::lineBreakTagLength(comment, i)) > 0)) {
             lines << line.trimmed();
             line.clear();
             i += length > 0 ? length - 1 : 0;
@@ -168,3 +157,18 @@ bool recursiveMkdir(const QString& base, const QString& path)
     }
     return true;
 }
+
+namespace vellxml::markup_p {
+
+int lineBreakTagLength(const QString& text, int at)
+{
+    const QStringView rest = QStringView(text).mid(at);
+    for (const QLatin1String form :
+        {QLatin1String("<br>"), QLatin1String("<br/>"), QLatin1String("<br />")}) {
+        if (rest.startsWith(form, Qt::CaseInsensitive))
+            return static_cast<int>(form.size());
+    }
+    return 0;
+}
+
+} // namespace vellxml::markup_p
