@@ -57,6 +57,38 @@ std::string framed(const std::string& payload)
     return "$" + payload + "#" + hexByte(sum & 0xFF);
 }
 
+/// The bytes of value in the target's order, as an access of width moves them.
+std::string valueBytes(std::uint32_t value, Width width, bool bigEndian)
+{
+    const int bytes = bytesOf(width);
+    std::string data;
+    for (int i = 0; i < bytes; ++i) {
+        const int shift = bigEndian ? 8 * (bytes - 1 - i) : 8 * i;
+        data += static_cast<char>((value >> shift) & 0xFF);
+    }
+    return data;
+}
+
+/// Binary data inside a packet: "#", "$" and "}" would end or frame it and "*" would read as run-length
+/// encoding, so each is sent as "}" and the byte XOR 0x20.
+std::string escaped(const std::string& data)
+{
+    std::string out;
+    for (const char c : data) {
+        if (c == '#' || c == '$' || c == '}' || c == '*') {
+            out += '}';
+            out += static_cast<char>(c ^ 0x20);
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+/// The request that probes for binary writes: a zero-length "X", which changes nothing. A server without
+/// them answers it with an empty packet.
+constexpr const char* kBinaryProbe = "X0,0:";
+
 std::string readRequest(std::uint32_t address, Width width)
 {
     return "m" + hexNumber(address) + "," + hexNumber(static_cast<std::uint32_t>(bytesOf(width)));
@@ -84,6 +116,12 @@ struct GdbRemoteBackend::Connection {
     int fd = -1;
     bool noAck = false;
     std::size_t packetSize = kMinimumReplyLimit;
+    /// Whether writes go as binary "X" packets: the server answered the zero-length probe.
+    bool binaryWrites = false;
+    /// Why the last attempt to connect failed; empty after a success.
+    std::string lastError;
+    /// Until when a call made without a connection fails at once instead of trying to connect again.
+    Clock::time_point quietUntil {};
     std::string input;
     std::size_t inputAt = 0;
 
@@ -309,19 +347,50 @@ struct GdbRemoteBackend::Connection {
         return 0;
     }
 
+    /// "X ADDR,LEN:DATA" with the bytes in binary when the server takes it, "M ADDR,LEN:HEX" otherwise.
     std::string writeRequest(std::uint32_t address, Width width, std::uint32_t value) const
     {
-        const int bytes = bytesOf(width);
-        std::string request =
-            "M" + hexNumber(address) + "," + hexNumber(static_cast<std::uint32_t>(bytes)) + ":";
-        for (int i = 0; i < bytes; ++i) {
-            const int shift = options.bigEndian ? 8 * (bytes - 1 - i) : 8 * i;
-            request += hexByte((value >> shift) & 0xFF);
-        }
+        const std::string data = valueBytes(value, width, options.bigEndian);
+        const std::string head = hexNumber(address) + "," + hexNumber(static_cast<std::uint32_t>(data.size())) + ":";
+        if (binaryWrites)
+            return "X" + head + escaped(data);
+        std::string request = "M" + head;
+        for (const char c : data)
+            request += hexByte(static_cast<unsigned char>(c));
         return request;
     }
 
+    /// Connects and shakes hands; on failure the connection stays closed and error says why.
     bool open(std::string& error)
+    {
+        drop();
+        noAck = false;
+        packetSize = kMinimumReplyLimit;
+        binaryWrites = false;
+        const bool opened = connectSocket(error) && handshake(error);
+        if (!opened)
+            drop();
+        lastError = opened ? std::string() : error;
+        return opened;
+    }
+
+    /// Before an access: a connection lost by an earlier call is made again. After an attempt that failed,
+    /// the calls of the next timeout period fail at once, so that a long run of accesses against a dead
+    /// server does not wait out the timeout each time. Returns 0 or kGdbNotConnected.
+    int ensureConnected()
+    {
+        if (fd >= 0)
+            return 0;
+        if (Clock::now() < quietUntil)
+            return kGdbNotConnected;
+        std::string error;
+        if (open(error))
+            return 0;
+        quietUntil = deadline();
+        return kGdbNotConnected;
+    }
+
+    bool connectSocket(std::string& error)
     {
         addrinfo hints {};
         hints.ai_family = AF_UNSPEC;
@@ -364,7 +433,7 @@ struct GdbRemoteBackend::Connection {
             return false;
         const int one = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        return handshake(error);
+        return true;
     }
 
     bool handshake(std::string& error)
@@ -398,6 +467,13 @@ struct GdbRemoteBackend::Connection {
                 "the GDB server at " + where + " gave no stop reason (code " + std::to_string(status) + ")";
             return false;
         }
+        if (const int status = transact(kBinaryProbe, reply, false); status != 0) {
+            error = "the GDB server at " + where + " did not answer a binary write probe (code "
+                + std::to_string(status) + ")";
+            return false;
+        }
+        // Any answer but the empty one ("OK", or an error about the address) says the server knows "X".
+        binaryWrites = !reply.empty();
         return true;
     }
 };
@@ -494,6 +570,8 @@ int GdbRemoteBackend::read(int, std::uint32_t address, Width width, std::uint32_
 {
     if (width == Width::Internal8)
         return kGdbNoInternalRegisters;
+    if (const int status = m_connection->ensureConnected(); status != 0)
+        return status;
     std::string reply;
     if (const int status = m_connection->transact(readRequest(address, width), reply, true); status != 0)
         return status;
@@ -504,11 +582,18 @@ int GdbRemoteBackend::write(int, std::uint32_t address, Width width, std::uint32
 {
     if (width == Width::Internal8)
         return kGdbNoInternalRegisters;
-    std::string reply;
-    if (const int status =
-            m_connection->transact(m_connection->writeRequest(address, width, value), reply, false);
-        status != 0)
+    Connection& c = *m_connection;
+    if (const int status = c.ensureConnected(); status != 0)
         return status;
+    std::string reply;
+    if (const int status = c.transact(c.writeRequest(address, width, value), reply, false); status != 0)
+        return status;
+    if (reply.empty() && c.binaryWrites) {
+        // The server took the probe but not this "X": it wrote nothing, and "M" says the same in hex.
+        c.binaryWrites = false;
+        if (const int status = c.transact(c.writeRequest(address, width, value), reply, false); status != 0)
+            return status;
+    }
     if (reply == "OK")
         return 0;
     if (const int code = errorReplyCode(reply))
@@ -520,6 +605,8 @@ int GdbRemoteBackend::readBatch(const std::vector<Access>& accesses, std::vector
 {
     values.assign(accesses.size(), 0);
     Connection& c = *m_connection;
+    if (const int status = c.ensureConnected(); status != 0)
+        return status;
     int first = 0;
     if (!c.noAck) {
         for (std::size_t i = 0; i < accesses.size() && first == 0; ++i)
@@ -575,6 +662,24 @@ bool GdbRemoteBackend::noAckMode() const
 bool GdbRemoteBackend::connected() const
 {
     return m_connection->fd >= 0;
+}
+
+bool GdbRemoteBackend::binaryWrites() const
+{
+    return m_connection->binaryWrites;
+}
+
+bool GdbRemoteBackend::reconnect(std::string& error)
+{
+    if (m_connection->open(error))
+        return true;
+    m_connection->quietUntil = m_connection->deadline();
+    return false;
+}
+
+std::string GdbRemoteBackend::lastConnectError() const
+{
+    return m_connection->lastError;
 }
 
 } // namespace vellxml::host
