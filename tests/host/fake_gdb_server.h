@@ -20,7 +20,7 @@
 /// writes, empty otherwise) and then sends, for each memory request ("m", "M", "X") and for each "-" the
 /// client sends, the next raw text of its script: framing, acknowledgements and damage are the script's.
 /// A text ending in "<close>" closes the connection after it, "<silent>" sends nothing. It serves one
-/// connection.
+/// connection, or in memory mode one after another.
 class FakeGdbServer {
 public:
     /// port 0 takes a free one; another port is taken again (a server restarted where it was).
@@ -57,7 +57,8 @@ public:
     /// False when the port asked for could not be taken.
     bool bound() const { return m_bound; }
 
-    /// Instead of a script: answers "m" and "M" from a byte memory (bytes never written read 0).
+    /// Instead of a script: answers "m", "M" and "X" from a byte memory (bytes never written read 0), and
+    /// takes a new connection when one ends. Call it before the client connects.
     void serveMemory() { m_memoryMode = true; }
 
     /// The memory requests received, in order (resent ones included), "X" data as sent (escaped).
@@ -119,6 +120,14 @@ private:
     }
 
     void serve()
+    {
+        // A script belongs to one connection; a memory serves one debugger after another, as servers do.
+        do
+            serveConnection();
+        while (m_memoryMode && !m_stop);
+    }
+
+    void serveConnection()
     {
         if (!readable(m_listener))
             return;
