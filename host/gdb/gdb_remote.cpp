@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -607,41 +608,104 @@ int GdbRemoteBackend::readBatch(const std::vector<Access>& accesses, std::vector
     Connection& c = *m_connection;
     if (const int status = c.ensureConnected(); status != 0)
         return status;
-    int first = 0;
-    if (!c.noAck) {
-        for (std::size_t i = 0; i < accesses.size() && first == 0; ++i)
-            first = read(0, accesses[i].address, accesses[i].width, values[i]);
-        return first;
-    }
-    for (std::size_t start = 0; start < accesses.size() && first == 0; start += kBatchWindow) {
+    const std::size_t limit = std::max(c.packetSize, kMinimumReplyLimit);
+    for (std::size_t start = 0; start < accesses.size(); start += kBatchWindow) {
         const std::size_t end = std::min(accesses.size(), start + kBatchWindow);
         std::string requests;
         for (std::size_t i = start; i < end; ++i) {
             if (accesses[i].width == Width::Internal8)
-                return first = kGdbNoInternalRegisters;
+                return kGdbNoInternalRegisters;
             requests += framed(readRequest(accesses[i].address, accesses[i].width));
         }
         if (c.fd < 0)
             return kGdbNotConnected;
-        if (const int sent = c.sendRaw(requests, c.deadline()); sent != 0)
+        Clock::time_point until = c.deadline();
+        if (const int sent = c.sendRaw(requests, until); sent != 0)
             return sent;
-        // Every reply in flight is taken in, also after a failure, so that the next request meets its own.
-        for (std::size_t i = start; i < end; ++i) {
+        // The window's requests are in flight together. With acknowledgements, each is taken ("+") or
+        // refused ("-") in the order sent, and a taken one is answered before the next is taken: a reply
+        // belongs to the oldest request taken and not yet answered. A refused request is sent again at the
+        // end. A damaged reply is acknowledged all the same (a server that resends keeps only its newest
+        // packet, which may answer another request) and its read is asked again, as reads may be.
+        std::deque<std::size_t> unacknowledged;
+        std::deque<std::size_t> taken;
+        for (std::size_t i = start; i < end; ++i)
+            (c.noAck ? taken : unacknowledged).push_back(i);
+        std::vector<int> status(end - start, 0);
+        // A lost connection fails the whole window.
+        const auto lost = [&](int code) {
+            std::fill(values.begin() + static_cast<std::ptrdiff_t>(start), values.end(), 0u);
+            return code;
+        };
+        std::vector<int> tries(end - start, 0);
+        const auto sendAgain = [&](std::size_t i) {
+            if (tries[i - start]++ >= c.options.retries) {
+                status[i - start] = kGdbBadChecksum;
+                return 0;
+            }
+            if (const int sent = c.sendRaw(framed(readRequest(accesses[i].address, accesses[i].width)), until);
+                sent != 0)
+                return sent;
+            (c.noAck ? taken : unacknowledged).push_back(i);
+            return 0;
+        };
+        while (!unacknowledged.empty() || !taken.empty()) {
+            char ch = 0;
+            if (const int got = c.nextByte(ch, until); got != 0)
+                return lost(got);
+            if (!c.noAck && ch == '+' && !unacknowledged.empty()) {
+                taken.push_back(unacknowledged.front());
+                unacknowledged.pop_front();
+                continue;
+            }
+            if (!c.noAck && ch == '-' && !unacknowledged.empty()) {
+                const std::size_t refused = unacknowledged.front();
+                unacknowledged.pop_front();
+                if (const int sent = sendAgain(refused); sent != 0)
+                    return lost(sent);
+                continue;
+            }
+            if (ch != '$' && ch != '%')
+                continue; // noise between packets
             std::string reply;
-            int received = c.receivePacket(reply, c.deadline());
-            while (received == 0 && isStopReply(reply))
-                received = c.receivePacket(reply, c.deadline());
-            if (received != 0 && c.fd < 0)
-                return first == 0 ? received : first;
-            std::uint32_t value = 0;
-            const int status = received != 0 ? received : c.decodeRead(reply, accesses[i].width, value);
-            if (first == 0 && status != 0)
-                first = status;
-            if (first == 0)
-                values[i] = value;
+            const int checked = c.readBody(reply, limit, until);
+            if (checked < 0)
+                return lost(-checked);
+            if (ch == '%')
+                continue; // a notification
+            if (!c.noAck) {
+                if (const int sent = c.sendRaw("+", until); sent != 0)
+                    return lost(sent);
+            }
+            if (checked == 1 && isStopReply(reply))
+                continue;
+            if (taken.empty()) {
+                // A reply without its acknowledgement: it says as much.
+                if (unacknowledged.empty())
+                    continue;
+                taken.push_back(unacknowledged.front());
+                unacknowledged.pop_front();
+            }
+            const std::size_t i = taken.front();
+            taken.pop_front();
+            until = c.deadline();
+            if (checked != 1) {
+                if (const int sent = sendAgain(i); sent != 0)
+                    return lost(sent);
+                continue;
+            }
+            status[i - start] = c.decodeRead(reply, accesses[i].width, values[i]);
+        }
+        // Every reply of the window is in, so that the next request meets its own; the first failure
+        // ends the batch, and the values from it on are 0.
+        for (std::size_t i = start; i < end; ++i) {
+            if (status[i - start] != 0) {
+                std::fill(values.begin() + static_cast<std::ptrdiff_t>(i), values.end(), 0u);
+                return status[i - start];
+            }
         }
     }
-    return first;
+    return 0;
 }
 
 std::string GdbRemoteBackend::describe() const

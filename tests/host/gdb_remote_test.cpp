@@ -265,6 +265,58 @@ TEST(GdbRemote, BatchesPipelineRequestsAndKeepRepliesInStep)
     EXPECT_EQ(server.requests().size(), 64u + 1u);
 }
 
+TEST(GdbRemote, BatchesWithAcknowledgementsMatchEachReplyToItsRequest)
+{
+    // Four reads in flight together; the server takes or refuses each in order and answers what it took.
+    const auto word = [](unsigned i) { return Server::packet(std::string(8, static_cast<char>('0' + i))); };
+    const auto value = [](std::uint32_t i) { return i * 0x11111111u; };
+    struct Row {
+        const char* name;
+        std::vector<std::string> script; // one step per request received, resent ones included
+        int status;
+        std::vector<std::string> requests; // by their address's last digit
+        std::vector<std::uint32_t> values;
+    };
+    const std::vector<Row> rows = {
+        {"all taken", {"+" + word(1), "+" + word(2), "+" + word(3), "+" + word(4)}, 0, {"0", "4", "8", "c"},
+            {value(1), value(2), value(3), value(4)}},
+        {"a refused request is sent again at the end", {"+" + word(1), "-", "+" + word(3), "+" + word(4),
+            "+" + word(2)}, 0, {"0", "4", "8", "c", "4"}, {value(1), value(2), value(3), value(4)}},
+        {"a damaged reply is taken and its read asked again",
+            {"+" + word(1), "+" + Server::damaged("22222222"), "+" + word(3), "+" + word(4), "+" + word(2)}, 0,
+            {"0", "4", "8", "c", "4"}, {value(1), value(2), value(3), value(4)}},
+        {"replies without acknowledgements", {word(1), word(2), "x" + word(3), word(4)}, 0,
+            {"0", "4", "8", "c"}, {value(1), value(2), value(3), value(4)}},
+        {"a stop reply among them is passed over",
+            {"+" + word(1), "+" + Server::packet("S05") + word(2), "+" + word(3), "+" + word(4)}, 0,
+            {"0", "4", "8", "c"}, {value(1), value(2), value(3), value(4)}},
+        {"refused more often than the retries allow", {"+" + word(1), "-", "+" + word(3), "+" + word(4), "-",
+            "-"}, kGdbBadChecksum, {"0", "4", "8", "c", "4", "4"}, {value(1), 0, 0, 0}},
+        {"an error reply fails from its access on", {"+" + word(1), "+" + word(2), "+" + Server::packet("E14"),
+            "+" + word(4)}, kGdbErrorBase + 0x14, {"0", "4", "8", "c"}, {value(1), value(2), 0, 0}},
+        {"silence after two replies", {"+" + word(1), "+" + word(2), "<silent>"}, kGdbTimeout,
+            {"0", "4", "8", "c"}, {0, 0, 0, 0}},
+    };
+    std::vector<GdbRemoteBackend::Access> accesses;
+    for (std::uint32_t i = 0; i < 4; ++i)
+        accesses.push_back({0x100 + 4 * i, Width::Bits32});
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        Server server(false, row.script);
+        std::string error;
+        auto backend = GdbRemoteBackend::connect(optionsFor(server), error);
+        ASSERT_TRUE(backend) << error;
+        ASSERT_FALSE(backend->noAckMode());
+        std::vector<std::uint32_t> values;
+        EXPECT_EQ(backend->readBatch(accesses, values), row.status);
+        EXPECT_EQ(values, row.values);
+        std::vector<std::string> requests;
+        for (const std::string& request : server.requests())
+            requests.push_back(request.substr(3, request.find(',') - 3));
+        EXPECT_EQ(requests, row.requests);
+    }
+}
+
 TEST(GdbRemote, HandshakeFailuresAreBoundedAndSaySo)
 {
     {

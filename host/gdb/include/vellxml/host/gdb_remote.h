@@ -84,10 +84,12 @@ public:
         std::uint32_t address;
         Width width;
     };
-    /// Reads every access, each its own "m" request of its width. Without acknowledgements the requests
-    /// are sent ahead of their replies (a window of them at a time), which saves a round trip each.
-    /// values receives one value per access; returns 0 or the first failure's code, after which the
-    /// values from the failing access on are 0.
+    /// Reads every access, each its own "m" request of its width. The requests are sent ahead of their
+    /// replies, a window of 32 at a time, which saves a round trip each; with acknowledgements on, a
+    /// request the server refuses is sent again and a damaged reply is acknowledged and its read asked
+    /// again, each up to the retries. values receives one value per access; returns 0 or the first
+    /// failure's code, after which the values from the failing access on are 0 (after a lost
+    /// connection, from the first access of its window on).
     int readBatch(const std::vector<Access>& accesses, std::vector<std::uint32_t>& values);
 
     /// The server's PacketSize, or the default limit when it named none.
