@@ -352,7 +352,8 @@ struct GdbRemoteBackend::Connection {
     std::string writeRequest(std::uint32_t address, Width width, std::uint32_t value) const
     {
         const std::string data = valueBytes(value, width, options.bigEndian);
-        const std::string head = hexNumber(address) + "," + hexNumber(static_cast<std::uint32_t>(data.size())) + ":";
+        const std::string head =
+            hexNumber(address) + "," + hexNumber(static_cast<std::uint32_t>(data.size())) + ":";
         if (binaryWrites)
             return "X" + head + escaped(data);
         std::string request = "M" + head;
@@ -643,8 +644,8 @@ int GdbRemoteBackend::readBatch(const std::vector<Access>& accesses, std::vector
                 status[i - start] = kGdbBadChecksum;
                 return 0;
             }
-            if (const int sent = c.sendRaw(framed(readRequest(accesses[i].address, accesses[i].width)), until);
-                sent != 0)
+            const std::string request = framed(readRequest(accesses[i].address, accesses[i].width));
+            if (const int sent = c.sendRaw(request, until); sent != 0)
                 return sent;
             (c.noAck ? taken : unacknowledged).push_back(i);
             return 0;

@@ -209,7 +209,8 @@ private:
         std::string reply;
         // "X" data: each "}" escapes the byte after it, XOR 0x20.
         std::string binary;
-        for (std::size_t i = static_cast<std::size_t>(consumed) + 2; payload[0] == 'X' && i < payload.size(); ++i)
+        const auto dataStart = static_cast<std::size_t>(consumed) + 2;
+        for (std::size_t i = dataStart; payload[0] == 'X' && i < payload.size(); ++i)
             binary += payload[i] == '}' && i + 1 < payload.size() ? static_cast<char>(payload[++i] ^ 0x20)
                                                                   : payload[i];
         if (payload[0] == 'X' && binary.size() != length)

@@ -2,8 +2,8 @@
 #include "host/fake_gdb_server.h"
 #include "tool_runner.h"
 
-#include <QFile>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -144,7 +144,8 @@ QString readUntil(QProcess& process, bool fromStderr, const QString& text, QStri
     timer.start();
     while (!seen.contains(text) && timer.elapsed() < 20000) {
         process.waitForReadyRead(100);
-        seen += QString::fromUtf8(fromStderr ? process.readAllStandardError() : process.readAllStandardOutput());
+        seen += QString::fromUtf8(
+            fromStderr ? process.readAllStandardError() : process.readAllStandardOutput());
     }
     return seen;
 }
