@@ -89,6 +89,10 @@ int main(int argc, char** argv)
         return 1;
     }
     g_backend = backend.get();
+    // Batches are sent ahead of their replies only without acknowledgements: say which case this is.
+    std::fprintf(stderr, "%s: acknowledgements %s, packet size %zu, writes as %s\n",
+        backend->describe().c_str(),
+        backend->noAckMode() ? "off" : "on", backend->packetSize(), backend->binaryWrites() ? "X" : "M");
     g_handle = vellxml::host::openTarget(std::move(backend));
     benchmark::RunSpecifiedBenchmarks();
     vellxml::host::closeTarget(g_handle);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -57,6 +58,38 @@ std::string framed(const std::string& payload)
     return "$" + payload + "#" + hexByte(sum & 0xFF);
 }
 
+/// The bytes of value in the target's order, as an access of width moves them.
+std::string valueBytes(std::uint32_t value, Width width, bool bigEndian)
+{
+    const int bytes = bytesOf(width);
+    std::string data;
+    for (int i = 0; i < bytes; ++i) {
+        const int shift = bigEndian ? 8 * (bytes - 1 - i) : 8 * i;
+        data += static_cast<char>((value >> shift) & 0xFF);
+    }
+    return data;
+}
+
+/// Binary data inside a packet: "#", "$" and "}" would end or frame it and "*" would read as run-length
+/// encoding, so each is sent as "}" and the byte XOR 0x20.
+std::string escaped(const std::string& data)
+{
+    std::string out;
+    for (const char c : data) {
+        if (c == '#' || c == '$' || c == '}' || c == '*') {
+            out += '}';
+            out += static_cast<char>(c ^ 0x20);
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+/// The request that probes for binary writes: a zero-length "X", which changes nothing. A server without
+/// them answers it with an empty packet.
+constexpr const char* kBinaryProbe = "X0,0:";
+
 std::string readRequest(std::uint32_t address, Width width)
 {
     return "m" + hexNumber(address) + "," + hexNumber(static_cast<std::uint32_t>(bytesOf(width)));
@@ -84,6 +117,12 @@ struct GdbRemoteBackend::Connection {
     int fd = -1;
     bool noAck = false;
     std::size_t packetSize = kMinimumReplyLimit;
+    /// Whether writes go as binary "X" packets: the server answered the zero-length probe.
+    bool binaryWrites = false;
+    /// Why the last attempt to connect failed; empty after a success.
+    std::string lastError;
+    /// Until when a call made without a connection fails at once instead of trying to connect again.
+    Clock::time_point quietUntil {};
     std::string input;
     std::size_t inputAt = 0;
 
@@ -309,19 +348,51 @@ struct GdbRemoteBackend::Connection {
         return 0;
     }
 
+    /// "X ADDR,LEN:DATA" with the bytes in binary when the server takes it, "M ADDR,LEN:HEX" otherwise.
     std::string writeRequest(std::uint32_t address, Width width, std::uint32_t value) const
     {
-        const int bytes = bytesOf(width);
-        std::string request =
-            "M" + hexNumber(address) + "," + hexNumber(static_cast<std::uint32_t>(bytes)) + ":";
-        for (int i = 0; i < bytes; ++i) {
-            const int shift = options.bigEndian ? 8 * (bytes - 1 - i) : 8 * i;
-            request += hexByte((value >> shift) & 0xFF);
-        }
+        const std::string data = valueBytes(value, width, options.bigEndian);
+        const std::string head =
+            hexNumber(address) + "," + hexNumber(static_cast<std::uint32_t>(data.size())) + ":";
+        if (binaryWrites)
+            return "X" + head + escaped(data);
+        std::string request = "M" + head;
+        for (const char c : data)
+            request += hexByte(static_cast<unsigned char>(c));
         return request;
     }
 
+    /// Connects and shakes hands; on failure the connection stays closed and error says why.
     bool open(std::string& error)
+    {
+        drop();
+        noAck = false;
+        packetSize = kMinimumReplyLimit;
+        binaryWrites = false;
+        const bool opened = connectSocket(error) && handshake(error);
+        if (!opened)
+            drop();
+        lastError = opened ? std::string() : error;
+        return opened;
+    }
+
+    /// Before an access: a connection lost by an earlier call is made again. After an attempt that failed,
+    /// the calls of the next timeout period fail at once, so that a long run of accesses against a dead
+    /// server does not wait out the timeout each time. Returns 0 or kGdbNotConnected.
+    int ensureConnected()
+    {
+        if (fd >= 0)
+            return 0;
+        if (Clock::now() < quietUntil)
+            return kGdbNotConnected;
+        std::string error;
+        if (open(error))
+            return 0;
+        quietUntil = deadline();
+        return kGdbNotConnected;
+    }
+
+    bool connectSocket(std::string& error)
     {
         addrinfo hints {};
         hints.ai_family = AF_UNSPEC;
@@ -364,7 +435,7 @@ struct GdbRemoteBackend::Connection {
             return false;
         const int one = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        return handshake(error);
+        return true;
     }
 
     bool handshake(std::string& error)
@@ -398,6 +469,13 @@ struct GdbRemoteBackend::Connection {
                 "the GDB server at " + where + " gave no stop reason (code " + std::to_string(status) + ")";
             return false;
         }
+        if (const int status = transact(kBinaryProbe, reply, false); status != 0) {
+            error = "the GDB server at " + where + " did not answer a binary write probe (code "
+                + std::to_string(status) + ")";
+            return false;
+        }
+        // Any answer but the empty one ("OK", or an error about the address) says the server knows "X".
+        binaryWrites = !reply.empty();
         return true;
     }
 };
@@ -494,6 +572,8 @@ int GdbRemoteBackend::read(int, std::uint32_t address, Width width, std::uint32_
 {
     if (width == Width::Internal8)
         return kGdbNoInternalRegisters;
+    if (const int status = m_connection->ensureConnected(); status != 0)
+        return status;
     std::string reply;
     if (const int status = m_connection->transact(readRequest(address, width), reply, true); status != 0)
         return status;
@@ -504,11 +584,18 @@ int GdbRemoteBackend::write(int, std::uint32_t address, Width width, std::uint32
 {
     if (width == Width::Internal8)
         return kGdbNoInternalRegisters;
-    std::string reply;
-    if (const int status =
-            m_connection->transact(m_connection->writeRequest(address, width, value), reply, false);
-        status != 0)
+    Connection& c = *m_connection;
+    if (const int status = c.ensureConnected(); status != 0)
         return status;
+    std::string reply;
+    if (const int status = c.transact(c.writeRequest(address, width, value), reply, false); status != 0)
+        return status;
+    if (reply.empty() && c.binaryWrites) {
+        // The server took the probe but not this "X": it wrote nothing, and "M" says the same in hex.
+        c.binaryWrites = false;
+        if (const int status = c.transact(c.writeRequest(address, width, value), reply, false); status != 0)
+            return status;
+    }
     if (reply == "OK")
         return 0;
     if (const int code = errorReplyCode(reply))
@@ -520,41 +607,106 @@ int GdbRemoteBackend::readBatch(const std::vector<Access>& accesses, std::vector
 {
     values.assign(accesses.size(), 0);
     Connection& c = *m_connection;
-    int first = 0;
-    if (!c.noAck) {
-        for (std::size_t i = 0; i < accesses.size() && first == 0; ++i)
-            first = read(0, accesses[i].address, accesses[i].width, values[i]);
-        return first;
-    }
-    for (std::size_t start = 0; start < accesses.size() && first == 0; start += kBatchWindow) {
+    if (const int status = c.ensureConnected(); status != 0)
+        return status;
+    const std::size_t limit = std::max(c.packetSize, kMinimumReplyLimit);
+    for (std::size_t start = 0; start < accesses.size(); start += kBatchWindow) {
         const std::size_t end = std::min(accesses.size(), start + kBatchWindow);
         std::string requests;
         for (std::size_t i = start; i < end; ++i) {
             if (accesses[i].width == Width::Internal8)
-                return first = kGdbNoInternalRegisters;
+                return kGdbNoInternalRegisters;
             requests += framed(readRequest(accesses[i].address, accesses[i].width));
         }
         if (c.fd < 0)
             return kGdbNotConnected;
-        if (const int sent = c.sendRaw(requests, c.deadline()); sent != 0)
+        Clock::time_point until = c.deadline();
+        if (const int sent = c.sendRaw(requests, until); sent != 0)
             return sent;
-        // Every reply in flight is taken in, also after a failure, so that the next request meets its own.
-        for (std::size_t i = start; i < end; ++i) {
+        // The window's requests are in flight together. With acknowledgements, each is taken ("+") or
+        // refused ("-") in the order sent, and a taken one is answered before the next is taken: a reply
+        // belongs to the oldest request taken and not yet answered. A refused request is sent again at the
+        // end. A damaged reply is acknowledged all the same (a server that resends keeps only its newest
+        // packet, which may answer another request) and its read is asked again, as reads may be.
+        std::deque<std::size_t> unacknowledged;
+        std::deque<std::size_t> taken;
+        for (std::size_t i = start; i < end; ++i)
+            (c.noAck ? taken : unacknowledged).push_back(i);
+        std::vector<int> status(end - start, 0);
+        // A lost connection fails the whole window.
+        const auto lost = [&](int code) {
+            std::fill(values.begin() + static_cast<std::ptrdiff_t>(start), values.end(), 0u);
+            return code;
+        };
+        std::vector<int> tries(end - start, 0);
+        const auto sendAgain = [&](std::size_t i) {
+            if (tries[i - start]++ >= c.options.retries) {
+                status[i - start] = kGdbBadChecksum;
+                return 0;
+            }
+            const std::string request = framed(readRequest(accesses[i].address, accesses[i].width));
+            if (const int sent = c.sendRaw(request, until); sent != 0)
+                return sent;
+            (c.noAck ? taken : unacknowledged).push_back(i);
+            return 0;
+        };
+        while (!unacknowledged.empty() || !taken.empty()) {
+            char ch = 0;
+            if (const int got = c.nextByte(ch, until); got != 0)
+                return lost(got);
+            if (!c.noAck && ch == '+' && !unacknowledged.empty()) {
+                taken.push_back(unacknowledged.front());
+                unacknowledged.pop_front();
+                continue;
+            }
+            if (!c.noAck && ch == '-' && !unacknowledged.empty()) {
+                const std::size_t refused = unacknowledged.front();
+                unacknowledged.pop_front();
+                if (const int sent = sendAgain(refused); sent != 0)
+                    return lost(sent);
+                continue;
+            }
+            if (ch != '$' && ch != '%')
+                continue; // noise between packets
             std::string reply;
-            int received = c.receivePacket(reply, c.deadline());
-            while (received == 0 && isStopReply(reply))
-                received = c.receivePacket(reply, c.deadline());
-            if (received != 0 && c.fd < 0)
-                return first == 0 ? received : first;
-            std::uint32_t value = 0;
-            const int status = received != 0 ? received : c.decodeRead(reply, accesses[i].width, value);
-            if (first == 0 && status != 0)
-                first = status;
-            if (first == 0)
-                values[i] = value;
+            const int checked = c.readBody(reply, limit, until);
+            if (checked < 0)
+                return lost(-checked);
+            if (ch == '%')
+                continue; // a notification
+            if (!c.noAck) {
+                if (const int sent = c.sendRaw("+", until); sent != 0)
+                    return lost(sent);
+            }
+            if (checked == 1 && isStopReply(reply))
+                continue;
+            if (taken.empty()) {
+                // A reply without its acknowledgement: it says as much.
+                if (unacknowledged.empty())
+                    continue;
+                taken.push_back(unacknowledged.front());
+                unacknowledged.pop_front();
+            }
+            const std::size_t i = taken.front();
+            taken.pop_front();
+            until = c.deadline();
+            if (checked != 1) {
+                if (const int sent = sendAgain(i); sent != 0)
+                    return lost(sent);
+                continue;
+            }
+            status[i - start] = c.decodeRead(reply, accesses[i].width, values[i]);
+        }
+        // Every reply of the window is in, so that the next request meets its own; the first failure
+        // ends the batch, and the values from it on are 0.
+        for (std::size_t i = start; i < end; ++i) {
+            if (status[i - start] != 0) {
+                std::fill(values.begin() + static_cast<std::ptrdiff_t>(i), values.end(), 0u);
+                return status[i - start];
+            }
         }
     }
-    return first;
+    return 0;
 }
 
 std::string GdbRemoteBackend::describe() const
@@ -575,6 +727,24 @@ bool GdbRemoteBackend::noAckMode() const
 bool GdbRemoteBackend::connected() const
 {
     return m_connection->fd >= 0;
+}
+
+bool GdbRemoteBackend::binaryWrites() const
+{
+    return m_connection->binaryWrites;
+}
+
+bool GdbRemoteBackend::reconnect(std::string& error)
+{
+    if (m_connection->open(error))
+        return true;
+    m_connection->quietUntil = m_connection->deadline();
+    return false;
+}
+
+std::string GdbRemoteBackend::lastConnectError() const
+{
+    return m_connection->lastError;
 }
 
 } // namespace vellxml::host

@@ -152,56 +152,76 @@ TEST(MakerLibraryBackend, CallsTheLibrarysOwnFunctionsWithItsTarget)
 TEST(GdbRemoteBackend, RandomAccessesAgreeWithTheSimulator)
 {
     // A server with a plain memory behind it and the simulator must end up alike after the same accesses
-    // of every width, at unaligned addresses too: the encoding of requests and replies loses nothing.
-    FakeGdbServer server(true, {});
-    server.serveMemory();
-    std::string error;
-    const int gdb = openTarget("gdb://127.0.0.1:" + std::to_string(server.port()) + "?timeout=2000", error);
-    ASSERT_GE(gdb, kFirstOpenHandle) << error;
-    sim::reset();
-    constexpr int kSim = 3;
-    std::mt19937 random(20261125);
-    for (int i = 0; i < 600; ++i) {
-        const std::uint32_t address = 0x20000000 + random() % 64;
-        const std::uint32_t value = random();
-        const int width = static_cast<int>(random() % 3);
-        const bool reading = random() % 2 == 0;
-        SCOPED_TRACE(
-            testing::Message() << i << ": " << (reading ? "read" : "write") << width << " @" << address);
-        if (reading) {
-            std::uint32_t fromGdb = 0;
-            std::uint32_t fromSim = 0;
-            int status = 0;
-            if (width == 0) {
-                std::uint8_t a = 0;
-                std::uint8_t b = 0;
-                status = PROBE_Read8(gdb, address, &a) | PROBE_Read8(kSim, address, &b);
-                fromGdb = a;
-                fromSim = b;
+    // of every width, at unaligned addresses too, with binary writes and with hexadecimal ones: the
+    // encoding of requests and replies loses nothing. Half the bytes written are those that binary data
+    // must escape.
+    for (const bool binary : {true, false}) {
+        SCOPED_TRACE(binary ? "X" : "M");
+        FakeGdbServer server(true, {}, true, binary);
+        server.serveMemory();
+        std::string error;
+        const int gdb =
+            openTarget("gdb://127.0.0.1:" + std::to_string(server.port()) + "?timeout=2000", error);
+        ASSERT_GE(gdb, kFirstOpenHandle) << error;
+        sim::reset();
+        constexpr int kSim = 3;
+        std::mt19937 random(20261125);
+        const auto randomByte = [&random]() -> std::uint32_t {
+            static const std::uint32_t kEscaped[] = {'#', '$', '}', '*'};
+            return random() % 2 == 0 ? kEscaped[random() % 4] : random() % 256;
+        };
+        for (int i = 0; i < 600; ++i) {
+            const std::uint32_t address = 0x20000000 + random() % 64;
+            std::uint32_t value = 0;
+            for (int b = 0; b < 4; ++b)
+                value |= randomByte() << (8 * b);
+            const int width = static_cast<int>(random() % 3);
+            const bool reading = random() % 2 == 0;
+            SCOPED_TRACE(testing::Message()
+                << i << ": " << (reading ? "read" : "write") << width << " @" << address);
+            if (reading) {
+                std::uint32_t fromGdb = 0;
+                std::uint32_t fromSim = 0;
+                int status = 0;
+                if (width == 0) {
+                    std::uint8_t a = 0;
+                    std::uint8_t b = 0;
+                    status = PROBE_Read8(gdb, address, &a) | PROBE_Read8(kSim, address, &b);
+                    fromGdb = a;
+                    fromSim = b;
+                } else if (width == 1) {
+                    std::uint16_t a = 0;
+                    std::uint16_t b = 0;
+                    status = PROBE_Read16(gdb, address, &a) | PROBE_Read16(kSim, address, &b);
+                    fromGdb = a;
+                    fromSim = b;
+                } else {
+                    status = PROBE_Read32(gdb, address, &fromGdb) | PROBE_Read32(kSim, address, &fromSim);
+                }
+                ASSERT_EQ(status, 0);
+                ASSERT_EQ(fromGdb, fromSim);
+            } else if (width == 0) {
+                ASSERT_EQ(PROBE_Write8(gdb, address, static_cast<std::uint8_t>(value)), 0);
+                PROBE_Write8(kSim, address, static_cast<std::uint8_t>(value));
             } else if (width == 1) {
-                std::uint16_t a = 0;
-                std::uint16_t b = 0;
-                status = PROBE_Read16(gdb, address, &a) | PROBE_Read16(kSim, address, &b);
-                fromGdb = a;
-                fromSim = b;
+                ASSERT_EQ(PROBE_Write16(gdb, address, static_cast<std::uint16_t>(value)), 0);
+                PROBE_Write16(kSim, address, static_cast<std::uint16_t>(value));
             } else {
-                status = PROBE_Read32(gdb, address, &fromGdb) | PROBE_Read32(kSim, address, &fromSim);
+                ASSERT_EQ(PROBE_Write32(gdb, address, value), 0);
+                PROBE_Write32(kSim, address, value);
             }
-            ASSERT_EQ(status, 0);
-            ASSERT_EQ(fromGdb, fromSim);
-        } else if (width == 0) {
-            ASSERT_EQ(PROBE_Write8(gdb, address, static_cast<std::uint8_t>(value)), 0);
-            PROBE_Write8(kSim, address, static_cast<std::uint8_t>(value));
-        } else if (width == 1) {
-            ASSERT_EQ(PROBE_Write16(gdb, address, static_cast<std::uint16_t>(value)), 0);
-            PROBE_Write16(kSim, address, static_cast<std::uint16_t>(value));
-        } else {
-            ASSERT_EQ(PROBE_Write32(gdb, address, value), 0);
-            PROBE_Write32(kSim, address, value);
         }
+        // Every write went as the server offered, one request of its width each.
+        int writes = 0;
+        for (const std::string& request : server.requests())
+            if (request[0] != 'm') {
+                ++writes;
+                EXPECT_EQ(request[0], binary ? 'X' : 'M') << request;
+            }
+        EXPECT_GT(writes, 200);
+        closeTarget(gdb);
+        sim::reset();
     }
-    closeTarget(gdb);
-    sim::reset();
 }
 
 } // namespace

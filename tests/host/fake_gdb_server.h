@@ -16,22 +16,30 @@
 #include <vector>
 
 /// A GDB server on a loopback port that plays a script. It answers the handshake itself (qSupported,
-/// QStartNoAckMode when it offers it, "?") and then sends, for each memory request ("m", "M") and for
-/// each "-" the client sends, the next raw text of its script: framing, acknowledgements and damage are
-/// the script's. A text ending in "<close>" closes the connection after it, "<silent>" sends nothing.
+/// QStartNoAckMode when it offers it, "?", and the zero-length "X" probe: "OK" when it offers binary
+/// writes, empty otherwise) and then sends, for each memory request ("m", "M", "X") and for each "-" the
+/// client sends, the next raw text of its script: framing, acknowledgements and damage are the script's.
+/// A text ending in "<close>" closes the connection after it, "<silent>" sends nothing. It serves one
+/// connection, or in memory mode one after another.
 class FakeGdbServer {
 public:
-    FakeGdbServer(bool offerNoAck, std::vector<std::string> script, bool answerHandshake = true)
+    /// port 0 takes a free one; another port is taken again (a server restarted where it was).
+    FakeGdbServer(bool offerNoAck, std::vector<std::string> script, bool answerHandshake = true,
+        bool offerBinary = false, std::uint16_t port = 0)
         : m_offerNoAck(offerNoAck)
         , m_answerHandshake(answerHandshake)
+        , m_offerBinary(offerBinary)
         , m_script(std::move(script))
     {
         m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const int one = 1;
+        ::setsockopt(m_listener, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
         sockaddr_in address {};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(port);
         socklen_t length = sizeof address;
-        ::bind(m_listener, reinterpret_cast<sockaddr*>(&address), length);
+        m_bound = ::bind(m_listener, reinterpret_cast<sockaddr*>(&address), length) == 0;
         ::listen(m_listener, 1);
         ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length);
         m_port = ntohs(address.sin_port);
@@ -46,11 +54,14 @@ public:
     }
 
     std::uint16_t port() const { return m_port; }
+    /// False when the port asked for could not be taken.
+    bool bound() const { return m_bound; }
 
-    /// Instead of a script: answers "m" and "M" from a byte memory (bytes never written read 0).
+    /// Instead of a script: answers "m", "M" and "X" from a byte memory (bytes never written read 0), and
+    /// takes a new connection when one ends. Call it before the client connects.
     void serveMemory() { m_memoryMode = true; }
 
-    /// The memory requests received, in order (resent ones included).
+    /// The memory requests received, in order (resent ones included), "X" data as sent (escaped).
     std::vector<std::string> requests()
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -110,6 +121,14 @@ private:
 
     void serve()
     {
+        // A script belongs to one connection; a memory serves one debugger after another, as servers do.
+        do
+            serveConnection();
+        while (m_memoryMode && !m_stop);
+    }
+
+    void serveConnection()
+    {
         if (!readable(m_listener))
             return;
         const int fd = ::accept(m_listener, nullptr, nullptr);
@@ -136,11 +155,18 @@ private:
                     break;
                 const std::string payload = input.substr(1, hash - 1);
                 input.erase(0, hash + 3);
-                if (m_memoryMode && (payload[0] == 'm' || payload[0] == 'M')) {
+                const bool memoryRequest = payload[0] == 'm' || payload[0] == 'M'
+                    || (payload[0] == 'X'
+                        && (payload.size() < 3 || payload.compare(payload.size() - 3, 3, ",0:") != 0));
+                if (m_memoryMode && memoryRequest) {
+                    {
+                        std::lock_guard<std::mutex> lock(m_mutex);
+                        m_requests.push_back(payload);
+                    }
                     send(fd, packet(memoryReply(payload)));
                     continue;
                 }
-                if (payload[0] == 'm' || payload[0] == 'M') {
+                if (memoryRequest) {
                     {
                         std::lock_guard<std::mutex> lock(m_mutex);
                         m_requests.push_back(payload);
@@ -157,6 +183,8 @@ private:
                 } else if (payload == "QStartNoAckMode") {
                     send(fd, ack + packet("OK"));
                     noAck = true;
+                } else if (payload[0] == 'X') {
+                    send(fd, ack + packet(m_offerBinary ? "OK" : ""));
                 } else {
                     send(fd, ack + packet("S05"));
                 }
@@ -179,9 +207,19 @@ private:
         if (std::sscanf(payload.c_str() + 1, "%lx,%lx%n", &address, &length, &consumed) != 2)
             return "E01";
         std::string reply;
+        // "X" data: each "}" escapes the byte after it, XOR 0x20.
+        std::string binary;
+        const auto dataStart = static_cast<std::size_t>(consumed) + 2;
+        for (std::size_t i = dataStart; payload[0] == 'X' && i < payload.size(); ++i)
+            binary += payload[i] == '}' && i + 1 < payload.size() ? static_cast<char>(payload[++i] ^ 0x20)
+                                                                  : payload[i];
+        if (payload[0] == 'X' && binary.size() != length)
+            return "E02";
         for (unsigned long i = 0; i < length; ++i) {
             const auto at = static_cast<std::uint32_t>(address + i);
-            if (payload[0] == 'm') {
+            if (payload[0] == 'X') {
+                m_memory[at] = static_cast<unsigned char>(binary[i]);
+            } else if (payload[0] == 'm') {
                 char hex[3];
                 std::snprintf(hex, sizeof hex, "%02x", m_memory[at]);
                 reply += hex;
@@ -198,6 +236,8 @@ private:
     std::map<std::uint32_t, unsigned char> m_memory;
     bool m_offerNoAck;
     bool m_answerHandshake;
+    bool m_offerBinary;
+    bool m_bound = false;
     std::vector<std::string> m_script;
     std::size_t m_next = 0;
     int m_listener = -1;

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 
 namespace vellxml::host {
 namespace {
@@ -135,11 +136,103 @@ TEST(GdbRemote, EachReplyGivesItsResult)
         EXPECT_EQ(server.naks(), row.naks);
         EXPECT_EQ(backend->connected(), row.stillConnected);
         if (!row.stillConnected) {
-            // A lost connection fails at once, without waiting again.
+            // The next call connects again; this server serves one connection, so that fails without
+            // sending the request.
             std::uint32_t again = 0;
             EXPECT_EQ(backend->read(0, kAt, Width::Bits32, again), kGdbNotConnected);
+            EXPECT_EQ(server.requests(), row.requests);
         }
     }
+}
+
+TEST(GdbRemote, WritesGoBinaryWhenTheServerTakesThemAndAsHexOtherwise)
+{
+    constexpr std::uint32_t kAt = 0x20000000;
+    struct Row {
+        const char* name;
+        bool noAck;
+        bool offerBinary;
+        Width width;
+        std::uint32_t written;
+        std::vector<std::string> script;
+        int status;
+        std::vector<std::string> requests;
+        bool binaryAfter;
+    };
+    using namespace std::string_literals;
+    const std::vector<Row> rows = {
+        {"write32 is one 4-byte X", true, true, Width::Bits32, 0x12345678, {Server::packet("OK")}, 0,
+            {"X20000000,4:\x78\x56\x34\x12"s}, true},
+        {"#, $, } and * are escaped", true, true, Width::Bits32, 0x2A7D2423, {Server::packet("OK")}, 0,
+            {"X20000000,4:}\x03}\x04}\x5d}\x0a"s}, true},
+        {"zero bytes travel as they are", false, true, Width::Bits16, 0x0000, {ok("OK")}, 0,
+            {"X20000000,2:\0\0"s}, true},
+        {"write8 of an escaped byte, with acks", false, true, Width::Bits8, 0x7D, {ok("OK")}, 0,
+            {"X20000000,1:}\x5d"s}, true},
+        {"an error reply to X", true, true, Width::Bits32, 1, {Server::packet("E0e")}, kGdbErrorBase + 0x0E,
+            {"X20000000,4:\x01\0\0\0"s}, true},
+        {"a server refusing the probe gets M", true, false, Width::Bits32, 0x2A7D2423,
+            {Server::packet("OK")}, 0, {"M20000000,4:23247d2a"}, false},
+        {"an X refused after the probe is sent again as M", true, true, Width::Bits16, 0x2423,
+            {Server::packet(""), Server::packet("OK")}, 0, {"X20000000,2:}\x03}\x04"s, "M20000000,2:2324"},
+            false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        Server server(row.noAck, row.script, true, row.offerBinary);
+        std::string error;
+        auto backend = GdbRemoteBackend::connect(optionsFor(server), error);
+        ASSERT_TRUE(backend) << error;
+        EXPECT_EQ(backend->binaryWrites(), row.offerBinary);
+        EXPECT_EQ(backend->write(0, kAt, row.width, row.written), row.status);
+        EXPECT_EQ(server.requests(), row.requests);
+        EXPECT_EQ(backend->binaryWrites(), row.binaryAfter);
+        EXPECT_TRUE(backend->connected());
+    }
+}
+
+TEST(GdbRemote, ALostConnectionIsReportedOnceAndALaterCallConnectsAgain)
+{
+    const std::string word = "0d0c0b0a";
+    auto server = std::make_unique<Server>(true, std::vector<std::string> {Server::packet(word)});
+    const std::uint16_t port = server->port();
+    std::string error;
+    auto backend = GdbRemoteBackend::connect(optionsFor(*server), error);
+    ASSERT_TRUE(backend) << error;
+    std::uint32_t value = 0;
+    EXPECT_EQ(backend->read(0, 0x10, Width::Bits32, value), 0);
+    // The server goes away between two calls: the next call meets the closed connection and says so.
+    server.reset();
+    EXPECT_EQ(backend->read(0, 0x10, Width::Bits32, value), kGdbClosed);
+    EXPECT_FALSE(backend->connected());
+    // It comes back where it was: the next call connects and shakes hands again (this server offers
+    // binary writes, the first did not), then does its work.
+    server = std::make_unique<Server>(
+        true, std::vector<std::string> {Server::packet("44332211"), Server::packet("OK")}, true, true, port);
+    ASSERT_TRUE(server->bound());
+    value = 0;
+    EXPECT_EQ(backend->read(0, 0x10, Width::Bits32, value), 0);
+    EXPECT_EQ(value, 0x11223344u);
+    EXPECT_TRUE(backend->binaryWrites());
+    EXPECT_EQ(backend->write(0, 0x10, Width::Bits8, 0x41), 0);
+    EXPECT_EQ(server->requests(), (std::vector<std::string> {"m10,4", "X10,1:A"}));
+    // Gone again: reported once, and while nothing listens, connecting fails at once with its reason.
+    server.reset();
+    EXPECT_EQ(backend->write(0, 0x10, Width::Bits8, 0), kGdbClosed);
+    const auto started = std::chrono::steady_clock::now();
+    EXPECT_EQ(backend->read(0, 0x10, Width::Bits32, value), kGdbNotConnected);
+    EXPECT_EQ(backend->read(0, 0x10, Width::Bits32, value), kGdbNotConnected);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(2));
+    EXPECT_EQ(backend->lastConnectError(),
+        "cannot connect to 127.0.0.1:" + std::to_string(port) + ": Connection refused");
+    // An explicit reconnect does not wait for the quiet period after a failed attempt.
+    server = std::make_unique<Server>(
+        true, std::vector<std::string> {Server::packet("01000000")}, true, false, port);
+    ASSERT_TRUE(server->bound());
+    EXPECT_TRUE(backend->reconnect(error)) << error;
+    EXPECT_EQ(backend->lastConnectError(), "");
+    EXPECT_EQ(backend->read(0, 0x10, Width::Bits32, value), 0);
+    EXPECT_EQ(value, 1u);
 }
 
 TEST(GdbRemote, BatchesPipelineRequestsAndKeepRepliesInStep)
@@ -170,6 +263,61 @@ TEST(GdbRemote, BatchesPipelineRequestsAndKeepRepliesInStep)
     EXPECT_EQ(backend->read(0, 0x2000, Width::Bits32, value), 0);
     EXPECT_EQ(value, 42u);
     EXPECT_EQ(server.requests().size(), 64u + 1u);
+}
+
+TEST(GdbRemote, BatchesWithAcknowledgementsMatchEachReplyToItsRequest)
+{
+    // Four reads in flight together; the server takes or refuses each in order and answers what it took.
+    const auto word = [](unsigned i) { return Server::packet(std::string(8, static_cast<char>('0' + i))); };
+    const auto value = [](std::uint32_t i) { return i * 0x11111111u; };
+    struct Row {
+        const char* name;
+        std::vector<std::string> script; // one step per request received, resent ones included
+        int status;
+        std::vector<std::string> requests; // by their address's last digit
+        std::vector<std::uint32_t> values;
+    };
+    const std::vector<Row> rows = {
+        {"all taken", {"+" + word(1), "+" + word(2), "+" + word(3), "+" + word(4)}, 0, {"0", "4", "8", "c"},
+            {value(1), value(2), value(3), value(4)}},
+        {"a refused request is sent again at the end", {"+" + word(1), "-", "+" + word(3), "+" + word(4),
+            "+" + word(2)}, 0, {"0", "4", "8", "c", "4"}, {value(1), value(2), value(3), value(4)}},
+        {"a damaged reply is taken and its read asked again",
+            {"+" + word(1), "+" + Server::damaged("22222222"), "+" + word(3), "+" + word(4),
+                "+" + word(2)},
+            0,
+            {"0", "4", "8", "c", "4"}, {value(1), value(2), value(3), value(4)}},
+        {"replies without acknowledgements", {word(1), word(2), "x" + word(3), word(4)}, 0,
+            {"0", "4", "8", "c"}, {value(1), value(2), value(3), value(4)}},
+        {"a stop reply among them is passed over",
+            {"+" + word(1), "+" + Server::packet("S05") + word(2), "+" + word(3), "+" + word(4)}, 0,
+            {"0", "4", "8", "c"}, {value(1), value(2), value(3), value(4)}},
+        {"refused more often than the retries allow",
+            {"+" + word(1), "-", "+" + word(3), "+" + word(4), "-", "-"}, kGdbBadChecksum, {"0", "4", "8", "c", "4", "4"}, {value(1), 0, 0, 0}},
+        {"an error reply fails from its access on",
+            {"+" + word(1), "+" + word(2), "+" + Server::packet("E14"), "+" + word(4)}, kGdbErrorBase + 0x14,
+            {"0", "4", "8", "c"}, {value(1), value(2), 0, 0}},
+        {"silence after two replies", {"+" + word(1), "+" + word(2), "<silent>"}, kGdbTimeout,
+            {"0", "4", "8", "c"}, {0, 0, 0, 0}},
+    };
+    std::vector<GdbRemoteBackend::Access> accesses;
+    for (std::uint32_t i = 0; i < 4; ++i)
+        accesses.push_back({0x100 + 4 * i, Width::Bits32});
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        Server server(false, row.script);
+        std::string error;
+        auto backend = GdbRemoteBackend::connect(optionsFor(server), error);
+        ASSERT_TRUE(backend) << error;
+        ASSERT_FALSE(backend->noAckMode());
+        std::vector<std::uint32_t> values;
+        EXPECT_EQ(backend->readBatch(accesses, values), row.status);
+        EXPECT_EQ(values, row.values);
+        std::vector<std::string> requests;
+        for (const std::string& request : server.requests())
+            requests.push_back(request.substr(3, request.find(',') - 3));
+        EXPECT_EQ(requests, row.requests);
+    }
 }
 
 TEST(GdbRemote, HandshakeFailuresAreBoundedAndSaySo)

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStringList>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -147,6 +148,57 @@ TEST_F(ToolFiles, ListPrintsTheTreeInOrderWithSizesAndBitPositions)
         "$B0.buf[0]\treg16\t0x00004008\t2\n"
         "$B0.buf[1]\treg16\t0x0000400A\t2\n");
     EXPECT_TRUE(run.err.isEmpty()) << run.err.toStdString();
+}
+
+TEST_F(ToolFiles, CompleteOffersArrayItemsOnceTheArrayIsNamed)
+{
+    // Arrays of a module type (PORT), of structures (CH) and of registers (buf), and a field cut into
+    // pieces (MODE): what the shell's Tab offers for each, since both ask the same function.
+    const QString root = write(QStringLiteral("chip.xml"),
+        "<archive>\n"
+        "<typedef name=\"port\"><reg32 name=\"IN\"/><reg32 name=\"OUT\"/></typedef>\n"
+        "<module name=\"blk\">\n"
+        "  <reg32 name=\"ctl\"><bits name=\"MODE\" pos=\"7:0\" cut=\"2\" cutprefix=\"MODE\"/></reg32>\n"
+        "  <struct name=\"CH\" count=\"3\"><comment>A channel.</comment><reg32 name=\"CTRL\"/></struct>\n"
+        "  <reg16 name=\"buf\" count=\"12\"/>\n"
+        "  <reg16 name=\"bufctl\"/>\n"
+        "  <instance type=\"port\" name=\"PORT\" count=\"2\"/>\n"
+        "</module>\n"
+        "<instance name=\"B0\" type=\"blk\" address=\"0x4000\"/>\n"
+        "</archive>\n");
+    struct Row {
+        const char* partial;
+        const char* names; // the first column of every line, blank-separated
+    };
+    const Row rows[] = {
+        {"B0.CH[", "CH[0] CH[1] CH[2]"},
+        {"B0.CH", "CH CH[0] CH[1] CH[2]"},
+        {"B0.buf[1", "buf[1] buf[10] buf[11]"},
+        {"B0.bu", "buf bufctl"}, // items only once the whole name is typed
+        {"B0.bufc", "bufctl"},
+        {"$B0.PORT[", "PORT[0] PORT[1]"},
+        {"B0.PORT[1].", "IN OUT"},
+        {"B0.CH[2].C", "CTRL"},
+        {"B0.ctl.MODE", "MODE MODE0 MODE1 MODE2 MODE3"},
+        {"B0.CH[3", ""},
+        {"B0.nothing[", ""},
+        {"$B", "B0"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.partial);
+        const ToolRun run = runTool({QStringLiteral("complete"), root, QString::fromLatin1(row.partial)});
+        ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+        QStringList names;
+        for (const QString& line : run.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+            names << line.section(QLatin1Char('\t'), 0, 0);
+        EXPECT_EQ(names.join(QLatin1Char(' ')).toStdString(), row.names);
+    }
+    // An item is described as an element of its own: kind (14 a structure, 2 a 16-bit register), type and
+    // comment.
+    const ToolRun channel = runTool({QStringLiteral("complete"), root, QStringLiteral("B0.CH[1")});
+    EXPECT_EQ(channel.out.toStdString(), "CH[1]\t14\t\tCH\tA channel.\n");
+    const ToolRun word = runTool({QStringLiteral("complete"), root, QStringLiteral("B0.buf[1]")});
+    EXPECT_EQ(word.out.toStdString(), "buf[1]\t2\t\treg16\t\n");
 }
 
 TEST(ListCommand, DemoChipListsEveryInstanceWithoutEmptyPaths)

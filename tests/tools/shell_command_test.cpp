@@ -1,7 +1,10 @@
 // The register shell, through a pipe (scripts) and through a pseudo-terminal (Tab completion).
+#include "host/fake_gdb_server.h"
 #include "tool_runner.h"
 
+#include <QElapsedTimer>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -132,6 +135,58 @@ TEST(ShellCommand, PathsAloneAndLsListWhatFollows)
     EXPECT_TRUE(run.out.contains(QStringLiteral("UART1 ")));
     EXPECT_TRUE(run.out.contains(QStringLiteral("wl cacheval,value ")));
     EXPECT_TRUE(run.out.contains(QStringLiteral("CR1 ")));
+}
+
+/// Reads a process's output until `text` appears in it or 20 seconds pass; returns what was read.
+QString readUntil(QProcess& process, bool fromStderr, const QString& text, QString& seen)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!seen.contains(text) && timer.elapsed() < 20000) {
+        process.waitForReadyRead(100);
+        seen += QString::fromUtf8(
+            fromStderr ? process.readAllStandardError() : process.readAllStandardOutput());
+    }
+    return seen;
+}
+
+TEST(ShellCommand, ALostGdbConnectionFailsOneCommandAndTheNextConnectsAgain)
+{
+    auto server = std::make_unique<FakeGdbServer>(true, std::vector<std::string> {});
+    server->serveMemory();
+    const std::uint16_t port = server->port();
+    const QString location = QStringLiteral("gdb://127.0.0.1:%1").arg(port);
+    QProcess shell;
+    shell.start(QStringLiteral(VELLXML_TOOL_PATH),
+        {QStringLiteral("shell"), QStringLiteral("--target"), location + QStringLiteral("?timeout=1000"),
+            demoRoot});
+    QString out;
+    QString err;
+    shell.write("write32 0x20000000 0x2A7D2423\nread32 0x20000000\n");
+    EXPECT_EQ(readUntil(shell, false, QStringLiteral("0x2A7D2423\n"), out).toStdString(),
+        "0x20000000: 0x2A7D2423\n");
+    // The server goes away: the command that meets it fails, and the shell says what comes next.
+    server.reset();
+    shell.write("read32 0x20000000\n");
+    const QString lost = QStringLiteral("line 3: error: read32 0x20000000: host error 40\n"
+                                        "line 3: note: the connection to %1 was lost; the next access "
+                                        "connects again ('reconnect' does it now)\n")
+                             .arg(location);
+    EXPECT_EQ(readUntil(shell, true, QStringLiteral("now)\n"), err).toStdString(), lost.toStdString());
+    // Back on the same port, with fresh memory: the next command connects, and reconnect does it on demand.
+    server = std::make_unique<FakeGdbServer>(true, std::vector<std::string> {}, true, false, port);
+    ASSERT_TRUE(server->bound());
+    server->serveMemory();
+    out.clear();
+    shell.write("read32 0x20000000\nreconnect\n");
+    readUntil(shell, false, location + QStringLiteral("\n"), out);
+    shell.closeWriteChannel();
+    ASSERT_TRUE(shell.waitForFinished(20000));
+    out += QString::fromUtf8(shell.readAllStandardOutput());
+    err += QString::fromUtf8(shell.readAllStandardError());
+    EXPECT_EQ(out.toStdString(), "0x20000000: 0x00000000\nconnected to " + location.toStdString() + "\n");
+    EXPECT_EQ(err.toStdString(), lost.toStdString());
+    EXPECT_EQ(shell.exitCode(), 1); // line 3 failed
 }
 
 // A pseudo-terminal: the shell prompts and edits lines, and Tab completes.

@@ -38,7 +38,9 @@ const char completeHelp[] = "Usage: vellxml complete ROOT PARTIAL\n"
                             "entries after its last dot that begin with what follows that dot (after\n"
                             "\"UART0.CR\", the members and commands of UART0 that begin with \"CR\"; after\n"
                             "\"UART0.CR1.\", everything that follows UART0.CR1; without a dot, the\n"
-                            "instances). One entry per line, tab-separated:\n"
+                            "instances). Once an array's name is typed, its items follow its entry:\n"
+                            "\"DMA1.CH[\" offers CH[0], CH[1] ..., as the shell's Tab does. One entry per\n"
+                            "line, tab-separated:\n"
                             "\n"
                             "  NAME  KIND  ARGUMENTS  RESULT  HELP\n"
                             "\n"
@@ -169,23 +171,16 @@ int runComplete(const std::vector<std::string>& args)
     const auto map = loadChip(root, false, LoadMessages::Quiet);
     if (!map)
         return ExitFailure;
-    const QString text = QString::fromStdString(partial);
-    const int dot = text.lastIndexOf(QLatin1Char('.'));
-    const QString start = text.mid(dot + 1);
-    // The list is that of the element the complete tokens reach; the last, partial token filters it.
-    const CXMLCompletionList list = map->getCompletionListFromPath(text);
     QString out;
-    for (auto it = list.cbegin(); it != list.cend(); ++it) {
-        if (it.key().isEmpty() || !it.key().startsWith(start))
-            continue;
-        const CXMLCompletionEntry& entry = it.value();
+    for (const PathCompletion& offer : completePath(*map, QString::fromStdString(partial))) {
+        const CXMLCompletionEntry& entry = offer.entry;
         // One line per entry: tabs and line breaks inside a text would split it.
         const auto field = [](QString value) {
             value.replace(QLatin1Char('\t'), QLatin1Char(' '));
             value.replace(QLatin1Char('\n'), QLatin1Char(' '));
             return value;
         };
-        out += field(it.key()) + QLatin1Char('\t') + QString::number(entry.kind) + QLatin1Char('\t')
+        out += field(offer.name) + QLatin1Char('\t') + QString::number(entry.kind) + QLatin1Char('\t')
             + field(entry.arguments) + QLatin1Char('\t') + field(entry.result) + QLatin1Char('\t')
             + field(commentToPlainLines(entry.help).join(QLatin1Char(' '))) + QLatin1Char('\n');
     }

@@ -32,6 +32,34 @@ bool contains(const HwXMLElement& element, std::uint32_t address)
 
 } // namespace
 
+QList<PathCompletion> completePath(const HwMemoryMap& map, const QString& text)
+{
+    QString path = text;
+    if (path.startsWith(QLatin1Char('$')))
+        path.remove(0, 1);
+    const int dot = path.lastIndexOf(QLatin1Char('.'));
+    const QString partial = path.mid(dot + 1);
+    QList<PathCompletion> offers;
+    // The list is that of the element the complete tokens reach; the last, partial token filters it.
+    const CXMLCompletionList list = map.getCompletionListFromPath(path);
+    for (auto it = list.cbegin(); it != list.cend(); ++it) {
+        if (it.key().isEmpty())
+            continue;
+        if (it.key().startsWith(partial))
+            offers.append({it.key(), it.value()});
+        // An array lists under its own name; its items are offered once that name is typed.
+        if (it.value().kind != 15 || !partial.startsWith(it.key()))
+            continue;
+        const HwXMLElement* array = map.getElementFromPath(path.left(dot + 1) + it.key());
+        if (!array || !array->isArray())
+            continue;
+        for (const auto& item : static_cast<const HwArray*>(array)->getMemberList())
+            if (item->getName().startsWith(partial))
+                offers.append({item->getName(), HwMemoryMap::getCompletionEntryFromElement(item.get())});
+    }
+    return offers;
+}
+
 PathTarget resolvePath(const HwMemoryMap& map, const QString& path, QString& error, const PointerHook& hook)
 {
     QStringList tokens = path.split(QLatin1Char('.'));

@@ -37,6 +37,19 @@ using PointerHook = std::function<bool(HwXMLElement& pointer, const QString& wal
 PathTarget resolvePath(
     const HwMemoryMap& map, const QString& path, QString& error, const PointerHook& hook = {});
 
+/// One offer that completes the last token of a path: the name, and the entry that describes it.
+struct PathCompletion {
+    QString name;
+    CXMLCompletionEntry entry;
+};
+
+/// What may complete a path as users type it (a leading "$" may be given or left out), the same for the
+/// shell's Tab and `vellxml complete`: the entries of the element that the complete tokens reach whose
+/// names begin with the last, partial token, in the list's order, and after an array's entry its items
+/// once the partial token begins with the array's name ("CH" and "CH[" offer CH[0], CH[1] ...). Reserved
+/// gaps (entries without a name) are left out.
+QList<PathCompletion> completePath(const HwMemoryMap& map, const QString& text);
+
 /// The path as users type it: the element's path without its leading "$".
 QString userPath(const HwXMLElement& element);
 QString userPath(const HwBitGroup& group);

@@ -5,6 +5,7 @@
 #include <vellxml/access/commands.h>
 #include <vellxml/host/probe.h>
 #include <vellxml/host/backend.h>
+#include <vellxml/host/gdb_remote.h>
 #if VELLXML_TOOL_SIMULATOR
 #include <vellxml/host/simulator.h>
 #endif
@@ -57,9 +58,10 @@ const char shellHelp[] = "Usage: vellxml shell [--target LOCATION] ROOT\n"
                          "  write16 0x40004408 0x1A1      raw memory: write8/16/32 ADDRESS VALUE\n"
                          "\n"
                          "Shell commands: ls [PATH] lists what may follow PATH; format hex|dec|bin sets\n"
-                         "how values print; reset puts every register back to its reset value; help;\n"
-                         "quit. Tab completes paths, array items, commands and option names; Ctrl-C\n"
-                         "cancels the line; the history is kept in ~/.vellxml_history (or\n"
+                         "how values print; reset puts every register back to its reset value (simulated\n"
+                         "target); reconnect connects to the GDB server again; help; quit. Tab completes\n"
+                         "paths, array items, commands and option names as `vellxml complete` does;\n"
+                         "Ctrl-C cancels the line; the history is kept in ~/.vellxml_history (or\n"
                          "$VELLXML_HISTORY).\n"
                          "\n"
                          "A path may start with $, as `vellxml list` prints it. Nothing may follow a\n"
@@ -78,6 +80,11 @@ const char shellHelp[] = "Usage: vellxml shell [--target LOCATION] ROOT\n"
                          "                     the 2000 ms bound of each access), or probe:N (target N of\n"
                          "                     the maker's probe library, in builds that link it). A read\n"
                          "                     on a real target is a real read, side effects included.\n"
+                         "                     When the server closes the connection or stops answering,\n"
+                         "                     the command that meets it fails with host error 40 (closed)\n"
+                         "                     or 41 (no answer in time), and the next access connects\n"
+                         "                     again by itself (host error 42 while that fails); the\n"
+                         "                     shell keeps its settings. reconnect does it at once.\n"
                          "  -h, --help         show this help\n";
 
 HwTarget g_target {0};
@@ -493,12 +500,21 @@ const char shellCommandHelp[] = "  PATH                list what may follow PATH
                                 "  write8|write16|write32 ADDRESS VALUE\n"
                                 "                      memory by address, one access of that width each\n"
                                 "  format hex|dec|bin  how values print (now: %s)\n"
-                                "  reset               every register back to its reset value\n"
+                                "  reset               every register back to its reset value (simulated\n"
+                                "                      target)\n"
+                                "  reconnect           connect to the GDB server again now (a lost\n"
+                                "                      connection is made again by the next access anyway)\n"
                                 "  help                this text\n"
                                 "  quit                leave (also end of input)\n";
 
 const char* const kShellWords[] = {"find", "format", "help", "ls", "quit", "read16", "read32", "read8",
-    "reset", "show", "write16", "write32", "write8"};
+    "reconnect", "reset", "show", "write16", "write32", "write8"};
+
+/// The GDB server behind the shell's target, or null on any other target.
+host::GdbRemoteBackend* gdbTarget()
+{
+    return dynamic_cast<host::GdbRemoteBackend*>(host::backendOf(g_target.handle));
+}
 
 /// Runs one line. Returns false when it failed; sets `quit` when the shell should end.
 bool runLine(const QString& line, bool& quit)
@@ -533,6 +549,18 @@ bool runLine(const QString& line, bool& quit)
         return true;
     }
 #endif
+    if (first == QLatin1String("reconnect")) {
+        host::GdbRemoteBackend* gdb = gdbTarget();
+        if (!gdb)
+            return printErr(QStringLiteral("reconnect works on a GDB server target only"));
+        if (!words.isEmpty())
+            return printErr(QStringLiteral("reconnect takes no arguments"));
+        std::string error;
+        if (!gdb->reconnect(error))
+            return printErr(QString::fromStdString(error));
+        printOut(QStringLiteral("connected to %1").arg(QString::fromStdString(gdb->describe())));
+        return true;
+    }
     if (first == QLatin1String("ls")) {
         if (words.size() > 1)
             return printErr(QStringLiteral("ls takes at most one path"));
@@ -546,6 +574,25 @@ bool runLine(const QString& line, bool& quit)
         if (first == QLatin1String(memory))
             return memoryLine(first, words);
     return runElementLine(first, words);
+}
+
+/// Runs one line as runLine does, and says so when it lost the connection to a GDB server: the command
+/// that met the loss failed with its host error (40 closed, 41 timed out), and the next access connects
+/// again on its own.
+bool runLineOnTarget(const QString& line, bool& quit)
+{
+    host::GdbRemoteBackend* gdb = gdbTarget();
+    const bool wasConnected = gdb && gdb->connected();
+    const bool ok = runLine(line, quit);
+    if (wasConnected && !gdb->connected()) {
+        std::fflush(stdout);
+        const std::string where = g_lineNumber > 0 ? "line " + std::to_string(g_lineNumber) + ": " : "";
+        std::fprintf(stderr,
+            "%snote: the connection to %s was lost; the next access connects again ('reconnect' does it "
+            "now)\n",
+            where.c_str(), gdb->describe().c_str());
+    }
+    return ok;
 }
 
 // ---- the line editor -------------------------------------------------------------------------------------
@@ -562,34 +609,15 @@ char* nextMatch(const char*, int state)
     return strdup(g_matches[g_matchIndex++].toUtf8().constData());
 }
 
-/// What may complete a path: the members and commands after its last dot that begin with what follows the
-/// dot, or the instances; the items of an array once its name is typed ("CH" or "CH[" offers CH[0] ...).
+/// What may complete a path, as whole words: the members and commands after its last dot, or the
+/// instances, and the items of an array once its name is typed.
 QStringList pathCompletions(const QString& text)
 {
-    QString path = text;
-    const bool dollar = path.startsWith(QLatin1Char('$'));
-    if (dollar)
-        path.remove(0, 1);
-    const int dot = path.lastIndexOf(QLatin1Char('.'));
-    const QString prefix = (dollar ? QStringLiteral("$") : QString()) + path.left(dot + 1);
-    const QString partial = path.mid(dot + 1);
+    const QString prefix = text.left(text.lastIndexOf(QLatin1Char('.')) + 1);
     QStringList matches;
-    // The list is that of the element the complete tokens reach; the last, partial token filters it.
-    const CXMLCompletionList list = g_session.map->getCompletionListFromPath(path);
-    for (auto it = list.cbegin(); it != list.cend(); ++it) {
-        if (it.key().isEmpty())
-            continue;
-        if (it.key().startsWith(partial))
-            matches << prefix + it.key();
-        if (it.value().kind == 15 && partial.startsWith(it.key())) {
-            const HwXMLElement* array = g_session.map->getElementFromPath(path.left(dot + 1) + it.key());
-            if (!array || !array->isArray())
-                continue;
-            for (const auto& item : static_cast<const HwArray*>(array)->getMemberList())
-                if (item->getName().startsWith(partial))
-                    matches << prefix + item->getName();
-        }
-    }
+    for (const PathCompletion& offer : completePath(*g_session.map, text))
+        matches << (prefix.isEmpty() && text.startsWith(QLatin1Char('$')) ? QStringLiteral("$") : prefix)
+                + offer.name;
     return matches;
 }
 
@@ -707,7 +735,7 @@ int interactive()
         if (!line.trimmed().isEmpty())
             add_history(raw);
         std::free(raw);
-        runLine(line, quit);
+        runLineOnTarget(line, quit);
         std::fflush(stdout);
     }
     write_history(history.constData());
@@ -722,7 +750,7 @@ int fromPipe()
     std::string line;
     while (!quit && std::getline(std::cin, line)) {
         ++g_lineNumber;
-        if (!runLine(QString::fromStdString(line), quit))
+        if (!runLineOnTarget(QString::fromStdString(line), quit))
             failed = true;
         std::fflush(stdout);
     }

@@ -19,7 +19,8 @@ enum GdbStatus : int {
     /// No complete reply came within the timeout. The connection is dropped, since a late reply would
     /// be taken for the answer to the next request.
     kGdbTimeout = 41,
-    /// The connection was lost by an earlier call; nothing was sent.
+    /// The connection was lost by an earlier call and connecting again failed (or was tried less than a
+    /// timeout period ago); nothing was sent.
     kGdbNotConnected = 42,
     /// The request was refused with "-" or answered with a bad checksum more often than the retries
     /// allow, or (without acknowledgements) a write's reply had a bad checksum: a write is never sent
@@ -54,11 +55,14 @@ struct GdbRemoteOptions {
 /// gdbstub) over the GDB remote serial protocol on TCP.
 ///
 /// Connecting asks qSupported for the server's PacketSize and switches acknowledgements off when the
-/// server offers QStartNoAckMode, then asks "?" for the stop reason as debuggers do. A read of 8, 16 or 32
-/// bits is one "m ADDR,LEN" request of exactly that many bytes, a write one "M ADDR,LEN:DATA"; a 32-bit
-/// register is never read as four bytes. Replies are checked (checksum, run-length encoding, bytes before
-/// the "$" skipped) and every wait is bounded by the timeout: a dead or stalled server makes a call
-/// return kGdbTimeout or kGdbClosed, never hang. The target argument of read and write is ignored: the
+/// server offers QStartNoAckMode, asks "?" for the stop reason as debuggers do, and probes for binary
+/// writes with a zero-length "X". A read of 8, 16 or 32 bits is one "m ADDR,LEN" request of exactly that
+/// many bytes, a write one "X ADDR,LEN:DATA" (binary, with "#", "$", "}" and "*" escaped) or, when the
+/// server has no "X", one "M ADDR,LEN:HEX"; a 32-bit register is never moved as four single bytes.
+/// Replies are checked (checksum, run-length encoding, bytes before the "$" skipped) and every wait is
+/// bounded by the timeout: a dead or stalled server makes a call return kGdbTimeout or kGdbClosed, never
+/// hang, and drops the connection. The next call connects again (kGdbNotConnected when that fails; then
+/// the calls of one timeout period fail at once). The target argument of read and write is ignored: the
 /// handle that reached this backend has already chosen the connection.
 class VELLHOST_EXPORT GdbRemoteBackend final : public ProbeBackend {
 public:
@@ -80,10 +84,12 @@ public:
         std::uint32_t address;
         Width width;
     };
-    /// Reads every access, each its own "m" request of its width. Without acknowledgements the requests
-    /// are sent ahead of their replies (a window of them at a time), which saves a round trip each.
-    /// values receives one value per access; returns 0 or the first failure's code, after which the
-    /// values from the failing access on are 0.
+    /// Reads every access, each its own "m" request of its width. The requests are sent ahead of their
+    /// replies, a window of 32 at a time, which saves a round trip each; with acknowledgements on, a
+    /// request the server refuses is sent again and a damaged reply is acknowledged and its read asked
+    /// again, each up to the retries. values receives one value per access; returns 0 or the first
+    /// failure's code, after which the values from the failing access on are 0 (after a lost
+    /// connection, from the first access of its window on).
     int readBatch(const std::vector<Access>& accesses, std::vector<std::uint32_t>& values);
 
     /// The server's PacketSize, or the default limit when it named none.
@@ -91,6 +97,12 @@ public:
     /// Whether acknowledgements are off.
     bool noAckMode() const;
     bool connected() const;
+    /// Whether writes go as binary "X" packets (the server answered the probe) rather than "M".
+    bool binaryWrites() const;
+    /// Closes the connection, if any, and connects again at once; false with error set when that fails.
+    bool reconnect(std::string& error);
+    /// Why the last attempt to connect failed (empty when it succeeded).
+    std::string lastConnectError() const;
 
 private:
     struct Connection;
