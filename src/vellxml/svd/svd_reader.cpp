@@ -45,20 +45,88 @@ bool sameName(const QString& a, const QString& b)
     return plain(a) == plain(b);
 }
 
-/// The text with white space collapsed, as QString::simplified() gives it; most SVD texts are clean already
-/// and are only converted.
+/// The text with white space collapsed, as QString::simplified() gives it. Nearly every SVD text is ASCII:
+/// those are collapsed byte by byte and converted once, without a UTF-16 copy to simplify; a text with other
+/// characters (which may be Unicode spaces) takes QString::simplified().
 QString cleanText(const char* raw)
 {
     bool clean = *raw != ' ';
+    bool ascii = true;
     const char* at = raw;
-    for (; clean && *at; ++at) {
+    for (; *at; ++at) {
         const char c = *at;
-        if (c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f'
-            || (c == ' ' && (at[1] == ' ' || at[1] == 0)))
+        if ((c >= '\t' && c <= '\r') || (c == ' ' && (at[1] == ' ' || at[1] == 0)))
             clean = false;
+        else if (static_cast<unsigned char>(c) >= 0x80)
+            ascii = false;
     }
-    const QString text = QString::fromUtf8(raw);
-    return clean ? text : text.simplified();
+    const auto length = qsizetype(at - raw);
+    if (!ascii) {
+        const QString text = QString::fromUtf8(raw, length);
+        return clean ? text : text.simplified();
+    }
+    if (clean)
+        return QString::fromLatin1(raw, length);
+    QString text(length, Qt::Uninitialized);
+    QChar* out = text.data();
+    QChar* const first = out;
+    bool space = true; // at the start, or after a space: further white space is dropped
+    for (const char* in = raw; in < at; ++in) {
+        const char c = *in;
+        if (c == ' ' || (c >= '\t' && c <= '\r')) {
+            if (!space)
+                *out++ = QLatin1Char(' ');
+            space = true;
+        } else {
+            *out++ = QLatin1Char(c);
+            space = false;
+        }
+    }
+    if (out > first && space)
+        --out;
+    text.truncate(qsizetype(out - first));
+    return text;
+}
+
+/// A bit range "[msb:lsb]", spaces allowed anywhere. A number beyond 64 bits gives the largest value, which
+/// the caller refuses as out of range.
+bool parseBitRange(const char* text, std::uint64_t& msb, std::uint64_t& lsb)
+{
+    auto skip = [&] {
+        while (*text == ' ')
+            ++text;
+    };
+    auto expect = [&](char c) {
+        skip();
+        if (*text != c)
+            return false;
+        ++text;
+        return true;
+    };
+    auto number = [&](std::uint64_t& value) {
+        skip();
+        if (*text < '0' || *text > '9')
+            return false;
+        value = 0;
+        while (*text >= '0' && *text <= '9') {
+            const auto digit = std::uint64_t(*text - '0');
+            value = value > (std::numeric_limits<std::uint64_t>::max() - digit) / 10
+                ? std::numeric_limits<std::uint64_t>::max()
+                : value * 10 + digit;
+            ++text;
+            skip();
+        }
+        return true;
+    };
+    if (!expect('[') || !number(msb) || !expect(':') || !number(lsb) || !expect(']'))
+        return false;
+    skip();
+    // As a pattern anchored with '$' would, a single final line break is accepted.
+    if (*text == '\n') {
+        ++text;
+        skip();
+    }
+    return *text == 0;
 }
 
 std::uint64_t itemExtent(const SvdItem& item);
@@ -586,6 +654,7 @@ bool Reader::readFields(const std::vector<xml_node>& chain, const Properties& pr
             members.push_back(field);
         }
     }
+    fields.reserve(fields.size() + members.size());
     for (const xml_node& member : members) {
         if (!readField(member, properties, owner, fields))
             return false;
@@ -608,15 +677,10 @@ bool Reader::readField(
     std::uint64_t lsb = 0;
     std::uint64_t msb = 0;
     if (const xml_node range = lastChild(chain, "bitRange")) {
-        static const QRegularExpression form(QStringLiteral("^\\[([0-9]+):([0-9]+)\\]$"));
-        const QRegularExpressionMatch m =
-            form.match(QString::fromUtf8(range.child_value()).remove(QLatin1Char(' ')));
-        if (!m.hasMatch())
+        if (!parseBitRange(range.child_value(), msb, lsb))
             return fail(range,
                 QStringLiteral("Bit range '%1' is not [msb:lsb].")
                     .arg(QString::fromUtf8(range.child_value())));
-        msb = m.captured(1).toULongLong();
-        lsb = m.captured(2).toULongLong();
     } else if (const xml_node low = lastChild(chain, "lsb")) {
         const xml_node high = lastChild(chain, "msb");
         if (!high)
@@ -820,7 +884,8 @@ bool Reader::run(SvdDevice& device)
             QStringLiteral("addressUnitBits %1 is taken as 8.").arg(childText(root, "addressUnitBits")));
     if (const xml_node cpu = root.child("cpu")) {
         for (xml_node item = cpu.first_child(); item; item = item.next_sibling()) {
-            if (item.type() != pugi::node_element || item.first_child().type() != pugi::node_pcdata)
+            // Items that start with text (kept as the element's value by the parse), not CDATA or elements.
+            if (item.type() != pugi::node_element || *item.value() == 0)
                 continue;
             const QString tag = QString::fromUtf8(item.name());
             const QString text = QString::fromUtf8(item.child_value()).simplified();
@@ -1072,14 +1137,14 @@ QString identifier(const QString& name)
     return out;
 }
 
-bool readSvd(
-    const QByteArray& text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device)
+bool readSvd(QByteArray text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device)
 {
     HwXmlDocument document;
     int line = 0;
     int column = 0;
     QString error;
-    if (!document.parse(text, limits.document, line, column, error)) {
+    // The SVD text is read once: parsed in place, it is not copied (a text shared with the caller is).
+    if (!document.parseInPlace(std::move(text), limits.document, line, column, error)) {
         messages.fail(line, column, error);
         return false;
     }
