@@ -294,6 +294,58 @@ private:
     SvdMessages& m_messages;
 };
 
+/// Option names of one field with their values, found regardless of ASCII case (the names are
+/// identifiers, ASCII only). Most fields have a few options, looked up in a list; a long list gets an index.
+class TakenNames {
+public:
+    void clear()
+    {
+        m_list.clear();
+        m_index.clear();
+    }
+    const std::uint64_t* find(const QString& name) const
+    {
+        if (!m_index.isEmpty()) {
+            const auto it = m_index.constFind(name.toUpper());
+            return it == m_index.constEnd() ? nullptr : &it.value();
+        }
+        for (const auto& entry : m_list) {
+            if (sameIgnoringCase(entry.first, name))
+                return &entry.second;
+        }
+        return nullptr;
+    }
+    void insert(const QString& name, std::uint64_t value)
+    {
+        m_list.emplace_back(name, value);
+        if (!m_index.isEmpty()) {
+            m_index.insert(name.toUpper(), value);
+        } else if (m_list.size() > 32) {
+            for (const auto& entry : m_list)
+                m_index.insert(entry.first.toUpper(), entry.second);
+        }
+    }
+
+private:
+    static bool sameIgnoringCase(const QString& a, const QString& b)
+    {
+        if (a.size() != b.size())
+            return false;
+        for (qsizetype i = 0; i < a.size(); ++i) {
+            char16_t x = a.at(i).unicode();
+            char16_t y = b.at(i).unicode();
+            x = x >= 'a' && x <= 'z' ? char16_t(x - 'a' + 'A') : x;
+            y = y >= 'a' && y <= 'z' ? char16_t(y - 'a' + 'A') : y;
+            if (x != y)
+                return false;
+        }
+        return true;
+    }
+
+    std::vector<std::pair<QString, std::uint64_t>> m_list;
+    QHash<QString, std::uint64_t> m_index; ///< upper-cased names, once the list is long
+};
+
 class Writer {
 public:
     Writer(HwSvdImportSummary& summary)
@@ -377,24 +429,23 @@ public:
         xml.writeEndElement();
     }
 
-    static void options(XmlOut& xml, const SvdField& f)
+    void options(XmlOut& xml, const SvdField& f)
     {
-        // Names already given (upper-cased, as the C names made of them are), with their values.
-        QHash<QString, std::uint64_t> taken;
+        // Names already given (compared upper-cased, as the C names made of them are), with their values.
+        TakenNames& taken = m_taken;
+        taken.clear();
         bool open = false;
         auto option = [&](QString name, std::uint64_t value, const SvdEnumValue& source,
                           const QString& note) {
-            QString key = name.toUpper();
-            if (auto it = taken.constFind(key); it != taken.constEnd()) {
-                if (it.value() == value)
+            if (const std::uint64_t* given = taken.find(name)) {
+                if (*given == value)
                     return;
                 // The same name for another value, as read and write enumerations often have.
                 name += QLatin1Char('_') + QString::number(value);
-                key = name.toUpper();
-                if (taken.contains(key))
+                if (taken.find(name))
                     return;
             }
-            taken.insert(key, value);
+            taken.insert(name, value);
             if (!open) {
                 xml.writeStartElement("options");
                 open = true;
@@ -447,6 +498,7 @@ public:
 
 private:
     HwSvdImportSummary& m_summary;
+    TakenNames m_taken;
 };
 
 } // namespace
