@@ -122,7 +122,8 @@ bool sameName(const QString& a, const QString& b)
 
 /// The text with white space collapsed, as QString::simplified() gives it. Nearly every SVD text is ASCII:
 /// those are collapsed byte by byte and converted once, without a UTF-16 copy to simplify; a text with other
-/// characters (which may be Unicode spaces) takes QString::simplified().
+/// characters (which may be Unicode spaces, such as no-break or ideographic spaces) takes
+/// QString::simplified().
 QString cleanText(const char* raw)
 {
     bool clean = *raw != ' ';
@@ -136,10 +137,8 @@ QString cleanText(const char* raw)
             ascii = false;
     }
     const auto length = qsizetype(at - raw);
-    if (!ascii) {
-        const QString text = QString::fromUtf8(raw, length);
-        return clean ? text : text.simplified();
-    }
+    if (!ascii) // the text may hold Unicode spaces, which only QString knows
+        return QString::fromUtf8(raw, length).simplified();
     if (clean)
         return QString::fromLatin1(raw, length);
     QString text(length, Qt::Uninitialized);
