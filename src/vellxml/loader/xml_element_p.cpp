@@ -434,13 +434,20 @@ int HwXmlElementView::column() const
     return column;
 }
 
-bool HwXmlDocument::parse(QByteArray utf8, const HwLoadLimits& limits, int& line, int& column, QString& error)
+bool HwXmlDocument::parseText(
+    QByteArray utf8, bool inPlace, const HwLoadLimits& limits, int& line, int& column, QString& error)
 {
     m_text = std::move(utf8);
+    m_inPlace = inPlace;
     m_lineStarts.assign(1, 0);
     m_elementCount = 0;
     const char* const begin = m_text.constData();
     const char* const end = begin + m_text.size();
+    std::size_t lines = 1;
+    for (const char* at = begin; (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;
+         ++at)
+        ++lines;
+    m_lineStarts.reserve(lines);
     for (const char* at = begin;
          (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;) {
         ++at;
@@ -449,9 +456,13 @@ bool HwXmlDocument::parse(QByteArray utf8, const HwLoadLimits& limits, int& line
     line = 0;
     column = 0;
     const unsigned int options = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol
-        | pugi::parse_wconv_attribute | pugi::parse_doctype;
-    const pugi::xml_parse_result result = m_document.load_buffer(
-        m_text.constData(), static_cast<std::size_t>(m_text.size()), options, pugi::encoding_utf8);
+        | pugi::parse_wconv_attribute | pugi::parse_doctype | (inPlace ? pugi::parse_embed_pcdata : 0);
+    // The line starts are taken before an in-place parse changes the text.
+    const pugi::xml_parse_result result = inPlace
+        ? m_document.load_buffer_inplace(
+            m_text.data(), static_cast<std::size_t>(m_text.size()), options, pugi::encoding_utf8)
+        : m_document.load_buffer(
+            m_text.constData(), static_cast<std::size_t>(m_text.size()), options, pugi::encoding_utf8);
     if (!result) {
         position(result.offset, line, column);
         error = fromPugi(result.description());
@@ -513,6 +524,8 @@ std::ptrdiff_t HwXmlDocument::attributeOffset(std::ptrdiff_t tagOffset, const ch
 {
     // The parser keeps no offsets of attributes: look for the name, standing alone and followed by '=',
     // inside the start tag (a '>' inside a quoted value is skipped with the value).
+    if (m_inPlace)
+        return -1; // the parse has changed the text
     const std::size_t length = std::strlen(name);
     const char* const text = m_text.constData();
     const std::ptrdiff_t size = m_text.size();

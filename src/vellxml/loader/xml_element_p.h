@@ -157,7 +157,20 @@ private:
 class HwXmlDocument {
 public:
     /// Parses UTF-8 text. On failure gives the 1-based position (0 when not known) and the reason.
-    bool parse(QByteArray utf8, const HwLoadLimits& limits, int& line, int& column, QString& error);
+    bool parse(QByteArray utf8, const HwLoadLimits& limits, int& line, int& column, QString& error)
+    {
+        return parseText(std::move(utf8), false, limits, line, column, error);
+    }
+    /// Parses UTF-8 text inside its own buffer, without the parser's copy of it, for a large text read
+    /// once, as an imported file is. The parse changes the text, so attributeOffset() finds nothing and
+    /// a column behind a character reference that decodes to a non-ASCII character may be counted off.
+    /// The text an element starts with is kept as the element's own value rather than as a child node
+    /// (half the nodes of a document of short text elements): child_value() reads it, first_child() does
+    /// not see it.
+    bool parseInPlace(QByteArray utf8, const HwLoadLimits& limits, int& line, int& column, QString& error)
+    {
+        return parseText(std::move(utf8), true, limits, line, column, error);
+    }
     HwXmlElementView documentElement() const;
     /// 1-based line and column (in characters) of a byte offset of the text.
     void position(std::ptrdiff_t offset, int& line, int& column) const;
@@ -171,8 +184,12 @@ public:
     HwXmlReadRecord* readRecord() const { return m_readRecord; }
 
 private:
+    bool parseText(
+        QByteArray utf8, bool inPlace, const HwLoadLimits& limits, int& line, int& column, QString& error);
+
     HwXmlReadRecord* m_readRecord = nullptr;
     std::size_t m_elementCount = 0;
+    bool m_inPlace = false;
     QByteArray m_text;
     pugi::xml_document m_document;
     std::vector<std::ptrdiff_t> m_lineStarts;

@@ -18,9 +18,9 @@ void send(HwMessageCallback callback, const QString& text)
         callback(text.toUtf8().constData());
 }
 
-} // namespace
-
-bool convertSvd(const QByteArray& svd, const QString& path, QList<QPair<QString, QByteArray>>& files,
+/// convertSvd() on a text of its own: importSvdFile() hands over the text it read, so that the parse needs
+/// no copy of it.
+bool convert(QByteArray svd, const QString& path, QList<QPair<QString, QByteArray>>& files,
     HwMessageCallback error, HwMessageCallback warning, const HwSvdImportLimits& limits,
     HwSvdImportSummary* summary)
 {
@@ -31,8 +31,8 @@ bool convertSvd(const QByteArray& svd, const QString& path, QList<QPair<QString,
     messages.warning = warning;
     SvdDevice device;
     HwSvdImportSummary counts;
-    bool ok =
-        readSvd(svd, limits, messages, device) && writeArchives(device, limits, messages, files, counts);
+    bool ok = readSvd(std::move(svd), limits, messages, device)
+        && writeArchives(device, limits, messages, files, counts);
     if (ok && counts.registers + counts.fields > limits.maxElements) {
         messages.fail(0, 0,
             QStringLiteral("The description has more than %1 registers and fields.").arg(limits.maxElements));
@@ -44,6 +44,15 @@ bool convertSvd(const QByteArray& svd, const QString& path, QList<QPair<QString,
     if (summary)
         *summary = counts;
     return ok;
+}
+
+} // namespace
+
+bool convertSvd(const QByteArray& svd, const QString& path, QList<QPair<QString, QByteArray>>& files,
+    HwMessageCallback error, HwMessageCallback warning, const HwSvdImportLimits& limits,
+    HwSvdImportSummary* summary)
+{
+    return convert(svd, path, files, error, warning, limits, summary);
 }
 
 bool importSvdFile(const QString& svdPath, const QString& outputDir, HwMessageCallback error,
@@ -61,7 +70,7 @@ bool importSvdFile(const QString& svdPath, const QString& outputDir, HwMessageCa
         return false;
     }
     QList<QPair<QString, QByteArray>> files;
-    if (!convertSvd(text, svdPath, files, error, warning, limits, summary))
+    if (!convert(std::move(text), svdPath, files, error, warning, limits, summary))
         return false;
 
     // Written into a fresh directory beside the target, then moved in place: a reader of the target sees the

@@ -14,21 +14,27 @@ namespace vellxml::svd_p {
 namespace {
 
 /// Markup written straight into UTF-8 bytes, indented two spaces a level. The archive sets are large (a
-/// vendor chip gives megabytes) and this is most of an import's work, so it stays this simple.
+/// vendor chip gives megabytes) and this is most of an import's work, so it stays this simple: one buffer
+/// that becomes the file without a copy, texts appended without a converted copy of each.
 class XmlOut {
 public:
-    XmlOut() { m_text.reserve(1 << 16); }
-    /// The text written so far.
-    QByteArray take() const { return QByteArray(m_text.data(), qsizetype(m_text.size())); }
+    XmlOut() { m_text.resize(1 << 16); }
+    /// The text written; the writer is empty afterwards.
+    QByteArray take()
+    {
+        m_text.truncate(int(m_size));
+        m_size = 0;
+        return std::move(m_text);
+    }
 
-    void writeStartDocument() { m_text += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"; }
-    void writeEndDocument() { m_text += '\n'; }
+    void writeStartDocument() { *this += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"; }
+    void writeEndDocument() { *this += '\n'; }
     void writeStartElement(const char* tag)
     {
         closeStart();
         indent();
-        m_text += '<';
-        m_text += tag;
+        *this += '<';
+        *this += tag;
         m_open.push_back({tag, false});
         m_startOpen = true;
     }
@@ -39,29 +45,32 @@ public:
     }
     void writeAttribute(const char* name, const QString& value)
     {
-        m_text += ' ';
-        m_text += name;
-        m_text += "=\"";
-        escape(value.toUtf8(), true);
-        m_text += '"';
+        *this += ' ';
+        *this += name;
+        *this += "=\"";
+        escape(value, true);
+        *this += '"';
     }
     /// A number in decimal, or in hexadecimal with a 0x prefix.
     void writeAttribute(const char* name, std::uint64_t value, bool hexadecimal = false)
     {
         char digits[24];
         const auto result = std::to_chars(digits, digits + sizeof digits, value, hexadecimal ? 16 : 10);
-        m_text += ' ';
-        m_text += name;
-        m_text += hexadecimal ? "=\"0x" : "=\"";
-        for (const char* at = digits; at < result.ptr; ++at)
-            m_text += hexadecimal && *at >= 'a' ? char(*at - 'a' + 'A') : *at;
-        m_text += '"';
+        if (hexadecimal) {
+            for (char* at = digits; at < result.ptr; ++at)
+                *at = *at >= 'a' ? char(*at - 'a' + 'A') : *at;
+        }
+        *this += ' ';
+        *this += name;
+        *this += hexadecimal ? "=\"0x" : "=\"";
+        append(digits, std::size_t(result.ptr - digits));
+        *this += '"';
     }
     void writeCharacters(const QString& text)
     {
         closeStart();
         m_mixed = m_open.size();
-        escape(text.toUtf8(), false);
+        escape(text, false);
     }
     void writeTextElement(const char* tag, const QString& text)
     {
@@ -75,14 +84,14 @@ public:
         if (m_startOpen && m_open.back().empty)
             closeStart();
         if (m_startOpen) {
-            m_text += "/>";
+            *this += "/>";
             m_startOpen = false;
         } else {
             if (m_mixed != m_open.size())
                 indent(-1);
-            m_text += "</";
-            m_text += m_open.back().tag;
-            m_text += '>';
+            *this += "</";
+            *this += m_open.back().tag;
+            *this += '>';
         }
         if (m_mixed == m_open.size())
             m_mixed = 0;
@@ -101,52 +110,86 @@ private:
             return;
         m_startOpen = false;
         if (m_open.back().empty) {
-            m_text += "/>";
+            *this += "/>";
             m_open.pop_back();
         } else {
-            m_text += '>';
+            *this += '>';
         }
     }
     void indent(int adjust = 0)
     {
         if (m_mixed != 0)
             return;
-        m_text += '\n';
-        m_text.append(
-            std::size_t(std::max<std::ptrdiff_t>(0, std::ptrdiff_t(m_open.size()) + adjust)) * 2, ' ');
+        *this += '\n';
+        const auto spaces = std::size_t(std::max<std::ptrdiff_t>(0, std::ptrdiff_t(m_open.size()) + adjust) * 2);
+        std::memset(room(spaces), ' ', spaces);
     }
-    void escape(const QByteArray& bytes, bool attribute)
+    /// Appends the text as UTF-8 with the markup characters escaped (and the quote, in an attribute).
+    void escape(const QString& text, bool attribute)
     {
-        const char* const special = attribute ? "&<>\"" : "&<>";
-        if (std::strpbrk(bytes.constData(), special) == nullptr) {
-            m_text.append(bytes.constData(), std::size_t(bytes.size()));
-            return;
+        const QChar* at = text.constData();
+        const QChar* const end = at + text.size();
+        // ASCII runs, the whole text nearly always, are copied a character at a time as bytes.
+        char* out = room(std::size_t(text.size()));
+        for (; at < end; ++at) {
+            const char16_t u = at->unicode();
+            if (u >= 0x80 || u == '&' || u == '<' || u == '>' || (attribute && u == '"'))
+                break;
+            *out++ = char(u);
         }
+        m_size = std::size_t(out - m_text.data());
+        if (at == end)
+            return;
+        // The rest, from the first character that needs more than a byte.
+        const QByteArray bytes = QStringView(at, end - at).toUtf8();
         for (const char c : bytes) {
             switch (c) {
             case '&':
-                m_text += "&amp;";
+                *this += "&amp;";
                 break;
             case '<':
-                m_text += "&lt;";
+                *this += "&lt;";
                 break;
             case '>':
-                m_text += "&gt;";
+                *this += "&gt;";
                 break;
             case '"':
                 if (attribute)
-                    m_text += "&quot;";
+                    *this += "&quot;";
                 else
-                    m_text += c;
+                    *this += c;
                 break;
             default:
-                m_text += c;
+                *this += c;
                 break;
             }
         }
     }
 
-    std::string m_text;
+    /// Room for `n` more bytes, taken: the caller writes them.
+    char* room(std::size_t n)
+    {
+        if (m_size + n > std::size_t(m_text.size()))
+            m_text.resize(int(std::max(m_size + n, std::size_t(m_text.size()) * 2)));
+        char* at = m_text.data() + m_size;
+        m_size += n;
+        return at;
+    }
+    void append(const char* bytes, std::size_t n) { std::memcpy(room(n), bytes, n); }
+    XmlOut& operator+=(const char* text)
+    {
+        append(text, std::strlen(text));
+        return *this;
+    }
+    XmlOut& operator+=(char c)
+    {
+        *room(1) = c;
+        return *this;
+    }
+
+    /// The text is m_text's first m_size bytes; the rest is room to grow into.
+    QByteArray m_text;
+    std::size_t m_size = 0;
     std::vector<Open> m_open;
     std::size_t m_mixed = 0; ///< depth of the element holding text: no indentation inside it
     bool m_startOpen = false;
@@ -251,6 +294,58 @@ private:
     SvdMessages& m_messages;
 };
 
+/// Option names of one field with their values, found regardless of ASCII case (the names are
+/// identifiers, ASCII only). Most fields have a few options, looked up in a list; a long list gets an index.
+class TakenNames {
+public:
+    void clear()
+    {
+        m_list.clear();
+        m_index.clear();
+    }
+    const std::uint64_t* find(const QString& name) const
+    {
+        if (!m_index.isEmpty()) {
+            const auto it = m_index.constFind(name.toUpper());
+            return it == m_index.constEnd() ? nullptr : &it.value();
+        }
+        for (const auto& entry : m_list) {
+            if (sameIgnoringCase(entry.first, name))
+                return &entry.second;
+        }
+        return nullptr;
+    }
+    void insert(const QString& name, std::uint64_t value)
+    {
+        m_list.emplace_back(name, value);
+        if (!m_index.isEmpty()) {
+            m_index.insert(name.toUpper(), value);
+        } else if (m_list.size() > 32) {
+            for (const auto& entry : m_list)
+                m_index.insert(entry.first.toUpper(), entry.second);
+        }
+    }
+
+private:
+    static bool sameIgnoringCase(const QString& a, const QString& b)
+    {
+        if (a.size() != b.size())
+            return false;
+        for (qsizetype i = 0; i < a.size(); ++i) {
+            char16_t x = a.at(i).unicode();
+            char16_t y = b.at(i).unicode();
+            x = x >= 'a' && x <= 'z' ? char16_t(x - 'a' + 'A') : x;
+            y = y >= 'a' && y <= 'z' ? char16_t(y - 'a' + 'A') : y;
+            if (x != y)
+                return false;
+        }
+        return true;
+    }
+
+    std::vector<std::pair<QString, std::uint64_t>> m_list;
+    QHash<QString, std::uint64_t> m_index; ///< upper-cased names, once the list is long
+};
+
 class Writer {
 public:
     Writer(HwSvdImportSummary& summary)
@@ -334,24 +429,23 @@ public:
         xml.writeEndElement();
     }
 
-    static void options(XmlOut& xml, const SvdField& f)
+    void options(XmlOut& xml, const SvdField& f)
     {
-        // Names already given (upper-cased, as the C names made of them are), with their values.
-        QHash<QString, std::uint64_t> taken;
+        // Names already given (compared upper-cased, as the C names made of them are), with their values.
+        TakenNames& taken = m_taken;
+        taken.clear();
         bool open = false;
         auto option = [&](QString name, std::uint64_t value, const SvdEnumValue& source,
                           const QString& note) {
-            QString key = name.toUpper();
-            if (auto it = taken.constFind(key); it != taken.constEnd()) {
-                if (it.value() == value)
+            if (const std::uint64_t* given = taken.find(name)) {
+                if (*given == value)
                     return;
                 // The same name for another value, as read and write enumerations often have.
                 name += QLatin1Char('_') + QString::number(value);
-                key = name.toUpper();
-                if (taken.contains(key))
+                if (taken.find(name))
                     return;
             }
-            taken.insert(key, value);
+            taken.insert(name, value);
             if (!open) {
                 xml.writeStartElement("options");
                 open = true;
@@ -404,6 +498,7 @@ public:
 
 private:
     HwSvdImportSummary& m_summary;
+    TakenNames m_taken;
 };
 
 } // namespace

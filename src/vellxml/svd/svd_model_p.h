@@ -106,9 +106,9 @@ struct SvdMessages {
     void fail(int line, int column, const QString& text);
 };
 
-/// Reads the SVD text into `device`. False after an error (reported).
-bool readSvd(
-    const QByteArray& text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device);
+/// Reads the SVD text into `device`. False after an error (reported). The text is parsed in place: given
+/// its only reference, it is not copied.
+bool readSvd(QByteArray text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device);
 
 /// Writes the archive set of a device, root file first. False after an error (reported).
 bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, SvdMessages& messages,

@@ -25,6 +25,81 @@ struct Properties {
 
 enum class Kind { Peripheral, RegisterOrCluster, Field, EnumeratedValues };
 
+/// The child elements a register, cluster or field is read from.
+enum Tag {
+    TagName,
+    TagDescription,
+    TagAddressOffset,
+    TagDim,
+    TagDimIncrement,
+    TagDimIndex,
+    TagBitRange,
+    TagLsb,
+    TagMsb,
+    TagBitOffset,
+    TagBitWidth,
+    TagAccess,
+    TagModifiedWriteValues,
+    TagReadAction,
+    TagWriteConstraint,
+    TagCount,
+};
+
+int tagOf(const char* name)
+{
+    auto is = [name](const char* tag) { return std::strcmp(name + 1, tag + 1) == 0; };
+    switch (name[0]) {
+    case 'n':
+        return is("name") ? TagName : TagCount;
+    case 'd':
+        return is("description") ? TagDescription
+            : is("dim")          ? TagDim
+            : is("dimIncrement") ? TagDimIncrement
+            : is("dimIndex")     ? TagDimIndex
+                                 : TagCount;
+    case 'a':
+        return is("addressOffset") ? TagAddressOffset : is("access") ? TagAccess : TagCount;
+    case 'b':
+        return is("bitRange") ? TagBitRange
+            : is("bitOffset") ? TagBitOffset
+            : is("bitWidth")  ? TagBitWidth
+                              : TagCount;
+    case 'l':
+        return is("lsb") ? TagLsb : TagCount;
+    case 'm':
+        return is("msb") ? TagMsb : is("modifiedWriteValues") ? TagModifiedWriteValues : TagCount;
+    case 'r':
+        return is("readAction") ? TagReadAction : TagCount;
+    case 'w':
+        return is("writeConstraint") ? TagWriteConstraint : TagCount;
+    default:
+        return TagCount;
+    }
+}
+
+/// The first child of each tag along a derivation chain, the own element's (last of the chain) before its
+/// bases': one pass over the children instead of a search for each tag.
+class Children {
+public:
+    explicit Children(const std::vector<xml_node>& chain)
+    {
+        for (const xml_node& node : chain) {
+            bool seen[TagCount] = {};
+            for (xml_node child = node.first_child(); child; child = child.next_sibling()) {
+                const int tag = tagOf(child.name());
+                if (tag != TagCount && !seen[tag]) {
+                    seen[tag] = true;
+                    m_nodes[tag] = child;
+                }
+            }
+        }
+    }
+    xml_node operator[](Tag tag) const { return m_nodes[tag]; }
+
+private:
+    xml_node m_nodes[TagCount];
+};
+
 /// A `dim` of an element: count copies, `increment` bytes (bits for fields) apart, named by `indices`.
 struct Dim {
     int count = -1;
@@ -45,20 +120,87 @@ bool sameName(const QString& a, const QString& b)
     return plain(a) == plain(b);
 }
 
-/// The text with white space collapsed, as QString::simplified() gives it; most SVD texts are clean already
-/// and are only converted.
+/// The text with white space collapsed, as QString::simplified() gives it. Nearly every SVD text is ASCII:
+/// those are collapsed byte by byte and converted once, without a UTF-16 copy to simplify; a text with other
+/// characters (which may be Unicode spaces, such as no-break or ideographic spaces) takes
+/// QString::simplified().
 QString cleanText(const char* raw)
 {
     bool clean = *raw != ' ';
+    bool ascii = true;
     const char* at = raw;
-    for (; clean && *at; ++at) {
+    for (; *at; ++at) {
         const char c = *at;
-        if (c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f'
-            || (c == ' ' && (at[1] == ' ' || at[1] == 0)))
+        if ((c >= '\t' && c <= '\r') || (c == ' ' && (at[1] == ' ' || at[1] == 0)))
             clean = false;
+        else if (static_cast<unsigned char>(c) >= 0x80)
+            ascii = false;
     }
-    const QString text = QString::fromUtf8(raw);
-    return clean ? text : text.simplified();
+    const auto length = qsizetype(at - raw);
+    if (!ascii) // the text may hold Unicode spaces, which only QString knows
+        return QString::fromUtf8(raw, length).simplified();
+    if (clean)
+        return QString::fromLatin1(raw, length);
+    QString text(length, Qt::Uninitialized);
+    QChar* out = text.data();
+    QChar* const first = out;
+    bool space = true; // at the start, or after a space: further white space is dropped
+    for (const char* in = raw; in < at; ++in) {
+        const char c = *in;
+        if (c == ' ' || (c >= '\t' && c <= '\r')) {
+            if (!space)
+                *out++ = QLatin1Char(' ');
+            space = true;
+        } else {
+            *out++ = QLatin1Char(c);
+            space = false;
+        }
+    }
+    if (out > first && space)
+        --out;
+    text.truncate(qsizetype(out - first));
+    return text;
+}
+
+/// A bit range "[msb:lsb]", spaces allowed anywhere. A number beyond 64 bits gives the largest value, which
+/// the caller refuses as out of range.
+bool parseBitRange(const char* text, std::uint64_t& msb, std::uint64_t& lsb)
+{
+    auto skip = [&] {
+        while (*text == ' ')
+            ++text;
+    };
+    auto expect = [&](char c) {
+        skip();
+        if (*text != c)
+            return false;
+        ++text;
+        return true;
+    };
+    auto number = [&](std::uint64_t& value) {
+        skip();
+        if (*text < '0' || *text > '9')
+            return false;
+        value = 0;
+        while (*text >= '0' && *text <= '9') {
+            const auto digit = std::uint64_t(*text - '0');
+            value = value > (std::numeric_limits<std::uint64_t>::max() - digit) / 10
+                ? std::numeric_limits<std::uint64_t>::max()
+                : value * 10 + digit;
+            ++text;
+            skip();
+        }
+        return true;
+    };
+    if (!expect('[') || !number(msb) || !expect(':') || !number(lsb) || !expect(']'))
+        return false;
+    skip();
+    // As a pattern anchored with '$' would, a single final line break is accepted.
+    if (*text == '\n') {
+        ++text;
+        skip();
+    }
+    return *text == 0;
 }
 
 std::uint64_t itemExtent(const SvdItem& item);
@@ -172,6 +314,7 @@ private:
     {
         return cleanText(lastChild(chain, child).child_value());
     }
+    static QString text(const Children& children, Tag tag) { return cleanText(children[tag].child_value()); }
 
     bool number(xml_node node, std::uint64_t& value) const
     {
@@ -186,7 +329,7 @@ private:
     xml_node resolve(xml_node node, const QString& reference, Kind kind);
     xml_node walk(const QStringList& tokens) const;
     bool applyProperties(Properties& properties, const std::vector<xml_node>& chain);
-    bool readDim(const std::vector<xml_node>& chain, const QString& name, Dim& dim);
+    bool readDim(const Children& children, const QString& name, Dim& dim);
     bool readItems(const std::vector<xml_node>& containers, const Properties& properties, int depth,
         std::vector<SvdItem>& items);
     bool readRegister(xml_node node, const Properties& inherited, std::vector<SvdItem>& items);
@@ -342,9 +485,9 @@ bool Reader::applyProperties(Properties& properties, const std::vector<xml_node>
     return true;
 }
 
-bool Reader::readDim(const std::vector<xml_node>& chain, const QString& name, Dim& dim)
+bool Reader::readDim(const Children& children, const QString& name, Dim& dim)
 {
-    const xml_node dimNode = lastChild(chain, "dim");
+    const xml_node dimNode = children[TagDim];
     if (!dimNode)
         return true;
     std::uint64_t value = 0;
@@ -354,7 +497,7 @@ bool Reader::readDim(const std::vector<xml_node>& chain, const QString& name, Di
         return fail(dimNode,
             QStringLiteral("dim %1 is larger than the limit of %2.").arg(value).arg(m_limits.maxDim));
     dim.count = int(value);
-    const xml_node increment = lastChild(chain, "dimIncrement");
+    const xml_node increment = children[TagDimIncrement];
     if (!increment)
         return fail(dimNode, QStringLiteral("dim without dimIncrement."));
     if (!number(increment, dim.increment))
@@ -362,7 +505,7 @@ bool Reader::readDim(const std::vector<xml_node>& chain, const QString& name, Di
     if (dim.increment > 0xFFFFFFFFu)
         return fail(increment, QStringLiteral("dimIncrement %1 is beyond 32 bits.").arg(dim.increment));
     dim.bracket = name.contains(QStringLiteral("[%s]"));
-    const xml_node indexNode = lastChild(chain, "dimIndex");
+    const xml_node indexNode = children[TagDimIndex];
     const QString index = QString::fromUtf8(indexNode.child_value()).simplified().remove(QLatin1Char(' '));
     static const QRegularExpression numbers(QStringLiteral("^([0-9]+)-([0-9]+)$"));
     static const QRegularExpression letters(QStringLiteral("^([A-Z])-([A-Z])$"));
@@ -437,11 +580,12 @@ bool Reader::readRegister(xml_node node, const Properties& inherited, std::vecto
     if (!applyProperties(properties, chain))
         return false;
     SvdRegister reg;
-    const QString rawName = chainText(chain, "name");
+    const Children children(chain);
+    const QString rawName = text(children, TagName);
     if (rawName.isEmpty())
         return fail(node, QStringLiteral("Register without a name."));
-    reg.description = chainText(chain, "description");
-    const xml_node offset = lastChild(chain, "addressOffset");
+    reg.description = text(children, TagDescription);
+    const xml_node offset = children[TagAddressOffset];
     if (!offset)
         return fail(node, QStringLiteral("Register '%1' has no addressOffset.").arg(rawName));
     if (!number(offset, reg.offset))
@@ -465,7 +609,7 @@ bool Reader::readRegister(xml_node node, const Properties& inherited, std::vecto
         properties.access != QLatin1String("write-only") && properties.access != QLatin1String("writeOnce");
     reg.writable = properties.access != QLatin1String("read-only");
     Dim dim;
-    if (!readDim(chain, rawName, dim))
+    if (!readDim(children, rawName, dim))
         return false;
     if (!readFields(chain, properties, rawName, reg.fields))
         return false;
@@ -519,11 +663,12 @@ bool Reader::readCluster(xml_node node, const Properties& inherited, int depth, 
     if (!applyProperties(properties, chain))
         return false;
     auto cluster = std::make_unique<SvdCluster>();
-    const QString rawName = chainText(chain, "name");
+    const Children children(chain);
+    const QString rawName = text(children, TagName);
     if (rawName.isEmpty())
         return fail(node, QStringLiteral("Cluster without a name."));
-    cluster->description = chainText(chain, "description");
-    const xml_node offset = lastChild(chain, "addressOffset");
+    cluster->description = text(children, TagDescription);
+    const xml_node offset = children[TagAddressOffset];
     if (!offset)
         return fail(node, QStringLiteral("Cluster '%1' has no addressOffset.").arg(rawName));
     if (!number(offset, cluster->offset))
@@ -531,7 +676,7 @@ bool Reader::readCluster(xml_node node, const Properties& inherited, int depth, 
     if (cluster->offset > 0xFFFFFFFFu)
         return fail(offset, QStringLiteral("Offset %1 is beyond 32 bits.").arg(cluster->offset));
     Dim dim;
-    if (!readDim(chain, rawName, dim))
+    if (!readDim(children, rawName, dim))
         return false;
     if (!readItems(chain, properties, depth + 1, cluster->items))
         return false;
@@ -586,6 +731,7 @@ bool Reader::readFields(const std::vector<xml_node>& chain, const Properties& pr
             members.push_back(field);
         }
     }
+    fields.reserve(fields.size() + members.size());
     for (const xml_node& member : members) {
         if (!readField(member, properties, owner, fields))
             return false;
@@ -600,34 +746,30 @@ bool Reader::readField(
     if (!chainOf(node, Kind::Field, chain))
         return false;
     SvdField field;
-    const QString rawName = chainText(chain, "name");
+    const Children children(chain);
+    const QString rawName = text(children, TagName);
     if (rawName.isEmpty())
         return fail(node, QStringLiteral("Field of register '%1' without a name.").arg(owner));
     QStringList notes;
-    field.description = chainText(chain, "description");
+    field.description = text(children, TagDescription);
     std::uint64_t lsb = 0;
     std::uint64_t msb = 0;
-    if (const xml_node range = lastChild(chain, "bitRange")) {
-        static const QRegularExpression form(QStringLiteral("^\\[([0-9]+):([0-9]+)\\]$"));
-        const QRegularExpressionMatch m =
-            form.match(QString::fromUtf8(range.child_value()).remove(QLatin1Char(' ')));
-        if (!m.hasMatch())
+    if (const xml_node range = children[TagBitRange]) {
+        if (!parseBitRange(range.child_value(), msb, lsb))
             return fail(range,
                 QStringLiteral("Bit range '%1' is not [msb:lsb].")
                     .arg(QString::fromUtf8(range.child_value())));
-        msb = m.captured(1).toULongLong();
-        lsb = m.captured(2).toULongLong();
-    } else if (const xml_node low = lastChild(chain, "lsb")) {
-        const xml_node high = lastChild(chain, "msb");
+    } else if (const xml_node low = children[TagLsb]) {
+        const xml_node high = children[TagMsb];
         if (!high)
             return fail(node, QStringLiteral("Field '%1' has lsb but no msb.").arg(rawName));
         if (!number(low, lsb) || !number(high, msb))
             return false;
-    } else if (const xml_node offset = lastChild(chain, "bitOffset")) {
+    } else if (const xml_node offset = children[TagBitOffset]) {
         std::uint64_t width = 1;
         if (!number(offset, lsb))
             return false;
-        if (const xml_node widthNode = lastChild(chain, "bitWidth"); widthNode && !number(widthNode, width))
+        if (const xml_node widthNode = children[TagBitWidth]; widthNode && !number(widthNode, width))
             return false;
         if (width == 0 || width > 64 || lsb > 64)
             return fail(node, QStringLiteral("Field '%1' has a bit width of %2.").arg(rawName).arg(width));
@@ -641,14 +783,14 @@ bool Reader::readField(
     field.lsb = int(lsb);
     field.msb = int(msb);
     // Access, as our format's access attribute plus notes for what it cannot hold.
-    QString access = chainText(chain, "access");
+    QString access = text(children, TagAccess);
     if (access.isEmpty())
         access = properties.access;
     const bool readable = access != QLatin1String("write-only") && access != QLatin1String("writeOnce");
     const bool writable = access != QLatin1String("read-only");
     if (access == QLatin1String("writeOnce") || access == QLatin1String("read-writeOnce"))
         notes.append(QStringLiteral("Written once after reset."));
-    const QString modified = chainText(chain, "modifiedWriteValues");
+    const QString modified = text(children, TagModifiedWriteValues);
     if (writable && modified == QLatin1String("oneToClear"))
         field.access = readable ? QStringLiteral("rc") : QStringLiteral("-c");
     else if (writable && modified == QLatin1String("oneToSet"))
@@ -660,9 +802,9 @@ bool Reader::readField(
     if (!modified.isEmpty() && modified != QLatin1String("modify") && !field.access.endsWith(QLatin1Char('c'))
         && !field.access.endsWith(QLatin1Char('s')))
         notes.append(QStringLiteral("Writes: %1.").arg(modified));
-    if (const QString action = chainText(chain, "readAction"); !action.isEmpty())
+    if (const QString action = text(children, TagReadAction); !action.isEmpty())
         notes.append(QStringLiteral("Reading: %1.").arg(action));
-    if (const xml_node constraint = lastChild(chain, "writeConstraint")) {
+    if (const xml_node constraint = children[TagWriteConstraint]) {
         if (const xml_node range = constraint.child("range"))
             notes.append(QStringLiteral("Values written: %1 to %2.")
                              .arg(childText(range, "minimum"), childText(range, "maximum")));
@@ -698,11 +840,12 @@ bool Reader::readField(
 
     const int width = field.msb - field.lsb + 1;
     Dim dim;
-    if (!readDim(chain, rawName, dim))
+    if (!readDim(children, rawName, dim))
         return false;
     const int copies = dim.count >= 0 ? dim.count : 1;
     for (int i = 0; i < copies; ++i) {
-        SvdField copy = field;
+        // The last copy takes the field itself; only its bit numbers are read after this.
+        SvdField copy = i + 1 == copies ? std::move(field) : field;
         const std::uint64_t shift = dim.count >= 0 ? std::uint64_t(i) * dim.increment : 0;
         if (std::uint64_t(field.lsb) + shift > 63 || std::uint64_t(field.msb) + shift > 63)
             return fail(
@@ -820,7 +963,8 @@ bool Reader::run(SvdDevice& device)
             QStringLiteral("addressUnitBits %1 is taken as 8.").arg(childText(root, "addressUnitBits")));
     if (const xml_node cpu = root.child("cpu")) {
         for (xml_node item = cpu.first_child(); item; item = item.next_sibling()) {
-            if (item.type() != pugi::node_element || item.first_child().type() != pugi::node_pcdata)
+            // Items that start with text (kept as the element's value by the parse), not CDATA or elements.
+            if (item.type() != pugi::node_element || *item.value() == 0)
                 continue;
             const QString tag = QString::fromUtf8(item.name());
             const QString text = QString::fromUtf8(item.child_value()).simplified();
@@ -918,7 +1062,7 @@ bool Reader::run(SvdDevice& device)
             device.interrupts.push_back(interrupt);
         }
         Dim dim;
-        if (!readDim({p}, rawName, dim))
+        if (!readDim(Children({p}), rawName, dim))
             return false;
         if (dim.count < 0) {
             peripheral.name = identifier(rawName);
@@ -1072,14 +1216,14 @@ QString identifier(const QString& name)
     return out;
 }
 
-bool readSvd(
-    const QByteArray& text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device)
+bool readSvd(QByteArray text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device)
 {
     HwXmlDocument document;
     int line = 0;
     int column = 0;
     QString error;
-    if (!document.parse(text, limits.document, line, column, error)) {
+    // The SVD text is read once: parsed in place, it is not copied (a text shared with the caller is).
+    if (!document.parseInPlace(std::move(text), limits.document, line, column, error)) {
         messages.fail(line, column, error);
         return false;
     }
