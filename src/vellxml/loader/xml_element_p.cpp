@@ -240,12 +240,46 @@ QString HwXmlElementView::serialize() const
 
 int HwXmlElementView::line() const
 {
-    return m_document->node(m_index).line;
+    int line = 0;
+    int column = 0;
+    m_document->position(m_document->node(m_index), line, column);
+    return line;
 }
 
 int HwXmlElementView::column() const
 {
-    return m_document->node(m_index).column;
+    int line = 0;
+    int column = 0;
+    m_document->position(m_document->node(m_index), line, column);
+    return column;
+}
+
+// Counted as the parser counts: a line ends at a line feed, a carriage return and line feed, or a lone
+// carriage return; a column is a character (a UTF-8 sequence is one).
+void HwXmlDocument::position(const HwXmlNode& node, int& line, int& column) const
+{
+    if (node.line > 0) {
+        line = node.line;
+        column = node.column;
+        return;
+    }
+    const char* const text = m_text.constData();
+    const std::int64_t size = m_text.size();
+    if (m_lineStarts.empty()) {
+        m_lineStarts.push_back(m_text.startsWith("\xEF\xBB\xBF") ? 3 : 0);
+        for (std::int64_t i = 0; i < size; ++i) {
+            if (text[i] == '\n' || (text[i] == '\r' && (i + 1 == size || text[i + 1] != '\n')))
+                m_lineStarts.push_back(i + 1);
+        }
+    }
+    const std::int64_t offset = std::clamp<std::int64_t>(node.offset, m_lineStarts.front(), size);
+    const auto next = std::upper_bound(m_lineStarts.begin(), m_lineStarts.end(), offset);
+    line = static_cast<int>(next - m_lineStarts.begin());
+    column = 1;
+    for (std::int64_t i = *(next - 1); i < offset; ++i) {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80)
+            ++column;
+    }
 }
 
 HwXmlDocument::HwXmlDocument() = default;
@@ -296,6 +330,16 @@ struct HwXmlBuilder {
     int stopLine = 0;
     int stopColumn = 0;
 
+    // The parser's 1-based column, the byte-order mark (which it counts on the first line) left out.
+    std::int32_t parserColumn(std::int32_t line) const
+    {
+        const auto column = static_cast<std::int32_t>(XML_GetCurrentColumnNumber(parser)) + 1;
+        const QByteArray& text = document.m_text;
+        const bool mark =
+            text.startsWith("\xEF\xBB\xBF") || text.startsWith("\xFF\xFE") || text.startsWith("\xFE\xFF");
+        return line == 1 && mark && column > 1 ? column - 1 : column;
+    }
+
     std::int32_t append(const HwXmlNode& node)
     {
         const auto index = static_cast<std::int32_t>(document.m_nodes.size());
@@ -340,13 +384,18 @@ struct HwXmlBuilder {
         self->flushText();
         HwXmlNode node;
         node.kind = HwXmlNode::Element;
-        node.line = static_cast<std::int32_t>(XML_GetCurrentLineNumber(self->parser));
-        node.column = static_cast<std::int32_t>(XML_GetCurrentColumnNumber(self->parser)) + 1;
+        // A UTF-8 text keeps the offset of the "<" alone: most positions are never asked for. Elsewhere
+        // (other encodings, elements that an entity's text holds) the parser's position is taken now.
+        node.offset = XML_GetCurrentByteIndex(self->parser);
+        if (!self->document.m_utf8 || node.offset < 0 || node.offset >= self->document.m_text.size()
+            || self->document.m_text.constData()[node.offset] != '<') {
+            node.line = static_cast<std::int32_t>(XML_GetCurrentLineNumber(self->parser));
+            node.column = self->parserColumn(node.line);
+        }
         if (static_cast<int>(self->open.size()) >= self->maxDepth) {
             self->stopReason =
                 QStringLiteral("Elements are nested deeper than %1 levels.").arg(self->maxDepth);
-            self->stopLine = node.line;
-            self->stopColumn = node.column;
+            self->document.position(node, self->stopLine, self->stopColumn);
             XML_StopParser(self->parser, XML_FALSE);
             return;
         }
@@ -406,6 +455,30 @@ struct ParserDeleter {
     void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
 };
 
+// Whether the text is UTF-8 as the parser will read it: no UTF-16 byte-order mark or layout, and no
+// encoding declared other than UTF-8.
+bool isUtf8(const QByteArray& text)
+{
+    if (text.startsWith("\xFE\xFF") || text.startsWith("\xFF\xFE") || text.startsWith(QByteArray("<\0", 2))
+        || text.startsWith(QByteArray("\0<", 2)))
+        return false;
+    const QByteArray start = text.startsWith("\xEF\xBB\xBF") ? text.mid(3, 200) : text.left(200);
+    if (!start.startsWith("<?xml"))
+        return true;
+    const int end = start.indexOf("?>");
+    const int encoding = start.indexOf("encoding");
+    if (encoding < 0 || (end >= 0 && encoding > end))
+        return true;
+    int value = encoding + 8;
+    while (value < start.size() && (start[value] == ' ' || start[value] == '=' || start[value] == '\t'
+               || start[value] == '\r' || start[value] == '\n'))
+        ++value;
+    if (value >= start.size() || (start[value] != '"' && start[value] != '\''))
+        return false;
+    const QByteArray name = start.mid(value + 1, 5).toLower();
+    return name == "utf-8" && value + 6 < start.size() && start[value + 6] == start[value];
+}
+
 // Entity expansion may multiply the text at most this many times once it passes the threshold: expat's own
 // defaults, stated here so that they hold whatever the library's build chose.
 constexpr float maxAmplification = 100.0f;
@@ -418,7 +491,10 @@ bool HwXmlDocument::parse(
 {
     m_nodes.clear();
     m_attributes.clear();
+    m_lineStarts.clear();
     m_documentElement = -1;
+    m_text = bytes;
+    m_utf8 = isUtf8(bytes);
     line = 0;
     column = 0;
     const std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(XML_ParserCreate(nullptr));
@@ -456,7 +532,7 @@ bool HwXmlDocument::parse(
         error = builder.stopReason;
     } else {
         line = static_cast<int>(XML_GetCurrentLineNumber(parser.get()));
-        column = static_cast<int>(XML_GetCurrentColumnNumber(parser.get())) + 1;
+        column = builder.parserColumn(line);
         error = QString::fromUtf8(XML_ErrorString(XML_GetErrorCode(parser.get())));
     }
     m_nodes.clear();

@@ -27,9 +27,11 @@ struct HwXmlNode {
     std::int32_t nextSibling = -1;
     std::int32_t firstAttribute = 0;
     std::int32_t attributeCount = 0;
-    /// 1-based line and column (in characters) of an element's "<".
+    /// 1-based line and column (in characters) of an element's "<" when they were taken while parsing;
+    /// otherwise (line 0) the byte offset of the "<" in the text, turned into a position when asked for.
     std::int32_t line = 0;
     std::int32_t column = 0;
+    std::int64_t offset = 0;
 };
 
 /// One attribute, name and value NUL-terminated and held by the document.
@@ -94,6 +96,8 @@ public:
     HwXmlElementView documentElement() const { return HwXmlElementView(this, m_documentElement); }
 
     const HwXmlNode& node(std::int32_t index) const { return m_nodes[static_cast<std::size_t>(index)]; }
+    /// 1-based line and column (in characters) of an element's "<".
+    void position(const HwXmlNode& node, int& line, int& column) const;
     const HwXmlAttribute& attribute(std::int32_t index) const
     {
         return m_attributes[static_cast<std::size_t>(index)];
@@ -104,6 +108,11 @@ private:
     /// A NUL-terminated copy of the text, held until the document goes.
     const char* store(const char* text, std::size_t length);
 
+    // The parsed text, kept (shared, not copied) for the positions of UTF-8 documents; elements of other
+    // encodings have theirs taken while parsing.
+    QByteArray m_text;
+    bool m_utf8 = false;
+    mutable std::vector<std::int64_t> m_lineStarts;
     std::vector<HwXmlNode> m_nodes;
     std::vector<HwXmlAttribute> m_attributes;
     std::vector<std::unique_ptr<char[]>> m_blocks;
