@@ -630,14 +630,18 @@ bool HwXmlDocument::parse(
     // External DTDs and parameter entities are never read (this is also expat's default).
     XML_SetParamEntityParsing(parser.get(), XML_PARAM_ENTITY_PARSING_NEVER);
     HwXmlBuilder builder(*this, parser.get(), std::max(limits.maxElementDepth, 0));
+    // Room for a description's usual density (an element of a few attributes every few dozen bytes), so
+    // that the tables are not copied as they grow.
     m_nodes.reserve(static_cast<std::size_t>(bytes.size() / 32));
+    m_attributes.reserve(static_cast<std::size_t>(bytes.size() / 24));
     XML_SetUserData(parser.get(), &builder);
     XML_SetElementHandler(parser.get(), HwXmlBuilder::startElement, HwXmlBuilder::endElement);
     XML_SetCharacterDataHandler(parser.get(), HwXmlBuilder::characters);
     XML_SetCdataSectionHandler(parser.get(), HwXmlBuilder::startCData, HwXmlBuilder::endCData);
 
-    // Fed in pieces that an int can count; expat keeps its own position across them.
-    constexpr qsizetype piece = 1 << 30;
+    // Fed in small pieces: the parser copies what it is given into a buffer of its own, which then stays
+    // small and in the cache instead of growing to the size of the file. It keeps its position across them.
+    constexpr qsizetype piece = 256 * 1024;
     const char* data = bytes.constData();
     qsizetype left = bytes.size();
     XML_Status status = XML_STATUS_OK;
