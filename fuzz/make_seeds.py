@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Rewrites the seed corpora of the fuzz targets (fuzz/corpus/<target>/) from the project's own inputs:
-the demo chip (examples/demo), the example expressions (examples/expressions.txt) and the XML fixtures
-written inline in the loader tests (tests/loader/*.cpp). Run it from anywhere after changing those; it
-deletes and rewrites the three corpus directories and nothing else. It also adds SVD seeds to corpus/svd:
-slices of the vendor files in VELLXML_SHARED_DIR/svd (default ../shared/svd beside the clone) and hostile
-cases; the hand-written seeds there stay."""
+the demo chip (examples/demo), the example expressions (examples/expressions.txt), the XML fixtures
+written inline in the loader tests (tests/loader/*.cpp) and the stand-alone documents of the W3C XML
+conformance suite (../shared/xmlconf/xmltest, when it is there). Run it from anywhere after changing
+those; it deletes and rewrites the three corpus directories and nothing else. It also adds SVD seeds to
+corpus/svd: slices of the vendor files in VELLXML_SHARED_DIR/svd (default ../shared/svd beside the clone)
+and hostile cases; the hand-written seeds there stay."""
 
 import hashlib
 import os
@@ -15,6 +16,7 @@ import shutil
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 DEMO = ROOT / "examples" / "demo"
 CORPUS = ROOT / "fuzz" / "corpus"
+XMLTEST = ROOT.parent / "shared" / "xmlconf" / "xmltest"
 
 
 def fresh(target):
@@ -99,7 +101,20 @@ def main():
         put(document, "test", archive_of(text))
     put(document, "utf16", b"\xff\xfe" + "<archive><comment>\u00e9t\u00e9</comment></archive>".encode("utf-16-le"))
     put(document, "latin1", b"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><archive>\xe9</archive>")
-    put(document, "doctype", "D<!DOCTYPE archive [<!ENTITY a \"x\">]><archive>&a;</archive>")
+    put(document, "doctype", "<!DOCTYPE archive [<!ENTITY a \"x\">]><archive>&a;</archive>")
+    # The reader's paths for document types, entities, references, CDATA and encodings: the suite's
+    # stand-alone documents, well-formed and not.
+    for kind in ("valid/sa", "not-wf/sa"):
+        for path in sorted((XMLTEST / kind).glob("*.xml")):
+            put(document, "xmltest-" + kind.split("/")[0], path.read_bytes())
+    # The same paths inside archives that the loader interprets.
+    put(loader, "doctype", "<?xml version=\"1.0\"?>\n<!DOCTYPE archive SYSTEM \"archive.dtd\" [\n"
+        "<!ENTITY base \"0x4000\">\n<!ENTITY regs \"<reg32 name='R'><bits name='B' pos='3:0'/></reg32>\">\n"
+        "<!ENTITY outside SYSTEM \"outside.ent\">\n<!ATTLIST reg32 access CDATA \"rw\">\n]>\n"
+        "<archive><var name=\"B\" value=\"&base; + 1\"/><module name=\"M\">&regs;&outside;"
+        "<![CDATA[text]]></module><instance name=\"I\" type=\"M\" address=\"&base;\"/></archive>\n")
+    put(loader, "entities", "<!DOCTYPE archive [<!ENTITY a \"aaaaaaaaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;\">"
+        "<!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;\">]>\n<archive><comment>&c;&#x20AC;&#65;</comment></archive>\n")
 
     expression = fresh("expression")
     for line in (ROOT / "examples" / "expressions.txt").read_text(encoding="utf-8").splitlines():

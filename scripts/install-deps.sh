@@ -8,7 +8,7 @@ packages=(
   g++ gcc make cmake ninja-build pkg-config git
   clang-14 libclang-rt-14-dev clang-format clang-tidy
   # libraries
-  qt6-base-dev qtbase5-dev libssl-dev openssl libpugixml-dev libedit-dev
+  qt6-base-dev qtbase5-dev libssl-dev openssl libexpat1-dev libpugixml-dev libedit-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   # the HTML documentation's browser test: Chromium, and node with npm for playwright-core

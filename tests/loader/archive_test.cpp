@@ -3,6 +3,8 @@
 #include <vellxml/model/composites.h>
 #include <vellxml/model/valuable.h>
 
+#include <random>
+
 namespace {
 
 // The root archive's type services, on a tree built by hand.
@@ -102,6 +104,96 @@ TEST(XMLArchiveTest, EvaluationsSeeLaterIncludesGlobalsAndPlace)
     b->getVariableManager().truncate(0);
     EXPECT_EQ(variables.evalExpression(QStringLiteral("G"), error, failed), -1);
     EXPECT_TRUE(failed);
+}
+
+// The managers follow appended variables, new includes and new globals step by step instead of rebuilding
+// their lookup; the root archive finds types through an index. Over random sequences of declarations,
+// includes (cycles too), renames, truncations, new archives and type registrations, every answer must be
+// the one a fresh walk gives: the last of the visible variables with the name, the type of the first archive
+// in load order that has it.
+TEST(XMLArchiveTest, IncrementalLookupsAnswerLikeAFreshWalk)
+{
+    const QStringList names {"A", "B", "C", "D", "E"};
+    for (unsigned seed = 1; seed <= 60; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        const auto pick = [&random](std::size_t count) {
+            return static_cast<std::size_t>(random() % static_cast<unsigned>(count));
+        };
+        HwMemoryMap map;
+        HwRootArchive root(&map, QStringLiteral("chip"));
+        std::vector<HwXMLArchive*> archives;
+        std::vector<std::unique_ptr<HwStruct>> types;
+        const auto addArchive = [&] {
+            auto archive = std::make_unique<HwXMLArchive>(QStringLiteral("a%1.xml").arg(archives.size()));
+            // Sometimes with types of its own before it joins the load order.
+            if (pick(3) == 0) {
+                types.push_back(std::make_unique<HwStruct>(QStringLiteral("T"), QStringLiteral("T")));
+                archive->getTemplateManager().addTemplate(types.back().get(), names.at(static_cast<int>(pick(5))));
+            }
+            archives.push_back(root.addXMLArchive(std::move(archive)));
+        };
+        addArchive();
+        int value = 0;
+        for (int step = 0; step < 400; ++step) {
+            HwXMLArchive* archive = archives[pick(archives.size())];
+            const QString name = names.at(static_cast<int>(pick(static_cast<std::size_t>(names.size()))));
+            switch (pick(20)) {
+            case 0:
+                addArchive();
+                break;
+            case 1:
+            case 2:
+                archive->addIncludedArchive(archives[pick(archives.size())]);
+                break;
+            case 3:
+                map.getGlobalVariables().addVar(HwIntVar(name, QString(), ++value));
+                break;
+            case 4: {
+                HwVariableManager& variables = archive->getVariableManager();
+                if (!variables.isEmpty() && pick(4) == 0)
+                    variables.truncate(static_cast<int>(pick(static_cast<std::size_t>(variables.count()))));
+                else if (!variables.isEmpty())
+                    variables.at(static_cast<int>(pick(static_cast<std::size_t>(variables.count())))).setValue(++value);
+                break;
+            }
+            case 5:
+                types.push_back(std::make_unique<HwStruct>(QStringLiteral("T"), QStringLiteral("T")));
+                archive->getTemplateManager().addTemplate(types.back().get(), name);
+                break;
+            case 6:
+            case 7:
+            case 8:
+            case 9:
+            case 10:
+            case 11: {
+                QString error;
+                bool failed = false;
+                const int got = archive->getVariableManager().evalExpression(name, error, failed);
+                QString expectedError;
+                bool expectedFailed = false;
+                const int expected = evaluateExpressionWithVariables(
+                    archive->getVisibleVariables(), QStringLiteral("____internal"), name, expectedError,
+                    expectedFailed);
+                ASSERT_EQ(got, expected) << "step " << step;
+                ASSERT_EQ(failed, expectedFailed);
+                HwXMLElement* firstType = nullptr;
+                for (const auto& each : root.getArchives()) {
+                    if ((firstType = each->contains(name)) != nullptr)
+                        break;
+                }
+                ASSERT_EQ(root.getTemplate(name), firstType) << "step " << step;
+                break;
+            }
+            default: {
+                QString error;
+                bool failed = false;
+                archive->getVariableManager().evalExpressionAndAddVar(
+                    name, QString::number(++value), QString(), nullptr, error, failed);
+            }
+            }
+        }
+    }
 }
 
 } // namespace

@@ -7,31 +7,70 @@
 
 #include <atomic>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 namespace {
 
 const QString internalName = QStringLiteral("____internal");
 
+// Changes that lookups cannot follow (noteVariablesChanged).
 std::atomic<std::uint64_t> generation {1};
+// Changes made by shared tables: appends, and includes gained by their archives.
+std::atomic<std::uint64_t> sharedChangeCount {0};
+// Every append and every include gained, shared or not.
+std::atomic<std::uint64_t> appendCount {0};
 
 } // namespace
 
 // Names are kept as UTF-8, the form the evaluator asks for, so that a look-up converts nothing. The views
-// point into `names`, whose byte arrays keep their data in place when the vector grows.
+// point into `names`, whose strings stay in place when the deque grows.
+//
+// Each name remembers the layer that gave its value: the global variables, then the included archives',
+// then the own ones, each hiding the ones before. A variable added later to a layer hides the earlier
+// ones of its layer, so an appended variable or a newly included archive is taken in by one insertion
+// each, in the order a rebuild would meet them.
 struct HwVariableManager::Lookup {
-    std::vector<QByteArray> names;
-    std::unordered_map<std::string_view, int> values;
+    enum Layer : int { Global = 0, Included = 1, Own = 2 };
+    struct Entry {
+        int value;
+        int layer;
+    };
 
+    std::deque<std::string> names;
+    std::unordered_map<std::string_view, Entry> values;
+
+    // What the lookup was built from, to tell what changed since.
+    std::uint64_t generation = 0;
+    std::uint64_t sharedChanges = 0;
+    std::uint64_t appends = 0;
+    std::uint64_t ownSharedChanges = 0;
+    const HwIntVarTable* globals = nullptr;
+    int globalCount = 0;
+    std::size_t includeCount = 0;
+    int ownCount = 0;
+    std::unordered_set<const HwVariableScope*> seen;
+
+    Lookup() = default;
     template<typename Variables>
     explicit Lookup(const Variables& variables)
     {
-        for (const auto& variable : variables) {
-            names.push_back(variable.getName().toUtf8());
-            // A later variable of a name hides an earlier one.
-            values[std::string_view(names.back().constData(),
-                static_cast<std::size_t>(names.back().size()))] = variable.getValue();
+        for (const auto& variable : variables)
+            put(variable, Own);
+    }
+
+    void put(const HwIntVar& variable, int layer)
+    {
+        const QByteArray utf8 = variable.getName().toUtf8();
+        const std::string_view key(utf8.constData(), static_cast<std::size_t>(utf8.size()));
+        const auto it = values.find(key);
+        if (it != values.end()) {
+            if (it->second.layer <= layer)
+                it->second = {variable.getValue(), layer};
+            return;
         }
+        names.emplace_back(key);
+        values.emplace(std::string_view(names.back()), Entry {variable.getValue(), layer});
     }
 };
 
@@ -50,7 +89,7 @@ public:
         if (name) {
             const auto it = m_lookup.values.find(std::string_view(name));
             if (it != m_lookup.values.end()) {
-                result.setInt(it->second);
+                result.setInt(it->second.value);
                 return 1;
             }
         }
@@ -146,6 +185,26 @@ std::uint64_t variablesGeneration()
     return generation.load(std::memory_order_relaxed);
 }
 
+void HwIntVarTable::append(const HwIntVar& variable)
+{
+    m_variables.push_back(variable);
+    noteSharedChange();
+}
+
+void HwIntVarTable::noteSharedChange()
+{
+    appendCount.fetch_add(1, std::memory_order_relaxed);
+    if (m_shared) {
+        sharedChangeCount.fetch_add(1, std::memory_order_relaxed);
+        ++m_sharedChanges;
+    }
+}
+
+void HwVariableScope::collectIncludedVariables(
+    std::size_t, std::unordered_set<const HwVariableScope*>&, std::vector<const HwIntVar*>&) const
+{
+}
+
 HwIntVarTable::HwIntVarTable(HwIntVarTable&& other)
     : m_variables(std::move(other.m_variables))
 {
@@ -235,20 +294,92 @@ HwEnum* HwVariableManager::findEnum(const QString& name, QSet<const HwVariableMa
     return nullptr;
 }
 
+std::shared_ptr<HwVariableManager::Lookup> HwVariableManager::buildLookup() const
+{
+    auto lookup = std::make_shared<Lookup>();
+    // Read the counts before collecting: a change made meanwhile leaves the lookup marked out of date.
+    lookup->generation = variablesGeneration();
+    lookup->sharedChanges = sharedChangeCount.load(std::memory_order_relaxed);
+    lookup->appends = appendCount.load(std::memory_order_relaxed);
+    lookup->ownSharedChanges = sharedChanges();
+    if (m_archive && !m_archive->hasVisibleParts()) {
+        for (const HwIntVar* variable : m_archive->getVisibleVariables())
+            lookup->put(*variable, Lookup::Own);
+        return lookup;
+    }
+    if (m_archive) {
+        lookup->globals = m_archive->getGlobalVariables();
+        if (lookup->globals) {
+            for (const HwIntVar& variable : *lookup->globals)
+                lookup->put(variable, Lookup::Global);
+            lookup->globalCount = lookup->globals->count();
+        }
+        lookup->includeCount = m_archive->getIncludeCount();
+        lookup->seen.insert(m_archive);
+        std::vector<const HwIntVar*> included;
+        m_archive->collectIncludedVariables(0, lookup->seen, included);
+        for (const HwIntVar* variable : included)
+            lookup->put(*variable, Lookup::Included);
+    }
+    for (const HwIntVar& variable : *this)
+        lookup->put(variable, Lookup::Own);
+    lookup->ownCount = count();
+    return lookup;
+}
+
+// Takes in what was appended and included since the lookup was made, when that is all that changed.
+// False when the lookup must be rebuilt.
+bool HwVariableManager::followChanges(Lookup& lookup) const
+{
+    const std::uint64_t shared = sharedChangeCount.load(std::memory_order_relaxed);
+    if (m_archive && !m_archive->hasVisibleParts())
+        return false;
+    // A shared table other than this one changed: some archive that this one sees, maybe.
+    if (shared - lookup.sharedChanges != sharedChanges() - lookup.ownSharedChanges)
+        return false;
+    const HwIntVarTable* globals = m_archive ? m_archive->getGlobalVariables() : nullptr;
+    if (globals != lookup.globals || (globals && globals->count() < lookup.globalCount)
+        || count() < lookup.ownCount)
+        return false;
+    lookup.appends = appendCount.load(std::memory_order_relaxed);
+    lookup.sharedChanges = shared;
+    lookup.ownSharedChanges = sharedChanges();
+    if (globals) {
+        for (int i = lookup.globalCount; i < globals->count(); ++i)
+            lookup.put(globals->at(i), Lookup::Global);
+        lookup.globalCount = globals->count();
+    }
+    if (m_archive) {
+        const std::size_t includes = m_archive->getIncludeCount();
+        if (includes < lookup.includeCount)
+            return false;
+        if (includes > lookup.includeCount) {
+            std::vector<const HwIntVar*> included;
+            m_archive->collectIncludedVariables(lookup.includeCount, lookup.seen, included);
+            for (const HwIntVar* variable : included)
+                lookup.put(*variable, Lookup::Included);
+            lookup.includeCount = includes;
+        }
+    }
+    for (int i = lookup.ownCount; i < count(); ++i)
+        lookup.put(at(i), Lookup::Own);
+    lookup.ownCount = count();
+    return true;
+}
+
 std::shared_ptr<const HwVariableManager::Lookup> HwVariableManager::currentLookup() const
 {
     const std::lock_guard<std::mutex> lock(m_lookupMutex);
-    // Read the count before collecting: a change made meanwhile leaves the lookup marked out of date.
-    const std::uint64_t now = variablesGeneration();
-    if (!m_lookup || m_lookupGeneration != now) {
-        if (m_archive) {
-            const std::vector<const HwIntVar*> visible = m_archive->getVisibleVariables();
-            m_lookup = std::make_shared<const Lookup>(PointerList {visible});
-        } else {
-            m_lookup = std::make_shared<const Lookup>(*this);
-        }
-        m_lookupGeneration = now;
+    if (m_lookup && m_lookup->generation == variablesGeneration()) {
+        const bool unchanged = m_lookup->appends == appendCount.load(std::memory_order_relaxed)
+            && (!m_archive || !m_archive->hasVisibleParts() || m_archive->getGlobalVariables() == m_lookup->globals);
+        if (unchanged)
+            return m_lookup;
+        // Changed in place only while no evaluation holds it.
+        if (m_lookup.use_count() == 1 && followChanges(*m_lookup))
+            return m_lookup;
     }
+    m_lookup = buildLookup();
     return m_lookup;
 }
 

@@ -14,14 +14,17 @@
 #include <mutex>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 class HwEnum;
 class HwVariableManager;
 
 /// Tells the variable managers that a variable's name or value, or the set of variables visible from some
-/// archive, may have changed: they rebuild their name lookup before the next evaluation. Tables and
-/// variables call it themselves; a scope calls it when its includes or its place in the tree change.
+/// archive, may have changed in a way they cannot follow step by step: they rebuild their name lookup
+/// before the next evaluation. Records and tables call it themselves for renames, new values, truncation
+/// and assignment; a scope calls it when it changes other than by gaining an include (see
+/// HwVariableScope). Appended variables and added includes are followed without it.
 VELLXML_EXPORT void noteVariablesChanged();
 /// A count that noteVariablesChanged() increments (process-wide).
 VELLXML_EXPORT std::uint64_t variablesGeneration();
@@ -103,11 +106,8 @@ public:
     HwIntVarTable& operator=(HwIntVarTable&& other);
     virtual ~HwIntVarTable();
 
-    void append(const HwIntVar& variable)
-    {
-        m_variables.push_back(variable);
-        noteVariablesChanged();
-    }
+    /// Appends a copy. The managers that see this table take the new variable into their lookups.
+    void append(const HwIntVar& variable);
     /// Drops the variables past the first `count` (a failed load takes back what it declared).
     void truncate(int count)
     {
@@ -126,8 +126,19 @@ public:
     const_iterator begin() const { return m_variables.begin(); }
     const_iterator end() const { return m_variables.end(); }
 
+    /// Marks the table as seen by managers other than its own (its archive is included somewhere): from
+    /// then on its changes make those managers look again. Permanent.
+    void markShared() { m_shared = true; }
+    bool isShared() const { return m_shared; }
+    /// How many changes this table made while shared (appends, and includes its archive gained).
+    std::uint64_t sharedChanges() const { return m_sharedChanges; }
+    /// Counts a change of what the table's archive sees other than an append: an include it gained.
+    void noteSharedChange();
+
 private:
     std::deque<HwIntVar> m_variables;
+    bool m_shared = false;
+    std::uint64_t m_sharedChanges = 0;
 };
 
 /// A named enumeration; entries are addressed by position.
@@ -172,6 +183,19 @@ public:
     virtual std::vector<const HwIntVar*> getVisibleVariables() const = 0;
     /// The variable managers of the archives that the archive includes directly, in include order.
     virtual std::vector<const HwVariableManager*> getIncludedVariableManagers() const = 0;
+
+    /// Whether the scope describes its visible variables in the parts below, which lets the manager follow
+    /// appends and new includes without rebuilding its lookup. getVisibleVariables() must then equal:
+    /// the global variables, collectIncludedVariables(0, {this}), the manager's own variables.
+    virtual bool hasVisibleParts() const { return false; }
+    /// The global variables that the scope sees first, or null.
+    virtual const HwIntVarTable* getGlobalVariables() const { return nullptr; }
+    /// How many includes the scope has; includes are only ever added at the end.
+    virtual std::size_t getIncludeCount() const { return 0; }
+    /// Appends the variables of includes `first` onwards, depth first, skipping the scopes in `seen` and
+    /// adding those it walks.
+    virtual void collectIncludedVariables(std::size_t first, std::unordered_set<const HwVariableScope*>& seen,
+        std::vector<const HwIntVar*>& out) const;
 
 protected:
     HwVariableScope() = default;
@@ -230,14 +254,16 @@ public:
 private:
     HwEnum* findEnum(const QString& name, QSet<const HwVariableManager*>& visited) const;
     std::shared_ptr<const Lookup> currentLookup() const;
+    std::shared_ptr<Lookup> buildLookup() const;
+    bool followChanges(Lookup& lookup) const;
 
     std::vector<std::unique_ptr<HwEnum>> m_enums;
     HwVariableScope* m_archive = nullptr;
     // Evaluations are the loader's most frequent operation and the root archive of a chip sees more than a
-    // thousand variables: the lookup is built once and kept until noteVariablesChanged() is called.
+    // thousand variables: the lookup is built once, then follows appended variables and added includes one
+    // by one, and is rebuilt only after noteVariablesChanged() or a change it cannot follow.
     mutable std::mutex m_lookupMutex;
-    mutable std::shared_ptr<const Lookup> m_lookup;
-    mutable std::uint64_t m_lookupGeneration = 0;
+    mutable std::shared_ptr<Lookup> m_lookup;
 };
 
 /// An evaluation context whose identifiers are integer variables. It adds the function exp2(n), 2 to the

@@ -15,11 +15,16 @@ void HwTemplateManager::addTemplate(HwXMLElement* element, const QString& typeNa
     if (!m_templates.contains(typeName))
         m_order.append(typeName);
     m_templates.insert(typeName, element);
+    if (m_archive) {
+        if (HwRootArchive* root = m_archive->getParent() ? m_archive->getParent()->asRootArchive() : nullptr)
+            root->noteTemplateAdded(m_archive, typeName);
+    }
 }
 
 HwXMLArchive::HwXMLArchive(const QString& name)
     : HwXMLElement(name, TYPE_ARCHIVE)
     , m_variables(std::make_unique<HwVariableManager>(this))
+    , m_templates(this)
 {
 }
 
@@ -141,10 +146,37 @@ HwXMLInclude* HwXMLArchive::addInclude(std::unique_ptr<HwXMLInclude> include)
     return m_includes.back().get();
 }
 
+// The managers notice a new memory map (and its global variables) themselves.
 void HwXMLArchive::reparent(HwXMLElement* parent)
 {
     HwXMLElement::reparent(parent);
-    noteVariablesChanged();
+}
+
+void HwXMLArchive::addIncludedArchive(HwXMLArchive* archive)
+{
+    // From now on the included archive's changes concern the managers that see it.
+    archive->getVariableManager().markShared();
+    m_includedArchives.push_back(archive);
+    m_variables->noteSharedChange();
+}
+
+const HwIntVarTable* HwXMLArchive::getGlobalVariables() const
+{
+    const HwMemoryMap* map = getMemoryMap();
+    return map ? &map->getGlobalVariables() : nullptr;
+}
+
+void HwXMLArchive::collectIncludedVariables(
+    std::size_t first, std::unordered_set<const HwVariableScope*>& seen, std::vector<const HwIntVar*>& out) const
+{
+    for (std::size_t i = first; i < m_includedArchives.size(); ++i) {
+        const HwXMLArchive* included = m_includedArchives[i];
+        if (!seen.insert(included).second)
+            continue;
+        included->collectIncludedVariables(0, seen, out);
+        for (const HwIntVar& variable : included->getVariableManager())
+            out.push_back(&variable);
+    }
 }
 
 HwMemoryMap* HwXMLArchive::getMemoryMap() const
@@ -184,12 +216,12 @@ std::vector<const HwIntVar*> HwXMLArchive::getAllIncludedVariables() const
 std::vector<const HwIntVar*> HwXMLArchive::getVisibleVariables() const
 {
     std::vector<const HwIntVar*> out;
-    if (const HwMemoryMap* map = getMemoryMap()) {
-        for (const HwIntVar& variable : map->getGlobalVariables())
+    if (const HwIntVarTable* globals = getGlobalVariables()) {
+        for (const HwIntVar& variable : *globals)
             out.push_back(&variable);
     }
-    QSet<const HwXMLArchive*> seen {this};
-    collectIncluded(this, seen, out);
+    std::unordered_set<const HwVariableScope*> seen {this};
+    collectIncludedVariables(0, seen, out);
     for (const HwIntVar& variable : *m_variables)
         out.push_back(&variable);
     return out;
@@ -220,6 +252,7 @@ HwRootArchive::~HwRootArchive()
     m_instances.clear();
     m_elements.clear();
     m_archiveIndex.clear();
+    m_typeIndex.clear();
     m_archives.clear();
 }
 
@@ -292,8 +325,25 @@ HwXMLArchive* HwRootArchive::addXMLArchive(std::unique_ptr<HwXMLArchive> archive
     const QString key = archive->getDirectory() + QChar(0) + archive->getRelativePath(true);
     if (!m_archiveIndex.contains(key))
         m_archiveIndex.insert(key, archive.get());
+    archive->m_loadPosition = m_archives.size();
     m_archives.push_back(std::move(archive));
-    return m_archives.back().get();
+    HwXMLArchive* added = m_archives.back().get();
+    for (const QString& typeName : added->getTemplateManager().getTypeNames())
+        noteTemplateAdded(added, typeName);
+    return added;
+}
+
+void HwRootArchive::noteTemplateAdded(const HwXMLArchive* archive, const QString& typeName)
+{
+    // Only the archives of the load order are asked for types.
+    const std::size_t position = archive->m_loadPosition;
+    if (position >= m_archives.size() || m_archives[position].get() != archive)
+        return;
+    const auto it = m_typeIndex.find(typeName);
+    if (it == m_typeIndex.end())
+        m_typeIndex.insert(typeName, archive);
+    else if (archive->m_loadPosition < it.value()->m_loadPosition)
+        it.value() = archive;
 }
 
 HwXMLArchive* HwRootArchive::hasArchive(const QString& directory, const QString& name) const
@@ -303,6 +353,12 @@ HwXMLArchive* HwRootArchive::hasArchive(const QString& directory, const QString&
 
 HwXMLElement* HwRootArchive::getTemplate(const QString& typeName) const
 {
+    const HwXMLArchive* first = m_typeIndex.value(typeName, nullptr);
+    if (!first)
+        return nullptr;
+    if (HwXMLElement* element = first->contains(typeName))
+        return element;
+    // A name registered without an element: the archives after it may still define it.
     for (const auto& archive : m_archives) {
         if (HwXMLElement* element = archive->contains(typeName))
             return element;

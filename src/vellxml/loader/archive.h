@@ -13,6 +13,7 @@
 #include <vector>
 
 class HwMemoryMap;
+class HwXMLArchive;
 
 /// The result of loading one archive file.
 enum XMDOpenError : int {
@@ -26,7 +27,13 @@ enum XMDOpenError : int {
 /// elements; the registry only finds them.
 class VELLXML_EXPORT HwTemplateManager {
 public:
-    /// Registers `element` under `typeName`; an earlier registration of the name is replaced.
+    explicit HwTemplateManager(HwXMLArchive* archive = nullptr)
+        : m_archive(archive)
+    {
+    }
+
+    /// Registers `element` under `typeName`; an earlier registration of the name is replaced. The root
+    /// archive above the owning archive learns of it for its type index.
     void addTemplate(HwXMLElement* element, const QString& typeName);
     bool contains(const QString& typeName) const { return m_templates.contains(typeName); }
     /// The element registered under the name, or null.
@@ -35,6 +42,7 @@ public:
     const QStringList& getTypeNames() const { return m_order; }
 
 private:
+    HwXMLArchive* m_archive;
     QHash<QString, HwXMLElement*> m_templates;
     QStringList m_order;
 };
@@ -123,11 +131,8 @@ public:
 
     // Includes.
     const std::vector<HwXMLArchive*>& getIncludedArchives() const { return m_includedArchives; }
-    void addIncludedArchive(HwXMLArchive* archive)
-    {
-        m_includedArchives.push_back(archive);
-        noteVariablesChanged();
-    }
+    /// Appends an include; the expressions of this archive see its variables from now on.
+    void addIncludedArchive(HwXMLArchive* archive);
     const QStringList& getIncludedHeaders() const { return m_includedHeaders; }
     void addIncludedHeader(const QString& header) { m_includedHeaders.append(header); }
     const std::vector<std::unique_ptr<HwXMLInclude>>& getIncludes() const { return m_includes; }
@@ -166,8 +171,16 @@ public:
     // ones, so that a nearer declaration hides a farther one.
     std::vector<const HwIntVar*> getVisibleVariables() const override;
     std::vector<const HwVariableManager*> getIncludedVariableManagers() const override;
+    bool hasVisibleParts() const override { return true; }
+    const HwIntVarTable* getGlobalVariables() const override;
+    std::size_t getIncludeCount() const override { return m_includedArchives.size(); }
+    void collectIncludedVariables(std::size_t first, std::unordered_set<const HwVariableScope*>& seen,
+        std::vector<const HwIntVar*>& out) const override;
 
 private:
+    friend class HwRootArchive;
+    // The place in the root archive's load order, for its type index.
+    std::size_t m_loadPosition = 0;
     std::vector<std::unique_ptr<HwXMLElement>> m_elements;
     QString m_directory;
     bool m_generateAsm = true;
@@ -217,6 +230,8 @@ public:
     HwXMLArchive* hasArchive(const QString& directory, const QString& name) const;
     /// The element defining the type, from the first archive (in load order) that has it; null if none.
     HwXMLElement* getTemplate(const QString& typeName) const;
+    /// Keeps the type index current: `archive` has registered a type under the name.
+    void noteTemplateAdded(const HwXMLArchive* archive, const QString& typeName);
     /// A copy of the type's element named `name`, at `address`, appended to the instances; null for an
     /// unknown type.
     HwXMLElement* instanciateTemplate(const QString& typeName, const QString& name, std::uint32_t address);
@@ -252,6 +267,9 @@ private:
     std::vector<std::unique_ptr<HwXMLArchive>> m_archives;
     // The first archive of each directory and name, for hasArchive().
     QHash<QString, HwXMLArchive*> m_archiveIndex;
+    // For each type name, the first archive in load order that registered it: a type is found in one step
+    // however many archives are loaded.
+    QHash<QString, const HwXMLArchive*> m_typeIndex;
     std::vector<std::unique_ptr<HwXMLElement>> m_elements;
     std::vector<HwXMLElement*> m_instances;
     // The generators' index of the instances by type string, and the instance count it was built from.

@@ -152,9 +152,9 @@ HwXMLArchive* HwArchiveLoader::loadArchiveFromFile(const QString& path, const QS
     }
 
     // The document reader's messages are unpositioned.
-    QByteArray utf8;
+    QByteArray bytes;
     QString reason;
-    const int read = vellxml::loader_p::readArchiveFile(path, m_limits, utf8, reason);
+    const int read = vellxml::loader_p::readArchiveFile(path, m_limits, bytes, reason);
     if (read == vellxml::loader_p::READ_NOT_OPENED) {
         const QString text = QStringLiteral("Unable to open file %1").arg(path);
         if (openProblem == OpenProblem::Fail)
@@ -174,7 +174,7 @@ HwXMLArchive* HwArchiveLoader::loadArchiveFromFile(const QString& path, const QS
     HwXmlDocument document;
     int line = 0;
     int column = 0;
-    if (!document.parse(std::move(utf8), m_limits, line, column, reason)) {
+    if (!document.parse(bytes, m_limits, line, column, reason)) {
         ErrorMessage(path, line, column, reason, vellxml::code::XmlSyntax);
         result = XMD_INVALID;
         return nullptr;
@@ -183,7 +183,7 @@ HwXMLArchive* HwArchiveLoader::loadArchiveFromFile(const QString& path, const QS
         return readDocument(document, path, name, directory, root, result);
     // What the handlers read of this file, to find what they ignored once it is loaded.
     HwXmlReadRecord record;
-    record.reserve(document.elementCount());
+    record.reserve(document.nodeCount());
     document.setReadRecord(&record);
     HwXMLArchive* archive = readDocument(document, path, name, directory, root, result);
     document.setReadRecord(nullptr);

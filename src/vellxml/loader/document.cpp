@@ -3,9 +3,9 @@
 #include <vellxml/loader/document.h>
 
 #include <QDomDocument>
+#include <QDomElement>
 #include <QFile>
 #include <QSaveFile>
-#include <QXmlStreamReader>
 
 #include <openssl/evp.h>
 #include <openssl/rand.h>
@@ -179,13 +179,42 @@ bool decryptXMLDocument(const QString& inputPath, const QString& outputPath, HwM
     return true;
 }
 
+namespace {
+
+// The DOM form of a parsed element: the same tree, with the same expanded text, that the loader reads.
+void appendToDom(const HwXmlDocument& parsed, std::int32_t index, QDomDocument& document, QDomNode& parent)
+{
+    const HwXmlNode& node = parsed.node(index);
+    switch (node.kind) {
+    case HwXmlNode::Element: {
+        QDomElement element = document.createElement(QString::fromUtf8(node.name));
+        for (std::int32_t a = 0; a < node.attributeCount; ++a) {
+            const HwXmlAttribute& attribute = parsed.attribute(node.firstAttribute + a);
+            element.setAttribute(QString::fromUtf8(attribute.name), QString::fromUtf8(attribute.value));
+        }
+        for (std::int32_t child = node.firstChild; child >= 0; child = parsed.node(child).nextSibling)
+            appendToDom(parsed, child, document, element);
+        parent.appendChild(element);
+        return;
+    }
+    case HwXmlNode::Text:
+        parent.appendChild(document.createTextNode(QString::fromUtf8(node.name)));
+        return;
+    case HwXmlNode::CData:
+        parent.appendChild(document.createCDATASection(QString::fromUtf8(node.name)));
+        return;
+    }
+}
+
+} // namespace
+
 int loadXMLDocument(const QString& path, QDomDocument& document, HwMessageCallback info,
     HwMessageCallback error, HwMessageCallback warning, bool required, const HwLoadLimits& limits)
 {
     using namespace vellxml::loader_p;
-    QByteArray utf8;
+    QByteArray bytes;
     QString reason;
-    const int read = readArchiveFile(path, limits, utf8, reason);
+    const int read = readArchiveFile(path, limits, bytes, reason);
     if (read == READ_NOT_OPENED) {
         sendMessage(required ? error : warning, QStringLiteral("Unable to open file %1").arg(path));
         return READ_NOT_OPENED;
@@ -195,20 +224,14 @@ int loadXMLDocument(const QString& path, QDomDocument& document, HwMessageCallba
         sendMessage(error, positioned(path, 0, 0, reason));
         return READ_INVALID;
     }
-    // The limits (document type, nesting) are checked by the loader's own parser first.
-    HwXmlDocument checked;
+    HwXmlDocument parsed;
     int line = 0;
     int column = 0;
-    if (!checked.parse(utf8, limits, line, column, reason)) {
+    if (!parsed.parse(bytes, limits, line, column, reason)) {
         sendMessage(error, positioned(path, line, column, reason));
         return READ_INVALID;
     }
-    // A reader fed decoded text ignores the declared encoding, which no longer applies.
-    QXmlStreamReader reader(QString::fromUtf8(utf8));
-    QString message;
-    if (!document.setContent(&reader, false, &message, &line, &column)) {
-        sendMessage(error, positioned(path, line, column, message));
-        return READ_INVALID;
-    }
+    document.clear();
+    appendToDom(parsed, parsed.documentElement().index(), document, document);
     return READ_OK;
 }

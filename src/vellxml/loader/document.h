@@ -15,10 +15,9 @@ class QDomDocument;
 VELLXML_EXPORT void LoadUtilsDummySilentPrint(const char* text);
 
 /// Bounds that keep a hostile or broken description from exhausting the process. The loader checks each
-/// one and reports its own message when it is passed.
+/// one and reports its own message when it is passed. Entity expansion has a fixed bound of its own: the
+/// expanded text may not exceed 100 times the document once it passes 8 MiB.
 struct HwLoadLimits {
-    /// A document type declaration is refused unless this is set; entities are never expanded either way.
-    bool allowDocumentType = false;
     /// Deepest element nesting of one file (the document element is at depth 1).
     int maxElementDepth = 256;
     /// Largest file, in bytes, after decryption.
@@ -61,8 +60,10 @@ VELLXML_EXPORT bool decryptXMLDocument(const QString& inputPath, const QString& 
 
 /// Reads a plain or encrypted archive into `document`. Reports "Loading <path>..." through `info`; an
 /// unopenable file gives "Unable to open file <path>" through `error` when required, else through
-/// `warning`, and 1; a document that does not parse (or breaks a limit) gives "<path>:<line>:<col>:<text>"
-/// through `error` and 3. Returns 0 on success.
+/// `warning`, and 1; a document that is not well-formed XML (or breaks a limit) gives
+/// "<path>:<line>:<col>:<text>" through `error` and 3. Returns 0 on success. The document holds the
+/// archive's elements, attributes, text and CDATA sections, entities expanded; no comments, processing
+/// instructions or document type, and no text of white space alone.
 VELLXML_EXPORT int loadXMLDocument(const QString& path, QDomDocument& document, HwMessageCallback info,
     HwMessageCallback error, HwMessageCallback warning, bool required,
     const HwLoadLimits& limits = HwLoadLimits());

@@ -2,19 +2,21 @@
 
 #include "load_seams_p.h"
 
-#include <QRegularExpression>
 #include <QVarLengthArray>
+
+// expat declares its entity-expansion bounds only for builds that read document types, as Debian's does.
+#define XML_DTD
+#include <expat.h>
 
 #include <algorithm>
 #include <climits>
 #include <cstring>
 #include <limits>
-#include <string_view>
-#include <unordered_set>
+#include <string>
 
 namespace {
 
-QString fromPugi(const char* text)
+QString fromUtf8Text(const char* text)
 {
     return QString::fromUtf8(text);
 }
@@ -49,77 +51,47 @@ void appendEscaped(QString& out, const char* text, bool attribute)
 
 // Writes markup the way the comment readers expect it: no added white space, empty elements as "<x/>",
 // text and attribute values escaped (a double quote as "&quot;", a carriage return as "&#xd;").
-void serializeNode(const pugi::xml_node& node, QString& out)
+void serializeNode(const HwXmlDocument& document, std::int32_t index, QString& out)
 {
-    switch (node.type()) {
-    case pugi::node_element: {
-        out += QLatin1Char('<') + fromPugi(node.name());
-        for (const pugi::xml_attribute& attribute : node.attributes()) {
-            out += QLatin1Char(' ') + fromPugi(attribute.name()) + QLatin1String("=\"");
-            appendEscaped(out, attribute.value(), true);
+    const HwXmlNode& node = document.node(index);
+    switch (node.kind) {
+    case HwXmlNode::Element: {
+        out += QLatin1Char('<') + fromUtf8Text(node.name);
+        for (std::int32_t a = 0; a < node.attributeCount; ++a) {
+            const HwXmlAttribute& attribute = document.attribute(node.firstAttribute + a);
+            out += QLatin1Char(' ') + fromUtf8Text(attribute.name) + QLatin1String("=\"");
+            appendEscaped(out, attribute.value, true);
             out += QLatin1Char('"');
         }
-        if (!node.first_child()) {
+        if (node.firstChild < 0) {
             out += QLatin1String("/>");
             return;
         }
         out += QLatin1Char('>');
-        for (const pugi::xml_node& child : node.children())
-            serializeNode(child, out);
-        out += QLatin1String("</") + fromPugi(node.name()) + QLatin1Char('>');
+        for (std::int32_t child = node.firstChild; child >= 0; child = document.node(child).nextSibling)
+            serializeNode(document, child, out);
+        out += QLatin1String("</") + fromUtf8Text(node.name) + QLatin1Char('>');
         return;
     }
-    case pugi::node_pcdata:
-        appendEscaped(out, node.value(), false);
+    case HwXmlNode::Text:
+        appendEscaped(out, node.name, false);
         return;
-    case pugi::node_cdata:
-        out += QLatin1String("<![CDATA[") + fromPugi(node.value()) + QLatin1String("]]>");
-        return;
-    default:
+    case HwXmlNode::CData:
+        out += QLatin1String("<![CDATA[") + fromUtf8Text(node.name) + QLatin1String("]]>");
         return;
     }
 }
 
-void collectText(const pugi::xml_node& node, QString& out)
+void collectText(const HwXmlDocument& document, std::int32_t index, QString& out)
 {
-    for (const pugi::xml_node& child : node.children()) {
-        if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
-            out += fromPugi(child.value());
-        else if (child.type() == pugi::node_element)
-            collectText(child, out);
+    for (std::int32_t child = document.node(index).firstChild; child >= 0;
+         child = document.node(child).nextSibling) {
+        const HwXmlNode& node = document.node(child);
+        if (node.kind == HwXmlNode::Element)
+            collectText(document, child, out);
+        else
+            out += QString::fromUtf8(node.name, static_cast<qsizetype>(node.length));
     }
-}
-
-// The parser does not check that attribute names are unique; XML requires it.
-bool uniqueAttributes(const pugi::xml_node& node, QString& duplicate)
-{
-    // Tags have a handful of attributes: compare their names pairwise, gathered once (every step through
-    // the parser's list is a call into its library), and hash only a long list.
-    constexpr int shortList = 8;
-    const char* names[shortList];
-    int count = 0;
-    pugi::xml_attribute attribute = node.first_attribute();
-    for (; attribute && count < shortList; attribute = attribute.next_attribute())
-        names[count++] = attribute.name();
-    if (!attribute) {
-        for (int a = 0; a < count; ++a) {
-            for (int b = a + 1; b < count; ++b) {
-                if (names[a][0] == names[b][0] && std::strcmp(names[a], names[b]) == 0) {
-                    duplicate = fromPugi(names[a]);
-                    return false;
-                }
-            }
-        }
-        return true;
-    }
-    std::unordered_set<std::string_view> seen;
-    for (const pugi::xml_attribute& each : node.attributes()) {
-        if (!seen.insert(std::string_view(each.name())).second) {
-            duplicate = fromPugi(each.name());
-            return false;
-        }
-    }
-    return true;
 }
 
 // Tag names and attribute values repeat all over a description ("bits", "rw", "4:0"). Each thread keeps
@@ -169,31 +141,6 @@ QString lowerUtf8Text(const char* text, std::size_t length)
 QString sizeLimitMessage(std::int64_t limit)
 {
     return QStringLiteral("The file is larger than %1 bytes.").arg(limit);
-}
-
-// The declared encoding of an XML declaration at the start of the text, empty when none is declared.
-QString declaredEncoding(const QByteArray& text)
-{
-    if (!text.startsWith("<?xml"))
-        return QString();
-    const int end = text.indexOf("?>");
-    if (end < 0)
-        return QString();
-    static const QRegularExpression pattern(QStringLiteral("encoding\\s*=\\s*[\"']([^\"']*)[\"']"));
-    const QRegularExpressionMatch match = pattern.match(QString::fromLatin1(text.left(end)));
-    return match.hasMatch() ? match.captured(1) : QString();
-}
-
-QByteArray utf16ToUtf8(const QByteArray& bytes, bool bigEndian)
-{
-    QString text;
-    text.reserve(bytes.size() / 2);
-    for (int i = 2; i + 1 < bytes.size(); i += 2) {
-        const auto first = static_cast<unsigned char>(bytes[i]);
-        const auto second = static_cast<unsigned char>(bytes[i + 1]);
-        text += QChar(static_cast<char16_t>(bigEndian ? (first << 8) | second : (second << 8) | first));
-    }
-    return text.toUtf8();
 }
 
 // The plain text of an encrypted archive, or an error. `file` holds the whole file, magic included.
@@ -249,128 +196,91 @@ bool decryptArchive(const QByteArray& file, const HwLoadLimits& limits, QByteArr
 
 QString HwXmlElementView::tagName() const
 {
-    return fromPugi(m_node.name());
+    return fromUtf8Text(m_document->node(m_index).name);
 }
 
 QString HwXmlElementView::lowerTagName() const
 {
     thread_local ShortTextCache lowerNames;
-    const char* name = m_node.name();
-    return lowerNames.get(name, std::strlen(name), lowerUtf8Text);
-}
-
-const char* HwXmlElementView::findAttribute(const char* name) const
-{
-    if (m_attributeCount == -1) {
-        int count = 0;
-        pugi::xml_attribute attribute = m_node.first_attribute();
-        for (; attribute && count < gatheredAttributes; attribute = attribute.next_attribute()) {
-            m_attributeNames[count] = attribute.name();
-            m_attributeValues[count] = attribute.value();
-            ++count;
-        }
-        m_attributeCount = attribute ? -2 : count;
-    }
-    if (m_attributeCount == -2) {
-        const pugi::xml_attribute attribute = m_node.attribute(name);
-        return attribute ? attribute.value() : nullptr;
-    }
-    for (int i = 0; i < m_attributeCount; ++i) {
-        if (m_attributeNames[i][0] == name[0] && std::strcmp(m_attributeNames[i], name) == 0)
-            return m_attributeValues[i];
-    }
-    return nullptr;
+    const HwXmlNode& node = m_document->node(m_index);
+    return lowerNames.get(node.name, node.length, lowerUtf8Text);
 }
 
 QString HwXmlElementView::attribute(const char* name, const QString& fallback) const
 {
     if (HwXmlReadRecord* record = m_document->readRecord())
-        record->noteRead(identity(), name);
-    const char* value = findAttribute(name);
-    if (!value)
-        return fallback;
-    thread_local ShortTextCache values;
-    return values.get(value, std::strlen(value), utf8Text);
+        record->noteRead(m_index, name);
+    const HwXmlNode& node = m_document->node(m_index);
+    for (std::int32_t a = 0; a < node.attributeCount; ++a) {
+        const HwXmlAttribute& attribute = m_document->attribute(node.firstAttribute + a);
+        if (attribute.name[0] == name[0] && std::strcmp(attribute.name, name) == 0) {
+            thread_local ShortTextCache values;
+            return values.get(attribute.value, attribute.valueLength, utf8Text);
+        }
+    }
+    return fallback;
 }
 
 HwXmlChildElements HwXmlElementView::childElements() const
 {
     if (HwXmlReadRecord* record = m_document->readRecord())
-        record->noteRead(identity(), nullptr);
-    return HwXmlChildElements(m_node, m_document);
+        record->noteRead(m_index, nullptr);
+    return HwXmlChildElements(m_document, m_index);
 }
 
 QString HwXmlElementView::text() const
 {
     if (HwXmlReadRecord* record = m_document->readRecord())
-        record->noteMarkup(identity());
+        record->noteMarkup(m_index);
     QString out;
-    collectText(m_node, out);
+    collectText(*m_document, m_index, out);
     return out;
 }
 
 QString HwXmlElementView::serialize() const
 {
     if (HwXmlReadRecord* record = m_document->readRecord())
-        record->noteMarkup(identity());
+        record->noteMarkup(m_index);
     QString out;
-    serializeNode(m_node, out);
+    serializeNode(*m_document, m_index, out);
     return out;
 }
 
 void HwXmlElementView::attributeNames(std::vector<const char*>& names) const
 {
     names.clear();
-    for (const pugi::xml_attribute& each : m_node.attributes())
-        names.push_back(each.name());
+    const HwXmlNode& node = m_document->node(m_index);
+    for (std::int32_t a = 0; a < node.attributeCount; ++a)
+        names.push_back(m_document->attribute(node.firstAttribute + a).name);
 }
 
-std::size_t HwXmlReadRecord::slotOf(const void* node) const
+void HwXmlElementView::attributePosition(const char* name, int& line, int& column) const
 {
-    auto key = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(node));
-    key = (key ^ (key >> 29)) * 0xBF58476D1CE4E5B9ull;
-    key ^= key >> 32;
-    const std::size_t mask = m_table.size() - 1;
-    std::size_t slot = static_cast<std::size_t>(key) & mask;
-    while (m_table[slot].node && m_table[slot].node != node)
-        slot = (slot + 1) & mask;
-    return slot;
+    const HwXmlNode& node = m_document->node(m_index);
+    if (!m_document->attributePosition(node, name, line, column))
+        m_document->position(node, line, column);
 }
 
-void HwXmlReadRecord::reserve(std::size_t elements)
+void HwXmlReadRecord::reserve(std::size_t nodes)
 {
-    std::size_t size = 1024;
-    while (size < elements * 2)
-        size *= 2;
-    if (size <= m_table.size())
-        return;
-    std::vector<Entry> old(size);
-    old.swap(m_table);
-    for (const Entry& entry : old) {
-        if (entry.node)
-            m_table[slotOf(entry.node)] = entry;
-    }
-    m_last = nullptr;
+    if (nodes > m_entries.size())
+        m_entries.resize(nodes);
 }
 
-HwXmlReadRecord::Entry& HwXmlReadRecord::entryOf(const void* node)
+HwXmlReadRecord::Entry& HwXmlReadRecord::entryOf(std::int32_t node)
 {
-    // A handler reads one element's attributes one after another.
-    if (m_last && m_last->node == node)
-        return *m_last;
-    if ((m_used + 1) * 2 > m_table.size())
-        reserve(m_used + 1);
-    Entry& entry = m_table[slotOf(node)];
-    if (!entry.node) {
-        entry.node = node;
+    const auto at = static_cast<std::size_t>(node);
+    if (at >= m_entries.size())
+        m_entries.resize(std::max(at + 1, m_entries.size() * 2));
+    Entry& entry = m_entries[at];
+    if (!entry.read) {
+        entry.read = true;
         entry.first = static_cast<std::uint32_t>(m_names.size());
-        ++m_used;
     }
-    m_last = &entry;
     return entry;
 }
 
-void HwXmlReadRecord::noteRead(const void* node, const char* name)
+void HwXmlReadRecord::noteRead(std::int32_t node, const char* name)
 {
     Entry& entry = entryOf(node);
     if (!name)
@@ -387,12 +297,10 @@ void HwXmlReadRecord::noteRead(const void* node, const char* name)
     ++entry.count;
 }
 
-const HwXmlReadRecord::Entry* HwXmlReadRecord::find(const void* node) const
+const HwXmlReadRecord::Entry* HwXmlReadRecord::find(std::int32_t node) const
 {
-    if (m_table.empty())
-        return nullptr;
-    const Entry& entry = m_table[slotOf(node)];
-    return entry.node ? &entry : nullptr;
+    const auto at = static_cast<std::size_t>(node);
+    return at < m_entries.size() && m_entries[at].read ? &m_entries[at] : nullptr;
 }
 
 bool HwXmlReadRecord::asked(const Entry& entry, const char* name) const
@@ -410,19 +318,11 @@ std::vector<const char*> HwXmlReadRecord::askedNames(const Entry& entry) const
         m_names.begin() + entry.first, m_names.begin() + entry.first + entry.count);
 }
 
-void HwXmlElementView::attributePosition(const char* name, int& line, int& column) const
-{
-    const std::ptrdiff_t tag = m_node.offset_debug() - 1;
-    const std::ptrdiff_t at = m_document->attributeOffset(tag, name);
-    m_document->position(at < 0 ? tag : at, line, column);
-}
-
 int HwXmlElementView::line() const
 {
     int line = 0;
     int column = 0;
-    // The element's offset is that of its name; the start tag begins one byte earlier.
-    m_document->position(m_node.offset_debug() - 1, line, column);
+    m_document->position(m_document->node(m_index), line, column);
     return line;
 }
 
@@ -430,107 +330,57 @@ int HwXmlElementView::column() const
 {
     int line = 0;
     int column = 0;
-    m_document->position(m_node.offset_debug() - 1, line, column);
+    m_document->position(m_document->node(m_index), line, column);
     return column;
 }
 
-bool HwXmlDocument::parseText(
-    QByteArray utf8, bool inPlace, const HwLoadLimits& limits, int& line, int& column, QString& error)
+// Counted as the parser counts: a line ends at a line feed, a carriage return and line feed, or a lone
+// carriage return; a column is a character (a UTF-8 sequence is one).
+void HwXmlDocument::position(const HwXmlNode& node, int& line, int& column) const
 {
-    m_text = std::move(utf8);
-    m_inPlace = inPlace;
-    m_lineStarts.assign(1, 0);
-    m_elementCount = 0;
-    const char* const begin = m_text.constData();
-    const char* const end = begin + m_text.size();
-    std::size_t lines = 1;
-    for (const char* at = begin; (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;
-         ++at)
-        ++lines;
-    m_lineStarts.reserve(lines);
-    for (const char* at = begin;
-         (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;) {
-        ++at;
-        m_lineStarts.push_back(at - begin);
+    if (node.line > 0) {
+        line = node.line;
+        column = node.column;
+        return;
     }
-    line = 0;
-    column = 0;
-    const unsigned int options = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol
-        | pugi::parse_wconv_attribute | pugi::parse_doctype | (inPlace ? pugi::parse_embed_pcdata : 0);
-    // The line starts are taken before an in-place parse changes the text.
-    const pugi::xml_parse_result result = inPlace
-        ? m_document.load_buffer_inplace(
-            m_text.data(), static_cast<std::size_t>(m_text.size()), options, pugi::encoding_utf8)
-        : m_document.load_buffer(
-            m_text.constData(), static_cast<std::size_t>(m_text.size()), options, pugi::encoding_utf8);
-    if (!result) {
-        position(result.offset, line, column);
-        error = fromPugi(result.description());
-        return false;
-    }
-    for (const pugi::xml_node& node : m_document.children()) {
-        if (node.type() == pugi::node_doctype && !limits.allowDocumentType) {
-            const int at = m_text.indexOf("<!DOCTYPE");
-            position(at < 0 ? 0 : at, line, column);
-            error = QStringLiteral("A document type declaration is not allowed.");
-            return false;
-        }
-    }
-    if (!m_document.document_element()) {
-        error = QStringLiteral("No document element found");
-        return false;
-    }
-    // Walk the tree without recursion to bound the nesting that later recursive code will meet.
-    int depth = 0;
-    QString duplicate;
-    pugi::xml_node node = m_document.document_element();
-    const pugi::xml_node top = node;
-    depth = 1;
-    while (node) {
-        if (node.type() == pugi::node_element && !uniqueAttributes(node, duplicate)) {
-            position(node.offset_debug() - 1, line, column);
-            error = QStringLiteral("Duplicate attribute '%1'.").arg(duplicate);
-            return false;
-        }
-        if (node.type() == pugi::node_element)
-            ++m_elementCount;
-        if (node.type() == pugi::node_element && depth > limits.maxElementDepth) {
-            position(node.offset_debug() - 1, line, column);
-            error = QStringLiteral("Elements are nested deeper than %1 levels.").arg(limits.maxElementDepth);
-            return false;
-        }
-        if (node.first_child()) {
-            node = node.first_child();
-            ++depth;
-            continue;
-        }
-        while (node && node != top && !node.next_sibling()) {
-            node = node.parent();
-            --depth;
-        }
-        if (!node || node == top)
-            break;
-        node = node.next_sibling();
-    }
-    return true;
+    positionOfOffset(node.offset, line, column);
 }
 
-HwXmlElementView HwXmlDocument::documentElement() const
+void HwXmlDocument::positionOfOffset(std::int64_t at, int& line, int& column) const
 {
-    return HwXmlElementView(m_document.document_element(), this);
+    const char* const text = m_text.constData();
+    const std::int64_t size = m_text.size();
+    if (m_lineStarts.empty()) {
+        m_lineStarts.push_back(m_text.startsWith("\xEF\xBB\xBF") ? 3 : 0);
+        for (std::int64_t i = 0; i < size; ++i) {
+            if (text[i] == '\n' || (text[i] == '\r' && (i + 1 == size || text[i + 1] != '\n')))
+                m_lineStarts.push_back(i + 1);
+        }
+    }
+    const std::int64_t offset = std::clamp<std::int64_t>(at, m_lineStarts.front(), size);
+    const auto next = std::upper_bound(m_lineStarts.begin(), m_lineStarts.end(), offset);
+    line = static_cast<int>(next - m_lineStarts.begin());
+    column = 1;
+    for (std::int64_t i = *(next - 1); i < offset; ++i) {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80)
+            ++column;
+    }
 }
 
-std::ptrdiff_t HwXmlDocument::attributeOffset(std::ptrdiff_t tagOffset, const char* name) const
+bool HwXmlDocument::attributePosition(const HwXmlNode& node, const char* name, int& line, int& column) const
 {
-    // The parser keeps no offsets of attributes: look for the name, standing alone and followed by '=',
-    // inside the start tag (a '>' inside a quoted value is skipped with the value).
-    if (m_inPlace)
-        return -1; // the parse has changed the text
+    // Only an element whose "<" was found in a UTF-8 text has its start tag there to be searched: the
+    // parser keeps no offsets of attributes. Look for the name, standing alone and followed by '=', inside
+    // the start tag (a '>' inside a quoted value is skipped with the value). A default the document type
+    // supplied is not in the tag.
+    if (node.line > 0)
+        return false;
     const std::size_t length = std::strlen(name);
     const char* const text = m_text.constData();
-    const std::ptrdiff_t size = m_text.size();
+    const std::int64_t size = m_text.size();
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
     char quote = 0;
-    for (std::ptrdiff_t i = std::max<std::ptrdiff_t>(tagOffset, 0) + 1; i < size; ++i) {
+    for (std::int64_t i = node.offset + 1; i < size; ++i) {
         const char c = text[i];
         if (quote) {
             if (c == quote)
@@ -540,33 +390,282 @@ std::ptrdiff_t HwXmlDocument::attributeOffset(std::ptrdiff_t tagOffset, const ch
         if (c == '"' || c == '\'')
             quote = c;
         else if (c == '>')
-            return -1;
-        else if ((c == ' ' || c == '\t' || c == '\n' || c == '\r')
-            && i + 1 + static_cast<std::ptrdiff_t>(length) < size
+            return false;
+        else if (isBlank(c) && i + 1 + static_cast<std::int64_t>(length) < size
             && std::memcmp(text + i + 1, name, length) == 0) {
-            std::ptrdiff_t after = i + 1 + static_cast<std::ptrdiff_t>(length);
-            while (after < size
-                && (text[after] == ' ' || text[after] == '\t' || text[after] == '\n' || text[after] == '\r'))
+            std::int64_t after = i + 1 + static_cast<std::int64_t>(length);
+            while (after < size && isBlank(text[after]))
                 ++after;
-            if (after < size && text[after] == '=')
-                return i + 1;
+            if (after < size && text[after] == '=') {
+                positionOfOffset(i + 1, line, column);
+                return true;
+            }
         }
     }
-    return -1;
+    return false;
 }
 
-void HwXmlDocument::position(std::ptrdiff_t offset, int& line, int& column) const
+HwXmlDocument::HwXmlDocument() = default;
+HwXmlDocument::~HwXmlDocument() = default;
+
+const char* HwXmlDocument::store(const char* text, std::size_t length)
 {
-    offset = std::clamp<std::ptrdiff_t>(offset, 0, m_text.size());
-    const auto next = std::upper_bound(m_lineStarts.begin(), m_lineStarts.end(), offset);
-    const std::ptrdiff_t start = *(next - 1);
-    line = static_cast<int>(next - m_lineStarts.begin());
-    column = 1;
-    for (std::ptrdiff_t i = start; i < offset; ++i) {
-        // Count characters, not bytes: UTF-8 continuation bytes do not start one.
-        if ((static_cast<unsigned char>(m_text.constData()[i]) & 0xC0) != 0x80)
-            ++column;
+    if (length + 1 > m_freeLength) {
+        // Texts share blocks; a long one has a block of its own.
+        constexpr std::size_t blockSize = 64 * 1024;
+        const std::size_t size = std::max(blockSize, length + 1);
+        m_blocks.push_back(std::make_unique<char[]>(size));
+        m_free = m_blocks.back().get();
+        m_freeLength = size;
     }
+    char* const copy = m_free;
+    if (length > 0)
+        std::memcpy(copy, text, length);
+    copy[length] = '\0';
+    m_free += length + 1;
+    m_freeLength -= length + 1;
+    return copy;
+}
+
+// Builds the tree from expat's events. Character data comes in pieces (expat splits it at line ends and
+// references); the pieces of one run are joined before the run becomes a node.
+struct HwXmlBuilder {
+    struct Open {
+        std::int32_t index;
+        std::int32_t lastChild;
+    };
+
+    HwXmlBuilder(HwXmlDocument& target, XML_Parser xmlParser, int depthLimit)
+        : document(target)
+        , parser(xmlParser)
+        , maxDepth(depthLimit)
+    {
+    }
+
+    HwXmlDocument& document;
+    XML_Parser parser;
+    int maxDepth;
+    std::vector<Open> open;
+    std::string pending;
+    HwXmlNode::Kind pendingKind = HwXmlNode::Text;
+    // A limit of ours stopped the parser: its message and place.
+    QString stopReason;
+    int stopLine = 0;
+    int stopColumn = 0;
+
+    // The parser's 1-based column, the byte-order mark (which it counts on the first line) left out.
+    std::int32_t parserColumn(std::int32_t line) const
+    {
+        const auto column = static_cast<std::int32_t>(XML_GetCurrentColumnNumber(parser)) + 1;
+        const QByteArray& text = document.m_text;
+        const bool mark =
+            text.startsWith("\xEF\xBB\xBF") || text.startsWith("\xFF\xFE") || text.startsWith("\xFE\xFF");
+        return line == 1 && mark && column > 1 ? column - 1 : column;
+    }
+
+    std::int32_t append(const HwXmlNode& node)
+    {
+        const auto index = static_cast<std::int32_t>(document.m_nodes.size());
+        document.m_nodes.push_back(node);
+        if (!open.empty()) {
+            Open& parent = open.back();
+            if (parent.lastChild < 0)
+                document.m_nodes[static_cast<std::size_t>(parent.index)].firstChild = index;
+            else
+                document.m_nodes[static_cast<std::size_t>(parent.lastChild)].nextSibling = index;
+            parent.lastChild = index;
+        }
+        return index;
+    }
+
+    // Text of white space alone between elements only lays the markup out; beside a CDATA section it is
+    // part of the text. A carriage return is content: line ends reach us as line feeds, so it came from a
+    // character reference.
+    void flushText(bool besideCData = false)
+    {
+        if (pending.empty())
+            return;
+        if (pendingKind == HwXmlNode::Text && !besideCData
+            && pending.find_first_not_of(" \t\n") == std::string::npos) {
+            const std::int32_t last = open.empty() ? -1 : open.back().lastChild;
+            if (last < 0 || document.m_nodes[static_cast<std::size_t>(last)].kind != HwXmlNode::CData) {
+                pending.clear();
+                return;
+            }
+        }
+        HwXmlNode node;
+        node.kind = pendingKind;
+        node.name = document.store(pending.data(), pending.size());
+        node.length = static_cast<std::uint32_t>(pending.size());
+        append(node);
+        pending.clear();
+    }
+
+    static void XMLCALL startElement(void* data, const XML_Char* name, const XML_Char** attributes)
+    {
+        auto* self = static_cast<HwXmlBuilder*>(data);
+        self->flushText();
+        HwXmlNode node;
+        node.kind = HwXmlNode::Element;
+        // A UTF-8 text keeps the offset of the "<" alone: most positions are never asked for. Elsewhere
+        // (other encodings, elements that an entity's text holds) the parser's position is taken now.
+        node.offset = XML_GetCurrentByteIndex(self->parser);
+        if (!self->document.m_utf8 || node.offset < 0 || node.offset >= self->document.m_text.size()
+            || self->document.m_text.constData()[node.offset] != '<') {
+            node.line = static_cast<std::int32_t>(XML_GetCurrentLineNumber(self->parser));
+            node.column = self->parserColumn(node.line);
+        }
+        if (static_cast<int>(self->open.size()) >= self->maxDepth) {
+            self->stopReason =
+                QStringLiteral("Elements are nested deeper than %1 levels.").arg(self->maxDepth);
+            self->document.position(node, self->stopLine, self->stopColumn);
+            XML_StopParser(self->parser, XML_FALSE);
+            return;
+        }
+        const std::size_t nameLength = std::strlen(name);
+        node.name = self->document.store(name, nameLength);
+        node.length = static_cast<std::uint32_t>(nameLength);
+        node.firstAttribute = static_cast<std::int32_t>(self->document.m_attributes.size());
+        for (const XML_Char** attribute = attributes; *attribute; attribute += 2) {
+            const std::size_t valueLength = std::strlen(attribute[1]);
+            self->document.m_attributes.push_back({self->document.store(attribute[0], std::strlen(attribute[0])),
+                self->document.store(attribute[1], valueLength), static_cast<std::uint32_t>(valueLength)});
+            ++node.attributeCount;
+        }
+        const std::int32_t index = self->append(node);
+        if (self->open.empty())
+            self->document.m_documentElement = index;
+        self->open.push_back({index, -1});
+    }
+
+    static void XMLCALL endElement(void* data, const XML_Char*)
+    {
+        auto* self = static_cast<HwXmlBuilder*>(data);
+        self->flushText();
+        self->open.pop_back();
+    }
+
+    static void XMLCALL characters(void* data, const XML_Char* text, int length)
+    {
+        static_cast<HwXmlBuilder*>(data)->pending.append(text, static_cast<std::size_t>(length));
+    }
+
+    static void XMLCALL startCData(void* data)
+    {
+        auto* self = static_cast<HwXmlBuilder*>(data);
+        self->flushText(true);
+        self->pendingKind = HwXmlNode::CData;
+    }
+
+    static void XMLCALL endCData(void* data)
+    {
+        auto* self = static_cast<HwXmlBuilder*>(data);
+        // An empty section is still a section.
+        if (self->pending.empty()) {
+            HwXmlNode node;
+            node.kind = HwXmlNode::CData;
+            node.name = self->document.store("", 0);
+            self->append(node);
+        }
+        self->flushText();
+        self->pendingKind = HwXmlNode::Text;
+    }
+};
+
+namespace {
+
+struct ParserDeleter {
+    void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+};
+
+// Whether the text is UTF-8 as the parser will read it: no UTF-16 byte-order mark or layout, and no
+// encoding declared other than UTF-8.
+bool isUtf8(const QByteArray& text)
+{
+    if (text.startsWith("\xFE\xFF") || text.startsWith("\xFF\xFE") || text.startsWith(QByteArray("<\0", 2))
+        || text.startsWith(QByteArray("\0<", 2)))
+        return false;
+    const QByteArray start = text.startsWith("\xEF\xBB\xBF") ? text.mid(3, 200) : text.left(200);
+    if (!start.startsWith("<?xml"))
+        return true;
+    const int end = start.indexOf("?>");
+    const int encoding = start.indexOf("encoding");
+    if (encoding < 0 || (end >= 0 && encoding > end))
+        return true;
+    int value = encoding + 8;
+    while (value < start.size() && (start[value] == ' ' || start[value] == '=' || start[value] == '\t'
+               || start[value] == '\r' || start[value] == '\n'))
+        ++value;
+    if (value >= start.size() || (start[value] != '"' && start[value] != '\''))
+        return false;
+    const QByteArray name = start.mid(value + 1, 5).toLower();
+    return name == "utf-8" && value + 6 < start.size() && start[value + 6] == start[value];
+}
+
+// Entity expansion may multiply the text at most this many times once it passes the threshold: expat's own
+// defaults, stated here so that they hold whatever the library's build chose.
+constexpr float maxAmplification = 100.0f;
+constexpr unsigned long long amplificationThreshold = 8 * 1024 * 1024;
+
+} // namespace
+
+bool HwXmlDocument::parse(
+    const QByteArray& bytes, const HwLoadLimits& limits, int& line, int& column, QString& error)
+{
+    m_nodes.clear();
+    m_attributes.clear();
+    m_lineStarts.clear();
+    m_documentElement = -1;
+    m_text = bytes;
+    m_utf8 = isUtf8(bytes);
+    line = 0;
+    column = 0;
+    const std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(XML_ParserCreate(nullptr));
+    if (!parser) {
+        error = QStringLiteral("Out of memory.");
+        return false;
+    }
+    XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser.get(), maxAmplification);
+    XML_SetBillionLaughsAttackProtectionActivationThreshold(parser.get(), amplificationThreshold);
+    // External DTDs and parameter entities are never read (this is also expat's default).
+    XML_SetParamEntityParsing(parser.get(), XML_PARAM_ENTITY_PARSING_NEVER);
+    HwXmlBuilder builder(*this, parser.get(), std::max(limits.maxElementDepth, 0));
+    // Room for a description's usual density (an element of a few attributes every few dozen bytes), so
+    // that the tables are not copied as they grow.
+    m_nodes.reserve(static_cast<std::size_t>(bytes.size() / 32));
+    m_attributes.reserve(static_cast<std::size_t>(bytes.size() / 24));
+    XML_SetUserData(parser.get(), &builder);
+    XML_SetElementHandler(parser.get(), HwXmlBuilder::startElement, HwXmlBuilder::endElement);
+    XML_SetCharacterDataHandler(parser.get(), HwXmlBuilder::characters);
+    XML_SetCdataSectionHandler(parser.get(), HwXmlBuilder::startCData, HwXmlBuilder::endCData);
+
+    // Fed in small pieces: the parser copies what it is given into a buffer of its own, which then stays
+    // small and in the cache instead of growing to the size of the file. It keeps its position across them.
+    constexpr qsizetype piece = 256 * 1024;
+    const char* data = bytes.constData();
+    qsizetype left = bytes.size();
+    XML_Status status = XML_STATUS_OK;
+    do {
+        const qsizetype now = std::min(left, piece);
+        status = XML_Parse(parser.get(), data, static_cast<int>(now), now == left ? XML_TRUE : XML_FALSE);
+        data += now;
+        left -= now;
+    } while (status == XML_STATUS_OK && left > 0);
+    if (status == XML_STATUS_OK)
+        return true;
+    if (!builder.stopReason.isEmpty()) {
+        line = builder.stopLine;
+        column = builder.stopColumn;
+        error = builder.stopReason;
+    } else {
+        line = static_cast<int>(XML_GetCurrentLineNumber(parser.get()));
+        column = builder.parserColumn(line);
+        error = QString::fromUtf8(XML_ErrorString(XML_GetErrorCode(parser.get())));
+    }
+    m_nodes.clear();
+    m_attributes.clear();
+    m_documentElement = -1;
+    return false;
 }
 
 namespace vellxml::loader_p {
@@ -600,9 +699,8 @@ int readFileBytes(const QString& path, const HwLoadLimits& limits, QByteArray& b
 
 } // namespace
 
-int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& utf8, QString& error)
+int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& bytes, QString& error)
 {
-    QByteArray bytes;
     if (const int read = readFileBytes(path, limits, bytes, error); read != READ_OK)
         return read;
     if (bytes.startsWith("EXML")) {
@@ -614,26 +712,7 @@ int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray&
         error = sizeLimitMessage(limits.maxFileSize);
         return READ_INVALID;
     }
-    if (bytes.startsWith("\xFF\xFE") || bytes.startsWith("\xFE\xFF")) {
-        utf8 = utf16ToUtf8(bytes, bytes.startsWith("\xFE\xFF"));
-        return READ_OK;
-    }
-    if (bytes.startsWith("\xEF\xBB\xBF"))
-        bytes.remove(0, 3);
-    const QString encoding = declaredEncoding(bytes).toLower();
-    if (encoding.isEmpty() || encoding == QLatin1String("utf-8") || encoding == QLatin1String("utf8")) {
-        utf8 = std::move(bytes);
-        return READ_OK;
-    }
-    if (encoding == QLatin1String("iso-8859-1") || encoding == QLatin1String("latin1")
-        || encoding == QLatin1String("latin-1")) {
-        utf8 = QString::fromLatin1(bytes).toUtf8();
-        return READ_OK;
-    }
-    error =
-        QStringLiteral("Unsupported encoding '%1' (UTF-8, UTF-16 with a byte-order mark or ISO-8859-1 only).")
-            .arg(declaredEncoding(bytes));
-    return READ_INVALID;
+    return READ_OK;
 }
 
 int readEncryptedArchive(const QString& path, const HwLoadLimits& limits, QByteArray& plain, QString& error)
@@ -682,25 +761,26 @@ namespace {
 // collapsed as simplified() collapses it, a break written "<br>" and a double quote kept (commentFromMarkup
 // turns "&quot;" back). A carriage return is escaped before the collapsing, so it is no blank. Other
 // comments (attributes, other elements, CDATA, another spelling of the tag) take the general way.
-bool isPlainBreak(const pugi::xml_node& node)
+bool isPlainBreak(const HwXmlNode& node)
 {
-    return node.type() == pugi::node_element && std::strcmp(node.name(), "br") == 0 && !node.first_attribute()
-        && !node.first_child();
+    return node.kind == HwXmlNode::Element && std::strcmp(node.name, "br") == 0 && node.attributeCount == 0
+        && node.firstChild < 0;
 }
 
-bool plainCommentText(const pugi::xml_node& node, QString& out)
+bool plainCommentText(const HwXmlDocument& document, std::int32_t index, QString& out)
 {
-    if (std::strcmp(node.name(), "comment") != 0 || node.first_attribute())
+    const HwXmlNode& node = document.node(index);
+    if (std::strcmp(node.name, "comment") != 0 || node.attributeCount != 0)
         return false;
-    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
-        if (child.type() != pugi::node_pcdata && !isPlainBreak(child))
+    for (std::int32_t child = node.firstChild; child >= 0; child = document.node(child).nextSibling) {
+        if (document.node(child).kind != HwXmlNode::Text && !isPlainBreak(document.node(child)))
             return false;
     }
     // Most often the comment is one line of printable ASCII with single blanks and nothing to escape: then
     // it is its own result.
-    const pugi::xml_node only = node.first_child();
-    if (only && !only.next_sibling() && only.type() == pugi::node_pcdata) {
-        const char* const value = only.value();
+    if (node.firstChild >= 0 && document.node(node.firstChild).nextSibling < 0
+        && document.node(node.firstChild).kind == HwXmlNode::Text) {
+        const char* const value = document.node(node.firstChild).name;
         bool verbatim = value[0] != ' ';
         std::size_t length = 0;
         for (; verbatim && value[length] != '\0'; ++length) {
@@ -721,8 +801,8 @@ bool plainCommentText(const pugi::xml_node& node, QString& out)
         for (const char c : text)
             buffer[used++] = QLatin1Char(c);
     };
-    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
-        if (child.type() != pugi::node_pcdata) {
+    for (std::int32_t child = node.firstChild; child >= 0; child = document.node(child).nextSibling) {
+        if (document.node(child).kind != HwXmlNode::Text) {
             buffer.resize(used + 5);
             if (blank)
                 buffer[used++] = QLatin1Char(' ');
@@ -730,7 +810,7 @@ bool plainCommentText(const pugi::xml_node& node, QString& out)
             put(QLatin1String("<br>"));
             continue;
         }
-        const QString text = QString::fromUtf8(child.value());
+        const QString text = QString::fromUtf8(document.node(child).name);
         buffer.resize(used + 1 + text.size() * 5);
         for (const QChar c : text) {
             if (c != QLatin1Char('\r') && c.isSpace()) {
@@ -770,7 +850,7 @@ QString readCommentFromCommentTag(const HwXmlElementView& element)
     if (HwXmlReadRecord* record = element.readRecord())
         record->noteMarkup(element.identity());
     QString text;
-    if (plainCommentText(element.node(), text))
+    if (plainCommentText(*element.document(), element.index(), text))
         return text;
     return vellxml::loader_p::commentFromMarkup(element.serialize());
 }

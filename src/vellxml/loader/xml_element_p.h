@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <pugixml.hpp>
 #include <vector>
 
 class HwXmlDocument;
@@ -19,48 +18,72 @@ class HwXmlChildElements;
 /// an attribute nobody asked for, or an element nobody looked at, is something the loader ignored. The
 /// names asked for are the handlers' own, so they are also the suggestions for a misspelt one.
 ///
-/// A load asks for a dozen attributes of each of millions of elements: the record is a flat open-addressed
-/// table of elements and one array of names, each element holding a run of it, so that recording costs no
-/// allocation per element.
+/// A load asks for a dozen attributes of each of millions of elements: the record is a table indexed by
+/// the document's node index and one array of names, each element holding a run of it, so that recording
+/// costs no allocation per element.
 class HwXmlReadRecord {
 public:
     struct Entry {
-        const void* node = nullptr;
         /// The run of names asked for (as the handlers spell them), present or not.
         std::uint32_t first = 0;
         std::uint32_t count = 0;
+        bool read = false;
         /// Read as free markup (comment, cjoker): what is inside is text, not tags.
         bool markup = false;
     };
 
-    /// Room for `elements` elements without growing.
-    void reserve(std::size_t elements);
-    /// A handler asked for attribute `name` of `node` (null `name`: it walked the node's children).
-    void noteRead(const void* node, const char* name);
-    void noteMarkup(const void* node) { entryOf(node).markup = true; }
+    /// Room for the nodes of a document of `nodes` nodes without growing.
+    void reserve(std::size_t nodes);
+    /// A handler asked for attribute `name` of node `node` (null `name`: it walked the node's children).
+    void noteRead(std::int32_t node, const char* name);
+    void noteMarkup(std::int32_t node) { entryOf(node).markup = true; }
     /// Null when no handler looked at the node.
-    const Entry* find(const void* node) const;
+    const Entry* find(std::int32_t node) const;
     /// Whether the handler of `entry` asked for `name`, and the names it asked for.
     bool asked(const Entry& entry, const char* name) const;
     std::vector<const char*> askedNames(const Entry& entry) const;
 
 private:
-    Entry& entryOf(const void* node);
-    std::size_t slotOf(const void* node) const;
+    Entry& entryOf(std::int32_t node);
 
-    std::vector<Entry> m_table;
-    std::size_t m_used = 0;
+    std::vector<Entry> m_entries;
     std::vector<const char*> m_names;
-    Entry* m_last = nullptr;
+};
+
+/// One node of a parsed archive: an element, or the text of a run of character data or a CDATA section.
+/// Nodes live in their document's table and refer to each other by index (-1 for none).
+struct HwXmlNode {
+    enum Kind : std::uint8_t { Element, Text, CData };
+
+    /// An element's tag name, or the text; NUL-terminated, held by the document.
+    const char* name = nullptr;
+    std::uint32_t length = 0;
+    Kind kind = Element;
+    std::int32_t firstChild = -1;
+    std::int32_t nextSibling = -1;
+    std::int32_t firstAttribute = 0;
+    std::int32_t attributeCount = 0;
+    /// 1-based line and column (in characters) of an element's "<" when they were taken while parsing;
+    /// otherwise (line 0) the byte offset of the "<" in the text, turned into a position when asked for.
+    std::int32_t line = 0;
+    std::int32_t column = 0;
+    std::int64_t offset = 0;
+};
+
+/// One attribute, name and value NUL-terminated and held by the document.
+struct HwXmlAttribute {
+    const char* name;
+    const char* value;
+    std::uint32_t valueLength;
 };
 
 /// A read-only view of one element of a parsed archive: what the tag handlers look at. Cheap to copy;
 /// valid while its document lives.
 class HwXmlElementView {
 public:
-    HwXmlElementView(pugi::xml_node node, const HwXmlDocument* document)
-        : m_node(node)
-        , m_document(document)
+    HwXmlElementView(const HwXmlDocument* document, std::int32_t index)
+        : m_document(document)
+        , m_index(index)
     {
     }
 
@@ -79,29 +102,80 @@ public:
     /// 1-based line and column of the start tag's "<".
     int line() const;
     int column() const;
-    /// The parsed node itself, for readers that walk it directly.
-    const pugi::xml_node& node() const { return m_node; }
+    const HwXmlDocument* document() const { return m_document; }
+    std::int32_t index() const { return m_index; }
     /// The names of the element's attributes, in document order, into `names` (cleared first).
     void attributeNames(std::vector<const char*>& names) const;
-    /// 1-based line and column of attribute `name` (of the start tag when it is not found).
+    /// 1-based line and column of attribute `name` (of the start tag when it is not found in the text, as
+    /// for a default the document type supplied).
     void attributePosition(const char* name, int& line, int& column) const;
     /// The same element seen through two views has the same identity.
-    const void* identity() const { return m_node.internal_object(); }
+    std::int32_t identity() const { return m_index; }
     /// Where reads of the element are recorded, null when nothing records them.
     HwXmlReadRecord* readRecord() const;
 
 private:
-    // Handlers ask for a dozen attributes of elements that hold a handful; the names and values are
-    // gathered on the first request so that the later ones compare in place instead of calling into the
-    // parser's library for every step of its list. Longer lists are searched by the parser.
-    static constexpr int gatheredAttributes = 8;
-    const char* findAttribute(const char* name) const;
-
-    pugi::xml_node m_node;
     const HwXmlDocument* m_document;
-    mutable int m_attributeCount = -1;
-    mutable const char* m_attributeNames[gatheredAttributes] = {};
-    mutable const char* m_attributeValues[gatheredAttributes] = {};
+    std::int32_t m_index;
+};
+
+/// A parsed archive: the element tree of a well-formed XML document.
+///
+/// The text is parsed by expat, a conforming XML processor: a document that is not well-formed is refused
+/// with expat's message at the line and column where it found the fault. A document type declaration is
+/// read for its internal subset only: internal entities are expanded (within expat's amplification limits)
+/// and declared attribute defaults applied; external DTDs and external entities are never read, a
+/// reference to an external entity standing for nothing. Comments and processing instructions are
+/// dropped, and so is text made of white space alone. The encodings are those expat knows: UTF-8, UTF-16,
+/// ISO-8859-1 and US-ASCII.
+class HwXmlDocument {
+public:
+    HwXmlDocument();
+    ~HwXmlDocument();
+    HwXmlDocument(const HwXmlDocument&) = delete;
+    HwXmlDocument& operator=(const HwXmlDocument&) = delete;
+
+    /// Parses the bytes of a file. On failure gives the 1-based position (0 when not known) and the
+    /// reason.
+    bool parse(const QByteArray& bytes, const HwLoadLimits& limits, int& line, int& column, QString& error);
+    HwXmlElementView documentElement() const { return HwXmlElementView(this, m_documentElement); }
+
+    const HwXmlNode& node(std::int32_t index) const { return m_nodes[static_cast<std::size_t>(index)]; }
+    /// 1-based line and column (in characters) of an element's "<".
+    void position(const HwXmlNode& node, int& line, int& column) const;
+    /// 1-based line and column (in characters) of attribute `name` of an element; false when the text
+    /// does not show where it is.
+    bool attributePosition(const HwXmlNode& node, const char* name, int& line, int& column) const;
+    std::size_t nodeCount() const { return m_nodes.size(); }
+
+    /// Records what the views of this document read, until set back to null.
+    void setReadRecord(HwXmlReadRecord* record) { m_readRecord = record; }
+    HwXmlReadRecord* readRecord() const { return m_readRecord; }
+    const HwXmlAttribute& attribute(std::int32_t index) const
+    {
+        return m_attributes[static_cast<std::size_t>(index)];
+    }
+
+private:
+    friend struct HwXmlBuilder;
+    /// A NUL-terminated copy of the text, held until the document goes.
+    const char* store(const char* text, std::size_t length);
+    /// 1-based line and column of a byte offset of a UTF-8 text.
+    void positionOfOffset(std::int64_t offset, int& line, int& column) const;
+
+    HwXmlReadRecord* m_readRecord = nullptr;
+
+    // The parsed text, kept (shared, not copied) for the positions of UTF-8 documents; elements of other
+    // encodings have theirs taken while parsing.
+    QByteArray m_text;
+    bool m_utf8 = false;
+    mutable std::vector<std::int64_t> m_lineStarts;
+    std::vector<HwXmlNode> m_nodes;
+    std::vector<HwXmlAttribute> m_attributes;
+    std::vector<std::unique_ptr<char[]>> m_blocks;
+    char* m_free = nullptr;
+    std::size_t m_freeLength = 0;
+    std::int32_t m_documentElement = -1;
 };
 
 /// The element children of one element, for a range-based for loop.
@@ -109,90 +183,43 @@ class HwXmlChildElements {
 public:
     class iterator {
     public:
-        iterator(pugi::xml_node node, const HwXmlDocument* document)
-            : m_node(node)
-            , m_document(document)
+        iterator(const HwXmlDocument* document, std::int32_t index)
+            : m_document(document)
+            , m_index(index)
         {
             skipOtherNodes();
         }
-        HwXmlElementView operator*() const { return HwXmlElementView(m_node, m_document); }
+        HwXmlElementView operator*() const { return HwXmlElementView(m_document, m_index); }
         iterator& operator++()
         {
-            m_node = m_node.next_sibling();
+            m_index = m_document->node(m_index).nextSibling;
             skipOtherNodes();
             return *this;
         }
-        bool operator!=(const iterator& other) const { return m_node != other.m_node; }
+        bool operator!=(const iterator& other) const { return m_index != other.m_index; }
 
     private:
         void skipOtherNodes()
         {
-            while (m_node && m_node.type() != pugi::node_element)
-                m_node = m_node.next_sibling();
+            while (m_index >= 0 && m_document->node(m_index).kind != HwXmlNode::Element)
+                m_index = m_document->node(m_index).nextSibling;
         }
 
-        pugi::xml_node m_node;
         const HwXmlDocument* m_document;
+        std::int32_t m_index;
     };
 
-    HwXmlChildElements(pugi::xml_node parent, const HwXmlDocument* document)
-        : m_parent(parent)
-        , m_document(document)
+    HwXmlChildElements(const HwXmlDocument* document, std::int32_t parent)
+        : m_document(document)
+        , m_parent(parent)
     {
     }
-    iterator begin() const { return iterator(m_parent.first_child(), m_document); }
-    iterator end() const { return iterator(pugi::xml_node(), m_document); }
+    iterator begin() const { return iterator(m_document, m_document->node(m_parent).firstChild); }
+    iterator end() const { return iterator(m_document, -1); }
 
 private:
-    pugi::xml_node m_parent;
     const HwXmlDocument* m_document;
-};
-
-/// A parsed archive file with the line starts of its text, for positions.
-///
-/// Archives are parsed with pugixml rather than into a QDomDocument: a chip of a million bitfields loads
-/// several times faster and in a fraction of the memory. Positions come from the nodes' byte offsets in the
-/// text, turned into 1-based lines and columns (in characters) with a table of line starts. The checks a
-/// hostile file needs (no document type, bounded nesting, unique attribute names) are made here, once.
-class HwXmlDocument {
-public:
-    /// Parses UTF-8 text. On failure gives the 1-based position (0 when not known) and the reason.
-    bool parse(QByteArray utf8, const HwLoadLimits& limits, int& line, int& column, QString& error)
-    {
-        return parseText(std::move(utf8), false, limits, line, column, error);
-    }
-    /// Parses UTF-8 text inside its own buffer, without the parser's copy of it, for a large text read
-    /// once, as an imported file is. The parse changes the text, so attributeOffset() finds nothing and
-    /// a column behind a character reference that decodes to a non-ASCII character may be counted off.
-    /// The text an element starts with is kept as the element's own value rather than as a child node
-    /// (half the nodes of a document of short text elements): child_value() reads it, first_child() does
-    /// not see it.
-    bool parseInPlace(QByteArray utf8, const HwLoadLimits& limits, int& line, int& column, QString& error)
-    {
-        return parseText(std::move(utf8), true, limits, line, column, error);
-    }
-    HwXmlElementView documentElement() const;
-    /// 1-based line and column (in characters) of a byte offset of the text.
-    void position(std::ptrdiff_t offset, int& line, int& column) const;
-    /// The byte offset of attribute `name` in the start tag that begins at `tagOffset`, or -1.
-    std::ptrdiff_t attributeOffset(std::ptrdiff_t tagOffset, const char* name) const;
-
-    /// The number of elements of the parsed document.
-    std::size_t elementCount() const { return m_elementCount; }
-    /// Records what the views of this document read, until set back to null.
-    void setReadRecord(HwXmlReadRecord* record) { m_readRecord = record; }
-    HwXmlReadRecord* readRecord() const { return m_readRecord; }
-
-private:
-    bool parseText(
-        QByteArray utf8, bool inPlace, const HwLoadLimits& limits, int& line, int& column, QString& error);
-
-    HwXmlReadRecord* m_readRecord = nullptr;
-    std::size_t m_elementCount = 0;
-    bool m_inPlace = false;
-    QByteArray m_text;
-    pugi::xml_document m_document;
-    std::vector<std::ptrdiff_t> m_lineStarts;
+    std::int32_t m_parent;
 };
 
 inline HwXmlReadRecord* HwXmlElementView::readRecord() const
@@ -205,9 +232,9 @@ namespace vellxml::loader_p {
 /// How reading an archive file ended: the codes of loadXMLDocument.
 enum ReadResult : int { READ_OK = 0, READ_NOT_OPENED = 1, READ_INVALID = 3 };
 
-/// Reads a plain or encrypted archive and converts it to UTF-8 (from UTF-16 with a byte-order mark, or
-/// ISO-8859-1 when its declaration says so). READ_NOT_OPENED leaves `error` empty; READ_INVALID sets it.
-int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& utf8, QString& error);
+/// Reads the bytes of a plain archive, or the plain text of an encrypted one, bounded by the size limit.
+/// The encoding is left to the parser. READ_NOT_OPENED leaves `error` empty; READ_INVALID sets it.
+int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& bytes, QString& error);
 
 /// Reads the plain bytes of an encrypted archive, exactly as they were before encryption. A file that is
 /// not an encrypted archive is READ_INVALID with its own message.

@@ -1,4 +1,5 @@
 #include <vellxml/loader/xml_element_p.h>
+#include <vellxml/svd/svd_document_p.h>
 #include <vellxml/svd/svd_import.h>
 #include <vellxml/svd/svd_model_p.h>
 
@@ -65,7 +66,7 @@ bool importSvdFile(const QString& svdPath, const QString& outputDir, HwMessageCa
         send(error, QStringLiteral("Unable to open file %1").arg(svdPath));
         return false;
     }
-    if (read != vellxml::loader_p::READ_OK) {
+    if (read != vellxml::loader_p::READ_OK || !vellxml::svd_p::svdTextToUtf8(text, reason)) {
         send(error, QStringLiteral("%1:0:0: error: %2").arg(svdPath, reason));
         return false;
     }

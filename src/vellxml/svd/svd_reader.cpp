@@ -1,4 +1,4 @@
-#include <vellxml/loader/xml_element_p.h>
+#include <vellxml/svd/svd_document_p.h>
 #include <vellxml/svd/svd_model_p.h>
 
 #include <QHash>
@@ -275,7 +275,7 @@ QString dimName(QString name, const QString& index)
 
 class Reader {
 public:
-    Reader(const HwXmlDocument& document, const HwSvdImportLimits& limits, SvdMessages& messages)
+    Reader(const SvdXmlDocument& document, const HwSvdImportLimits& limits, SvdMessages& messages)
         : m_document(document)
         , m_limits(limits)
         , m_messages(messages)
@@ -287,13 +287,17 @@ public:
 private:
     void warn(xml_node node, const QString& text) const
     {
-        const HwXmlElementView view(node, &m_document);
-        m_messages.warn(view.line(), view.column(), text);
+        int line = 0;
+        int column = 0;
+        m_document.position(node, line, column);
+        m_messages.warn(line, column, text);
     }
     bool fail(xml_node node, const QString& text) const
     {
-        const HwXmlElementView view(node, &m_document);
-        m_messages.fail(view.line(), view.column(), text);
+        int line = 0;
+        int column = 0;
+        m_document.position(node, line, column);
+        m_messages.fail(line, column, text);
         return false;
     }
 
@@ -349,7 +353,7 @@ private:
                 .arg(m_limits.maxElements));
     }
 
-    const HwXmlDocument& m_document;
+    const SvdXmlDocument& m_document;
     const HwSvdImportLimits& m_limits;
     SvdMessages& m_messages;
     QHash<QString, xml_node> m_peripherals;
@@ -437,8 +441,7 @@ xml_node Reader::resolve(xml_node node, const QString& reference, Kind kind)
         // Vendors name enumerations across registers by their last name alone; take the first of that name.
         if (!m_enumerationsIndexed) {
             m_enumerationsIndexed = true;
-            for (pugi::xpath_node found :
-                m_document.documentElement().node().select_nodes("//enumeratedValues")) {
+            for (pugi::xpath_node found : m_document.documentElement().select_nodes("//enumeratedValues")) {
                 const QString name = childText(found.node(), "name");
                 if (!name.isEmpty())
                     m_enumerations.insert(name, found.node());
@@ -948,7 +951,7 @@ bool Reader::readValues(xml_node set, SvdField& field)
 
 bool Reader::run(SvdDevice& device)
 {
-    const xml_node root = m_document.documentElement().node();
+    const xml_node root = m_document.documentElement();
     if (std::strcmp(root.name(), "device") != 0)
         return fail(root,
             QStringLiteral("The document element is <%1>, not <device>.")
@@ -1218,7 +1221,7 @@ QString identifier(const QString& name)
 
 bool readSvd(QByteArray text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device)
 {
-    HwXmlDocument document;
+    SvdXmlDocument document;
     int line = 0;
     int column = 0;
     QString error;
