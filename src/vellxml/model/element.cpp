@@ -32,17 +32,69 @@ HwXMLElement::HwXMLElement(const HwXMLElement& other)
     , m_parent(other.m_parent)
     , m_address(other.m_address)
     , m_arrayNumber(other.m_arrayNumber)
-    , m_altAddresses(other.m_altAddresses)
-    , m_category(other.m_category)
     , m_name(other.m_name)
     , m_comment(other.m_comment)
     , m_typeName(other.m_typeName)
-    , m_annotation(other.m_annotation)
-    , m_cKeywords(other.m_cKeywords)
+    , m_extras(other.m_extras ? std::make_unique<ElementExtras>(*other.m_extras) : nullptr)
 {
 }
 
 HwXMLElement::~HwXMLElement() = default;
+
+// The common element stays small: a bitfield or register is built on it millions of times over.
+static_assert(sizeof(HwXMLElement) <= 4 * sizeof(std::uint64_t) + 3 * sizeof(QString) + sizeof(void*),
+    "HwXMLElement grew: keep rarely used fields in ElementExtras");
+
+HwXMLElement::ElementExtras& HwXMLElement::extras()
+{
+    if (!m_extras)
+        m_extras = std::make_unique<ElementExtras>();
+    return *m_extras;
+}
+
+QStringList HwXMLElement::getCKeywords() const
+{
+    return m_extras ? m_extras->cKeywords : QStringList();
+}
+
+void HwXMLElement::addCKeywords(const QStringList& words)
+{
+    if (!words.isEmpty())
+        extras().cKeywords += words;
+}
+
+QMap<QString, std::uint32_t> HwXMLElement::getAltAddresses() const
+{
+    return m_extras ? m_extras->altAddresses : QMap<QString, std::uint32_t>();
+}
+
+void HwXMLElement::setAltAddress(const QString& selector, std::uint32_t address)
+{
+    extras().altAddresses[selector] = address;
+}
+
+QString HwXMLElement::getCategory() const
+{
+    return m_extras ? m_extras->category : QString();
+}
+
+void HwXMLElement::setCategory(const QString& category)
+{
+    // Clearing a field that was never set allocates nothing.
+    if (m_extras || !category.isEmpty())
+        extras().category = category;
+}
+
+QString HwXMLElement::getAnnotation() const
+{
+    return m_extras ? m_extras->annotation : QString();
+}
+
+void HwXMLElement::setAnnotation(const QString& annotation)
+{
+    if (m_extras || !annotation.isEmpty())
+        extras().annotation = annotation;
+}
 
 void HwXMLElement::reparent(HwXMLElement* parent)
 {
