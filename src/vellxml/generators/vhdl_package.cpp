@@ -236,8 +236,8 @@ void HwValuable::buildPhysicalMap()
 
 QString HwBitField::vhdl_logical_serialize(int, HwVHDLNames& names)
 {
-    const Position up = evaluatePosition(getValuable(), m_upExpr, m_upPos);
-    const Position down = evaluatePosition(getValuable(), m_downExpr, m_downPos);
+    const Position up = evaluatePosition(getValuable(), getUpExpr(), m_upPos);
+    const Position down = evaluatePosition(getValuable(), getDownExpr(), m_downPos);
     if (!up.ok || !down.ok) {
         reportEvaluationError();
         return QString();

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bitset>
+#include <cstdio>
 
 using vellxml::model_p::hexUpper;
 using vellxml::model_p::printDumpLine;
@@ -21,6 +22,14 @@ std::uint32_t onesOfWidth(long long width)
     return (1u << width) - 1u;
 }
 
+/// True when text is exactly QString::number(value); checked without allocating, once per field made.
+bool isOwnNumber(const QString& text, int value)
+{
+    char digits[16];
+    const int length = std::snprintf(digits, sizeof digits, "%d", value);
+    return length > 0 && text == QLatin1String(digits, length);
+}
+
 } // namespace
 
 HwBitField::HwBitField(const QString& name, bool readable, int writeKind, const QString& upExpr, int upPos,
@@ -28,14 +37,13 @@ HwBitField::HwBitField(const QString& name, bool readable, int writeKind, const 
     : HwXMLElement(name, TYPE_BITFIELD)
     , m_upPos(upPos)
     , m_downPos(downPos)
-    , m_upExpr(upExpr)
-    , m_downExpr(downExpr)
     , m_resetValue(resetValue)
     , m_writeKind(writeKind)
     , m_displayType(displayType)
     , m_readable(readable)
     , m_hasReset(hasReset)
 {
+    setPositions(upExpr, upPos, downExpr, downPos);
 }
 
 HwBitField::HwBitField(const HwBitField& other)
@@ -53,6 +61,8 @@ HwBitField::HwBitField(const HwBitField& other)
     , m_valueMacro(other.m_valueMacro)
     , m_maskMacro(other.m_maskMacro)
     , m_shiftMacro(other.m_shiftMacro)
+    , m_upIsNumber(other.m_upIsNumber)
+    , m_downIsNumber(other.m_downIsNumber)
 {
 }
 
@@ -143,10 +153,12 @@ void HwBitField::dumpInfo(int level) const
 
 void HwBitField::setPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos)
 {
-    m_upExpr = upExpr;
     m_upPos = upPos;
-    m_downExpr = downExpr;
     m_downPos = downPos;
+    m_upIsNumber = isOwnNumber(upExpr, upPos);
+    m_upExpr = m_upIsNumber ? QString() : upExpr;
+    m_downIsNumber = isOwnNumber(downExpr, downPos);
+    m_downExpr = m_downIsNumber ? QString() : downExpr;
 }
 
 void HwBitField::setPhysicalPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos)

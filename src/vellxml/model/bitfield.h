@@ -74,8 +74,10 @@ public:
     void setPhysicalPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos);
     int getUpPos() const { return m_upPos; }
     int getDownPos() const { return m_downPos; }
-    QString getUpExpr() const { return m_upExpr; }
-    QString getDownExpr() const { return m_downExpr; }
+    /// The positions' texts. Most are the positions' own decimal numbers, which are not stored but made when
+    /// asked: a large chip then keeps no text at all for most of its fields.
+    QString getUpExpr() const { return m_upIsNumber ? QString::number(m_upPos) : m_upExpr; }
+    QString getDownExpr() const { return m_downIsNumber ? QString::number(m_downPos) : m_downExpr; }
     /// Physical positions exist once the VHDL generator has built its packed map (0 and "" before).
     int getPhysUpPos() const { return m_fieldExtras ? m_fieldExtras->physUpPos : 0; }
     int getPhysDownPos() const { return m_fieldExtras ? m_fieldExtras->physDownPos : 0; }
@@ -162,6 +164,9 @@ private:
     bool m_valueMacro = false;
     bool m_maskMacro = false;
     bool m_shiftMacro = false;
+    // The texts are the positions' decimal numbers, and m_upExpr / m_downExpr are left null.
+    bool m_upIsNumber = false;
+    bool m_downIsNumber = false;
 };
 
 /// Orders bitfields by their down positions, lowest first.

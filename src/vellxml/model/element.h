@@ -8,6 +8,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -90,6 +91,12 @@ public:
     HwXMLElement(const QString& name, XMLElementType type);
     HwXMLElement& operator=(const HwXMLElement&) = delete;
     virtual ~HwXMLElement();
+
+    /// Elements come from the model's own pool: a chip is millions of small nodes made in one go and
+    /// deleted together, which the pool serves from large blocks and frees without the general heap's
+    /// bookkeeping. Memory goes back to the system once no pooled element is left.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* block, std::size_t size) noexcept;
 
     virtual void reparent(HwXMLElement* parent);
     /// Moves the element: the address is its offset in the parent, or absolute without parent.
