@@ -1,6 +1,7 @@
-// Times one load of a chip description: wall and CPU time, peak memory, what was built. A timed command-line
-// run rather than a Google Benchmark, since one load of a large chip takes seconds and its peak memory is the
-// other half of the result.
+// Times one load of a chip description: wall and CPU time, peak memory, what was built, the time to delete it,
+// and a pugixml parse of the same files as the yardstick of the load's time. A timed command-line run rather
+// than a Google Benchmark, since one load of a large chip takes seconds and its peak memory is the other half
+// of the result.
 #include "bench_support.h"
 
 #include <vellxml/loader/archive.h>
@@ -9,6 +10,8 @@
 #include <vellxml/model/valuable.h>
 
 #include <QString>
+
+#include <pugixml.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -105,6 +108,39 @@ int overlappingInstances(const HwRootArchive& root)
     return overlaps;
 }
 
+/// The plain XML files the load read (encrypted archives are left out: pugixml cannot read them).
+struct ParseResult {
+    int files = 0;
+    int skipped = 0;
+    int failed = 0;
+    double cpuSeconds = 0;
+    double wallSeconds = 0;
+};
+
+/// Parses every archive file of the loaded chip with pugixml, one document at a time, each freed before the
+/// next: the cost of reading the same XML into a DOM, in the same process and run as the load.
+ParseResult parseWithPugixml(const HwRootArchive& root)
+{
+    ParseResult result;
+    const double cpuStart = cpuSeconds();
+    const auto wallStart = std::chrono::steady_clock::now();
+    for (const auto& archive : root.getArchives()) {
+        const QString file = archive->getTotalPath();
+        if (!file.endsWith(QLatin1String(".xml"), Qt::CaseInsensitive)) {
+            ++result.skipped;
+            continue;
+        }
+        pugi::xml_document document;
+        if (document.load_file(file.toLocal8Bit().constData()))
+            ++result.files;
+        else
+            ++result.failed;
+    }
+    result.cpuSeconds = cpuSeconds() - cpuStart;
+    result.wallSeconds = secondsSince(wallStart);
+    return result;
+}
+
 void usage()
 {
     std::fprintf(stderr,
@@ -182,16 +218,17 @@ int main(int argc, char** argv)
         std::printf("rss after load:      %.1f MiB (+%.1f MiB)\n", mib(loadedCurrent),
             mib(loadedCurrent - baselineCurrent));
 
+    TreeCounts types;
+    TreeCounts placed;
+    ParseResult parse;
     if (root) {
-        // Walking the tree is not part of the load's time.
-        TreeCounts types;
+        // Walking the tree and parsing the files are not part of the load's time.
         std::int64_t typeNames = 0;
         for (const auto& archive : root->getArchives()) {
             typeNames += archive->getTemplateManager().getTypeNames().size();
             for (const auto& element : archive->getElements())
                 count(element.get(), types);
         }
-        TreeCounts placed;
         for (const auto& element : root->getElements())
             count(element.get(), placed);
         std::printf("archives:            %zu\n", root->getArchives().size());
@@ -208,12 +245,41 @@ int main(int argc, char** argv)
             static_cast<long long>(placed.elements), static_cast<long long>(placed.valuables),
             static_cast<long long>(placed.bitfields), static_cast<long long>(placed.structures),
             static_cast<long long>(placed.arrays));
+        parse = parseWithPugixml(*root);
     }
 
+    const double freeCpuStart = cpuSeconds();
     const auto freeStart = std::chrono::steady_clock::now();
     memoryMap.reset();
     const auto freeEnd = std::chrono::steady_clock::now();
-    std::printf("unload wall time:    %.3f s\n", std::chrono::duration<double>(freeEnd - freeStart).count());
+    const double freeCpu = cpuSeconds() - freeCpuStart;
+    const double freeWall = std::chrono::duration<double>(freeEnd - freeStart).count();
+    std::printf("unload wall time:    %.3f s\n", freeWall);
+    std::printf("unload cpu time:     %.3f s\n", freeCpu);
+
+    if (root) {
+        // The figures to compare between builds: memory per element of the model (the elements described
+        // plus every instance's copy of them), teardown against load, load against a plain XML parse.
+        const double loadCpu = cpuEnd - cpuStart;
+        const std::int64_t elements = types.elements + placed.elements;
+        const double peakBytes = static_cast<double>(loadedPeak - baselinePeak) * 1024.0;
+        std::printf("summary elements:    %lld (%lld described, %lld in instances)\n",
+            static_cast<long long>(elements), static_cast<long long>(types.elements),
+            static_cast<long long>(placed.elements));
+        if (elements > 0)
+            std::printf("summary memory:      %.0f peak bytes per element (%.0f per described element)\n",
+                peakBytes / static_cast<double>(elements),
+                types.elements > 0 ? peakBytes / static_cast<double>(types.elements) : 0.0);
+        if (loadCpu > 0) {
+            std::printf("summary teardown:    %.1f %% of the load (cpu %.3f s of %.3f s)\n",
+                100.0 * freeCpu / loadCpu, freeCpu, loadCpu);
+            std::printf("summary parse:       %d files by pugixml in %.3f s cpu, %.3f s wall (%d encrypted "
+                        "skipped, %d failed)\n",
+                parse.files, parse.cpuSeconds, parse.wallSeconds, parse.skipped, parse.failed);
+            if (parse.cpuSeconds > 0)
+                std::printf("summary load/parse:  %.2f (cpu)\n", loadCpu / parse.cpuSeconds);
+        }
+    }
 
     return root && g_messages.errors == 0 ? 0 : 1;
 }

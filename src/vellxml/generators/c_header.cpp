@@ -752,12 +752,12 @@ QString HwArray::c_bitfieldSerialize(const QString& prefix)
 
 QString HwValuable::macro_serialize(const QString& prefix, QHash<QString, QString>& macros)
 {
-    if (m_enumHolder || (m_bitFields.empty() && m_bitGroups.empty()))
+    if (m_enumHolder || (m_bitFields.empty() && getBitGroups().empty()))
         return QString();
     QString text = QLatin1String("//") + commentSafe(getName()) + QLatin1Char('\n');
     for (const auto& field : m_bitFields)
         text += bitFieldMacros(field.get(), prefix, macros);
-    for (const auto& group : m_bitGroups)
+    for (const auto& group : getBitGroups())
         text += bitGroupMacros(group.get(), prefix, macros);
     return text + QLatin1Char('\n');
 }

@@ -225,11 +225,10 @@ void HwValuable::buildPhysicalMap()
         first = false;
     }
     if (first) {
-        m_physicalTop = static_cast<int>(sizeOf() * 8) - 1;
-        m_physicalTopExpr = QString::number(m_physicalTop);
+        const int top = static_cast<int>(sizeOf() * 8) - 1;
+        setPhysicalTop(top, QString::number(top));
     } else {
-        m_physicalTop = up;
-        m_physicalTopExpr = upExpr;
+        setPhysicalTop(up, upExpr);
     }
 }
 
@@ -237,8 +236,8 @@ void HwValuable::buildPhysicalMap()
 
 QString HwBitField::vhdl_logical_serialize(int, HwVHDLNames& names)
 {
-    const Position up = evaluatePosition(getValuable(), m_upExpr, m_upPos);
-    const Position down = evaluatePosition(getValuable(), m_downExpr, m_downPos);
+    const Position up = evaluatePosition(getValuable(), getUpExpr(), m_upPos);
+    const Position down = evaluatePosition(getValuable(), getDownExpr(), m_downPos);
     if (!up.ok || !down.ok) {
         reportEvaluationError();
         return QString();
@@ -254,7 +253,7 @@ QString HwBitField::vhdl_physical_serialize(int, HwVHDLNames& names)
 {
     if (getBitSize() == 0)
         return QString();
-    return positionDeclaration(names, QStringLiteral("p"), getName(), m_physUpPos, m_physDownPos);
+    return positionDeclaration(names, QStringLiteral("p"), getName(), getPhysUpPos(), getPhysDownPos());
 }
 
 QString HwBitGroup::vhdl_logical_serialize(int, HwVHDLNames& names) const

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bitset>
+#include <cstdio>
 
 using vellxml::model_p::hexUpper;
 using vellxml::model_p::printDumpLine;
@@ -21,6 +22,14 @@ std::uint32_t onesOfWidth(long long width)
     return (1u << width) - 1u;
 }
 
+/// True when text is exactly QString::number(value); checked without allocating, once per field made.
+bool isOwnNumber(const QString& text, int value)
+{
+    char digits[16];
+    const int length = std::snprintf(digits, sizeof digits, "%d", value);
+    return length > 0 && text == QLatin1String(digits, length);
+}
+
 } // namespace
 
 HwBitField::HwBitField(const QString& name, bool readable, int writeKind, const QString& upExpr, int upPos,
@@ -28,19 +37,58 @@ HwBitField::HwBitField(const QString& name, bool readable, int writeKind, const 
     : HwXMLElement(name, TYPE_BITFIELD)
     , m_upPos(upPos)
     , m_downPos(downPos)
-    , m_upExpr(upExpr)
-    , m_downExpr(downExpr)
-    , m_readable(readable)
-    , m_writeKind(writeKind)
     , m_resetValue(resetValue)
-    , m_hasReset(hasReset)
+    , m_writeKind(writeKind)
     , m_displayType(displayType)
+    , m_readable(readable)
+    , m_hasReset(hasReset)
+{
+    setPositions(upExpr, upPos, downExpr, downPos);
+}
+
+HwBitField::HwBitField(const HwBitField& other)
+    : HwXMLElement(other)
+    , m_upPos(other.m_upPos)
+    , m_downPos(other.m_downPos)
+    , m_upExpr(other.m_upExpr)
+    , m_downExpr(other.m_downExpr)
+    , m_fieldExtras(other.m_fieldExtras ? std::make_unique<FieldExtras>(*other.m_fieldExtras) : nullptr)
+    , m_resetValue(other.m_resetValue)
+    , m_writeKind(other.m_writeKind)
+    , m_displayType(other.m_displayType)
+    , m_readable(other.m_readable)
+    , m_hasReset(other.m_hasReset)
+    , m_valueMacro(other.m_valueMacro)
+    , m_maskMacro(other.m_maskMacro)
+    , m_shiftMacro(other.m_shiftMacro)
+    , m_upIsNumber(other.m_upIsNumber)
+    , m_downIsNumber(other.m_downIsNumber)
 {
 }
 
-HwBitField::HwBitField(const HwBitField& other) = default;
-
 HwBitField::~HwBitField() = default;
+
+// A large chip holds millions of bitfields: the common element, positions, their texts and a few flags.
+static_assert(sizeof(HwBitField) <= sizeof(HwXMLElement) + 2 * sizeof(QString) + 5 * sizeof(std::uint64_t),
+    "HwBitField grew: keep rarely used fields in FieldExtras");
+
+HwBitField::FieldExtras& HwBitField::fieldExtras()
+{
+    if (!m_fieldExtras)
+        m_fieldExtras = std::make_unique<FieldExtras>();
+    return *m_fieldExtras;
+}
+
+void HwBitField::addOption(const HwBitFieldOption& option)
+{
+    fieldExtras().options.append(option);
+}
+
+const QList<HwBitFieldOption>& HwBitField::getOptions() const
+{
+    static const QList<HwBitFieldOption> none;
+    return m_fieldExtras ? m_fieldExtras->options : none;
+}
 
 unsigned int HwBitField::sizeOf() const
 {
@@ -105,18 +153,21 @@ void HwBitField::dumpInfo(int level) const
 
 void HwBitField::setPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos)
 {
-    m_upExpr = upExpr;
     m_upPos = upPos;
-    m_downExpr = downExpr;
     m_downPos = downPos;
+    m_upIsNumber = isOwnNumber(upExpr, upPos);
+    m_upExpr = m_upIsNumber ? QString() : upExpr;
+    m_downIsNumber = isOwnNumber(downExpr, downPos);
+    m_downExpr = m_downIsNumber ? QString() : downExpr;
 }
 
 void HwBitField::setPhysicalPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos)
 {
-    m_physUpExpr = upExpr;
-    m_physUpPos = upPos;
-    m_physDownExpr = downExpr;
-    m_physDownPos = downPos;
+    FieldExtras& extras = fieldExtras();
+    extras.physUpExpr = upExpr;
+    extras.physUpPos = upPos;
+    extras.physDownExpr = downExpr;
+    extras.physDownPos = downPos;
 }
 
 HwValuable* HwBitField::getValuable() const
@@ -219,7 +270,7 @@ QString HwBitField::convertValueToValueString(
     QString optionName;
     bool matched = false;
     if (useOptions) {
-        for (const HwBitFieldOption& option : m_options) {
+        for (const HwBitFieldOption& option : getOptions()) {
             if (option.value == fieldValue) {
                 optionName = option.name;
                 matched = true;
@@ -259,7 +310,7 @@ QString HwBitField::getValueString(DisplayType format, bool optionOnly, bool for
 
 std::uint32_t HwBitField::getValueFromOptionName(const QString& name) const
 {
-    for (const HwBitFieldOption& option : m_options) {
+    for (const HwBitFieldOption& option : getOptions()) {
         if (option.name == name)
             return option.value;
     }

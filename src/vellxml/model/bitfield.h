@@ -10,6 +10,7 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <memory>
 
 /// A named value of a bitfield. The value is already shifted down to bit 0.
 struct HwBitFieldOption {
@@ -73,12 +74,15 @@ public:
     void setPhysicalPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos);
     int getUpPos() const { return m_upPos; }
     int getDownPos() const { return m_downPos; }
-    QString getUpExpr() const { return m_upExpr; }
-    QString getDownExpr() const { return m_downExpr; }
-    int getPhysUpPos() const { return m_physUpPos; }
-    int getPhysDownPos() const { return m_physDownPos; }
-    QString getPhysUpExpr() const { return m_physUpExpr; }
-    QString getPhysDownExpr() const { return m_physDownExpr; }
+    /// The positions' texts. Most are the positions' own decimal numbers, which are not stored but made when
+    /// asked: a large chip then keeps no text at all for most of its fields.
+    QString getUpExpr() const { return m_upIsNumber ? QString::number(m_upPos) : m_upExpr; }
+    QString getDownExpr() const { return m_downIsNumber ? QString::number(m_downPos) : m_downExpr; }
+    /// Physical positions exist once the VHDL generator has built its packed map (0 and "" before).
+    int getPhysUpPos() const { return m_fieldExtras ? m_fieldExtras->physUpPos : 0; }
+    int getPhysDownPos() const { return m_fieldExtras ? m_fieldExtras->physDownPos : 0; }
+    QString getPhysUpExpr() const { return m_fieldExtras ? m_fieldExtras->physUpExpr : QString(); }
+    QString getPhysDownExpr() const { return m_fieldExtras ? m_fieldExtras->physDownExpr : QString(); }
 
     bool isReadable() const { return m_readable; }
     int getWriteKind() const { return m_writeKind; }
@@ -94,8 +98,8 @@ public:
     bool hasShiftMacro() const { return m_shiftMacro; }
     void setShiftMacro(bool on) { m_shiftMacro = on; }
 
-    void addOption(const HwBitFieldOption& option) { m_options.append(option); }
-    const QList<HwBitFieldOption>& getOptions() const { return m_options; }
+    void addOption(const HwBitFieldOption& option);
+    const QList<HwBitFieldOption>& getOptions() const;
 
     /// The owning valuable, or null.
     HwValuable* getValuable() const;
@@ -136,23 +140,33 @@ private:
     /// upPos - downPos + 1, negative for an empty field.
     long long fieldWidth() const;
 
+    /// Options and the physical map: most fields have no options, and only VHDL generation places fields
+    /// physically. Allocated on first use.
+    struct FieldExtras {
+        QList<HwBitFieldOption> options;
+        QString physUpExpr;
+        QString physDownExpr;
+        int physUpPos = 0;
+        int physDownPos = 0;
+    };
+    FieldExtras& fieldExtras();
+
     int m_upPos;
     int m_downPos;
     QString m_upExpr;
     QString m_downExpr;
-    int m_physUpPos = 0;
-    int m_physDownPos = 0;
-    QString m_physUpExpr;
-    QString m_physDownExpr;
-    bool m_readable;
-    int m_writeKind;
+    std::unique_ptr<FieldExtras> m_fieldExtras;
     std::uint32_t m_resetValue;
-    bool m_hasReset;
+    int m_writeKind;
     DisplayType m_displayType;
+    bool m_readable;
+    bool m_hasReset;
     bool m_valueMacro = false;
     bool m_maskMacro = false;
     bool m_shiftMacro = false;
-    QList<HwBitFieldOption> m_options;
+    // The texts are the positions' decimal numbers, and m_upExpr / m_downExpr are left null.
+    bool m_upIsNumber = false;
+    bool m_downIsNumber = false;
 };
 
 /// Orders bitfields by their down positions, lowest first.

@@ -5,9 +5,165 @@
 #include <vellxml/model/element.h>
 #include <vellxml/model/valuable.h>
 
+#include <array>
 #include <cstdio>
+#include <mutex>
+#include <new>
+#include <vector>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 using vellxml::model_p::hex8;
+
+// The element pool. Sanitizer builds leave elements to the general heap, whose checks would not see
+// inside the pool's blocks.
+#if defined(__SANITIZE_ADDRESS__)
+#define VELLXML_ELEMENT_POOL 0
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(memory_sanitizer)
+#define VELLXML_ELEMENT_POOL 0
+#endif
+#endif
+#ifndef VELLXML_ELEMENT_POOL
+#define VELLXML_ELEMENT_POOL 1
+#endif
+
+#if VELLXML_ELEMENT_POOL
+namespace {
+
+/// Fixed-size free lists of element blocks, carved from 2 MiB chunks. A load makes millions of elements of
+/// a dozen sizes and a teardown frees them all: here both are a few instructions, and the chunks are backed
+/// by huge pages where the system offers them, so the first touch of a chip's memory costs a page fault per
+/// 2 MiB instead of per 4 KiB. When the last pooled element is freed every chunk goes back to the system.
+/// One lock serialises the pool: elements may be made and deleted on any thread.
+class ElementPool {
+public:
+    static constexpr std::size_t kGranule = 8;
+    static constexpr std::size_t kLargest = 512;
+    static constexpr std::size_t kChunk = std::size_t {2} << 20;
+
+    static bool pooled(std::size_t size) { return size != 0 && size <= kLargest; }
+
+    void* allocate(std::size_t size)
+    {
+        const std::size_t rounded = (size + kGranule - 1) & ~(kGranule - 1);
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        FreeBlock*& head = m_free[rounded / kGranule];
+        if (head) {
+            FreeBlock* block = head;
+            head = block->next;
+            ++m_live;
+            return block;
+        }
+        // Sizes that are multiples of 16 may belong to types aligned to 16: start them on such a boundary.
+        const std::size_t alignment = rounded % 16 == 0 ? 16 : kGranule;
+        std::size_t start = (m_used + alignment - 1) & ~(alignment - 1);
+        if (m_chunks.empty() || start + rounded > kChunk) {
+            newChunk();
+            start = 0;
+        }
+        m_used = start + rounded;
+        ++m_live;
+        return m_chunks.back() + start;
+    }
+
+    void release(void* block, std::size_t size) noexcept
+    {
+        const std::size_t rounded = (size + kGranule - 1) & ~(kGranule - 1);
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        auto* freed = static_cast<FreeBlock*>(block);
+        freed->next = m_free[rounded / kGranule];
+        m_free[rounded / kGranule] = freed;
+        if (--m_live == 0)
+            releaseChunks();
+    }
+
+private:
+    struct FreeBlock {
+        FreeBlock* next;
+    };
+
+    void newChunk()
+    {
+        // The vector of chunks grows before the chunk is made, so that a failure leaves nothing behind.
+        m_chunks.reserve(m_chunks.size() + 1);
+#if defined(__linux__)
+        // Twice the size, then trimmed to a 2 MiB boundary, so that the chunk can be one huge page.
+        void* mapped = mmap(nullptr, 2 * kChunk, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (mapped == MAP_FAILED)
+            throw std::bad_alloc();
+        char* base = static_cast<char*>(mapped);
+        char* aligned = reinterpret_cast<char*>(
+            (reinterpret_cast<std::uintptr_t>(base) + kChunk - 1) & ~(std::uintptr_t {kChunk} - 1));
+        if (aligned != base)
+            munmap(base, static_cast<std::size_t>(aligned - base));
+        if (aligned + kChunk != base + 2 * kChunk)
+            munmap(aligned + kChunk, static_cast<std::size_t>(base + 2 * kChunk - (aligned + kChunk)));
+        // The first chunk stays in small pages: a program that makes a few elements keeps a few pages.
+        if (!m_chunks.empty())
+            madvise(aligned, kChunk, MADV_HUGEPAGE);
+        m_chunks.push_back(aligned);
+#else
+        m_chunks.push_back(static_cast<char*>(::operator new(kChunk, std::align_val_t {16})));
+#endif
+        m_used = 0;
+    }
+
+    void releaseChunks() noexcept
+    {
+        for (char* chunk : m_chunks) {
+#if defined(__linux__)
+            munmap(chunk, kChunk);
+#else
+            ::operator delete(chunk, std::align_val_t {16});
+#endif
+        }
+        m_chunks.clear();
+        m_chunks.shrink_to_fit();
+        m_free.fill(nullptr);
+        m_used = 0;
+    }
+
+    std::mutex m_mutex;
+    std::array<FreeBlock*, kLargest / kGranule + 1> m_free {};
+    std::vector<char*> m_chunks;
+    std::size_t m_used = 0;
+    std::size_t m_live = 0;
+};
+
+ElementPool& elementPool()
+{
+    // Never destroyed: elements owned by static objects may be deleted after every static destructor ran.
+    static ElementPool* pool = new ElementPool;
+    return *pool;
+}
+
+} // namespace
+#endif
+
+void* HwXMLElement::operator new(std::size_t size)
+{
+#if VELLXML_ELEMENT_POOL
+    if (ElementPool::pooled(size))
+        return elementPool().allocate(size);
+#endif
+    return ::operator new(size);
+}
+
+void HwXMLElement::operator delete(void* block, std::size_t size) noexcept
+{
+    if (!block)
+        return;
+#if VELLXML_ELEMENT_POOL
+    if (ElementPool::pooled(size)) {
+        elementPool().release(block, size);
+        return;
+    }
+#endif
+    ::operator delete(block, size);
+}
 
 QString ESDRTypeConvert(const QString& type)
 {
@@ -32,17 +188,69 @@ HwXMLElement::HwXMLElement(const HwXMLElement& other)
     , m_parent(other.m_parent)
     , m_address(other.m_address)
     , m_arrayNumber(other.m_arrayNumber)
-    , m_altAddresses(other.m_altAddresses)
-    , m_category(other.m_category)
     , m_name(other.m_name)
     , m_comment(other.m_comment)
     , m_typeName(other.m_typeName)
-    , m_annotation(other.m_annotation)
-    , m_cKeywords(other.m_cKeywords)
+    , m_extras(other.m_extras ? std::make_unique<ElementExtras>(*other.m_extras) : nullptr)
 {
 }
 
 HwXMLElement::~HwXMLElement() = default;
+
+// The common element stays small: a bitfield or register is built on it millions of times over.
+static_assert(sizeof(HwXMLElement) <= 4 * sizeof(std::uint64_t) + 3 * sizeof(QString) + sizeof(void*),
+    "HwXMLElement grew: keep rarely used fields in ElementExtras");
+
+HwXMLElement::ElementExtras& HwXMLElement::extras()
+{
+    if (!m_extras)
+        m_extras = std::make_unique<ElementExtras>();
+    return *m_extras;
+}
+
+QStringList HwXMLElement::getCKeywords() const
+{
+    return m_extras ? m_extras->cKeywords : QStringList();
+}
+
+void HwXMLElement::addCKeywords(const QStringList& words)
+{
+    if (!words.isEmpty())
+        extras().cKeywords += words;
+}
+
+QMap<QString, std::uint32_t> HwXMLElement::getAltAddresses() const
+{
+    return m_extras ? m_extras->altAddresses : QMap<QString, std::uint32_t>();
+}
+
+void HwXMLElement::setAltAddress(const QString& selector, std::uint32_t address)
+{
+    extras().altAddresses[selector] = address;
+}
+
+QString HwXMLElement::getCategory() const
+{
+    return m_extras ? m_extras->category : QString();
+}
+
+void HwXMLElement::setCategory(const QString& category)
+{
+    // Clearing a field that was never set allocates nothing.
+    if (m_extras || !category.isEmpty())
+        extras().category = category;
+}
+
+QString HwXMLElement::getAnnotation() const
+{
+    return m_extras ? m_extras->annotation : QString();
+}
+
+void HwXMLElement::setAnnotation(const QString& annotation)
+{
+    if (m_extras || !annotation.isEmpty())
+        extras().annotation = annotation;
+}
 
 void HwXMLElement::reparent(HwXMLElement* parent)
 {

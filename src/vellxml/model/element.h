@@ -8,6 +8,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -90,6 +91,12 @@ public:
     HwXMLElement(const QString& name, XMLElementType type);
     HwXMLElement& operator=(const HwXMLElement&) = delete;
     virtual ~HwXMLElement();
+
+    /// Elements come from the model's own pool: a chip is millions of small nodes made in one go and
+    /// deleted together, which the pool serves from large blocks and frees without the general heap's
+    /// bookkeeping. Memory goes back to the system once no pooled element is left.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* block, std::size_t size) noexcept;
 
     virtual void reparent(HwXMLElement* parent);
     /// Moves the element: the address is its offset in the parent, or absolute without parent.
@@ -215,16 +222,16 @@ public:
     void setTypeName(const QString& typeName) { m_typeName = typeName; }
     void setArrayNumber(int arrayNumber) { m_arrayNumber = arrayNumber; }
     /// Words that the C generator writes before the element's type ("volatile" ...).
-    QStringList getCKeywords() const { return m_cKeywords; }
-    void addCKeywords(const QStringList& words) { m_cKeywords += words; }
+    QStringList getCKeywords() const;
+    void addCKeywords(const QStringList& words);
     /// Alternative base addresses by selector name.
-    QMap<QString, std::uint32_t> getAltAddresses() const { return m_altAddresses; }
-    void setAltAddress(const QString& selector, std::uint32_t address) { m_altAddresses[selector] = address; }
-    QString getCategory() const { return m_category; }
-    void setCategory(const QString& category) { m_category = category; }
+    QMap<QString, std::uint32_t> getAltAddresses() const;
+    void setAltAddress(const QString& selector, std::uint32_t address);
+    QString getCategory() const;
+    void setCategory(const QString& category);
     /// Free text kept with the element for the generators.
-    QString getAnnotation() const { return m_annotation; }
-    void setAnnotation(const QString& annotation) { m_annotation = annotation; }
+    QString getAnnotation() const;
+    void setAnnotation(const QString& annotation);
 
 protected:
     /// Copies every field, the parent pointer included; children are copied by the subclasses.
@@ -237,20 +244,28 @@ protected:
 private:
     enum : std::uint32_t { FlagReadError = 1u << 0, FlagCopyMark = 1u << 1 };
 
+    /// The fields that only instances, structures and a few members carry. A chip is mostly bitfields and
+    /// registers, millions of them, none with these: they are allocated on first use, and an element
+    /// without them pays one null pointer.
+    struct ElementExtras {
+        QMap<QString, std::uint32_t> altAddresses;
+        QString category;
+        QString annotation;
+        QStringList cKeywords;
+    };
+    ElementExtras& extras();
+
     std::uint32_t m_flags = 0;
     XMLElementType m_type;
     HwXMLElement* m_parent = nullptr;
     unsigned int m_address = 0;
     // Next to the address so that the two ints share one 8-byte slot: millions of elements are made.
     int m_arrayNumber = -1;
-    QMap<QString, std::uint32_t> m_altAddresses;
-    QString m_category;
     // Mutable for storeComputedName().
     mutable QString m_name;
     QString m_comment;
     QString m_typeName;
-    QString m_annotation;
-    QStringList m_cKeywords;
+    std::unique_ptr<ElementExtras> m_extras;
 };
 
 #endif

@@ -17,19 +17,23 @@ HwValuable::HwValuable(const QString& name, bool readable, bool writable)
 
 HwValuable::HwValuable(const HwValuable& other)
     : HwXMLElement(other)
+    , m_displayType(other.m_displayType)
     , m_readable(other.m_readable)
     , m_writable(other.m_writable)
-    , m_extraText(other.m_extraText)
-    , m_lowPartName(other.m_lowPartName)
-    , m_highPartName(other.m_highPartName)
-    , m_displayType(other.m_displayType)
     , m_enumHolder(other.m_enumHolder)
 {
+    // The physical top is not copied: a copy has its own once the VHDL generator maps it.
+    if (other.m_valuableExtras) {
+        ValuableExtras& extras = valuableExtras();
+        extras.extraText = other.m_valuableExtras->extraText;
+        extras.lowPartName = other.m_valuableExtras->lowPartName;
+        extras.highPartName = other.m_valuableExtras->highPartName;
+    }
     m_bitFields.reserve(other.m_bitFields.size());
     for (const auto& bitField : other.m_bitFields)
         addBitField(std::make_unique<HwBitField>(*bitField));
     // A group refers to bitfields by pointer: point the copy's groups at the copied bitfields.
-    for (const auto& group : other.m_bitGroups) {
+    for (const auto& group : other.getBitGroups()) {
         auto copy = std::make_unique<HwBitGroup>(group->getName(), this);
         for (const HwBitField* member : group->getBitFields()) {
             if (HwBitField* copiedMember = getBitFieldByName(member->getName()))
@@ -40,6 +44,47 @@ HwValuable::HwValuable(const HwValuable& other)
 }
 
 HwValuable::~HwValuable() = default;
+
+// Registers are the second most numerous elements: the common element, the bitfields and a few flags.
+static_assert(sizeof(HwValuable) <= sizeof(HwXMLElement) + sizeof(std::vector<int>) + 3 * sizeof(std::uint64_t),
+    "HwValuable grew: keep rarely used fields in ValuableExtras");
+
+HwValuable::ValuableExtras& HwValuable::valuableExtras()
+{
+    if (!m_valuableExtras)
+        m_valuableExtras = std::make_unique<ValuableExtras>();
+    return *m_valuableExtras;
+}
+
+const std::vector<std::unique_ptr<HwBitGroup>>& HwValuable::getBitGroups() const
+{
+    static const std::vector<std::unique_ptr<HwBitGroup>> none;
+    return m_valuableExtras ? m_valuableExtras->bitGroups : none;
+}
+
+void HwValuable::setLowPartName(const QString& name)
+{
+    if (m_valuableExtras || !name.isEmpty())
+        valuableExtras().lowPartName = name;
+}
+
+void HwValuable::setHighPartName(const QString& name)
+{
+    if (m_valuableExtras || !name.isEmpty())
+        valuableExtras().highPartName = name;
+}
+
+void HwValuable::setExtraText(const QString& text)
+{
+    if (m_valuableExtras || !text.isEmpty())
+        valuableExtras().extraText = text;
+}
+
+void HwValuable::setPhysicalTop(int top, const QString& expression)
+{
+    m_physicalTop = top;
+    valuableExtras().physicalTopExpr = expression;
+}
 
 unsigned int HwValuable::getAlignConstraint() const
 {
@@ -144,8 +189,9 @@ HwBitField* HwValuable::addBitField(std::unique_ptr<HwBitField> bitField)
 
 HwBitGroup* HwValuable::addBitGroup(std::unique_ptr<HwBitGroup> bitGroup)
 {
-    m_bitGroups.push_back(std::move(bitGroup));
-    return m_bitGroups.back().get();
+    auto& groups = valuableExtras().bitGroups;
+    groups.push_back(std::move(bitGroup));
+    return groups.back().get();
 }
 
 HwValuable::ResetValue HwValuable::getResetValue() const
@@ -199,7 +245,7 @@ HwBitField* HwValuable::getBitFieldByName(const QString& name) const
 
 HwBitGroup* HwValuable::getBitGroupByName(const QString& name) const
 {
-    for (const auto& group : m_bitGroups) {
+    for (const auto& group : getBitGroups()) {
         if (group->getName() == name)
             return group.get();
     }

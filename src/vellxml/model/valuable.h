@@ -64,7 +64,10 @@ public:
     /// The physical top position that buildPhysicalMap() left: the last field's physical high position
     /// (the register's width minus one when it has no bitfields).
     int getPhysicalTop() const { return m_physicalTop; }
-    QString getPhysicalTopExpression() const { return m_physicalTopExpr; }
+    QString getPhysicalTopExpression() const
+    {
+        return m_valuableExtras ? m_valuableExtras->physicalTopExpr : QString();
+    }
     /// The value as a signed number's bit pattern (the signed classes already sign-extend getValue()).
     virtual unsigned int getSignedValue() const;
     /// The cached value, zero- or sign-extended to 32 bits.
@@ -86,7 +89,7 @@ public:
     /// The first bit group of that exact name, or null.
     HwBitGroup* getBitGroupByName(const QString& name) const;
     const std::vector<std::unique_ptr<HwBitField>>& getBitFields() const { return m_bitFields; }
-    const std::vector<std::unique_ptr<HwBitGroup>>& getBitGroups() const { return m_bitGroups; }
+    const std::vector<std::unique_ptr<HwBitGroup>>& getBitGroups() const;
 
     /// The value after reset that the bitfields describe, within the valuable's width: each field's reset
     /// value in its bits; the bits of fields without one are `unknown` (and 0 in `value`); bits of no field
@@ -112,13 +115,13 @@ public:
     void setDisplayType(DisplayType displayType) { m_displayType = displayType; }
 
     /// Names of the low and high halves, which the C generator overlays on the register.
-    QString getLowPartName() const { return m_lowPartName; }
-    void setLowPartName(const QString& name) { m_lowPartName = name; }
-    QString getHighPartName() const { return m_highPartName; }
-    void setHighPartName(const QString& name) { m_highPartName = name; }
+    QString getLowPartName() const { return m_valuableExtras ? m_valuableExtras->lowPartName : QString(); }
+    void setLowPartName(const QString& name);
+    QString getHighPartName() const { return m_valuableExtras ? m_valuableExtras->highPartName : QString(); }
+    void setHighPartName(const QString& name);
     /// Free text of the valuable's tag, kept for the C generator.
-    QString getExtraText() const { return m_extraText; }
-    void setExtraText(const QString& text) { m_extraText = text; }
+    QString getExtraText() const { return m_valuableExtras ? m_valuableExtras->extraText : QString(); }
+    void setExtraText(const QString& text);
     /// True for a register that only carries an enum's values.
     bool isEnumHolder() const { return m_enumHolder; }
     void setEnumHolder(bool enumHolder) { m_enumHolder = enumHolder; }
@@ -129,17 +132,26 @@ protected:
     explicit HwValuable(const HwValuable& other);
 
 private:
+    /// Bit groups, halves, extra text and the physical top: few registers have any of them, so they are
+    /// allocated on first use.
+    struct ValuableExtras {
+        std::vector<std::unique_ptr<HwBitGroup>> bitGroups;
+        QString extraText;
+        QString lowPartName;
+        QString highPartName;
+        QString physicalTopExpr;
+    };
+    ValuableExtras& valuableExtras();
+    /// Records what buildPhysicalMap() computed.
+    void setPhysicalTop(int top, const QString& expression);
+
+    std::vector<std::unique_ptr<HwBitField>> m_bitFields;
+    std::unique_ptr<ValuableExtras> m_valuableExtras;
+    int m_physicalTop = -1;
+    DisplayType m_displayType = DISPLAY_HEX;
     bool m_readable;
     bool m_writable;
-    std::vector<std::unique_ptr<HwBitField>> m_bitFields;
-    std::vector<std::unique_ptr<HwBitGroup>> m_bitGroups;
-    QString m_extraText;
-    QString m_lowPartName;
-    QString m_highPartName;
-    DisplayType m_displayType = DISPLAY_HEX;
     bool m_enumHolder = false;
-    int m_physicalTop = -1;
-    QString m_physicalTopExpr;
 };
 
 /// A valuable of a fixed width: the cached value is `Storage` wide, and getValue() sign-extends it when
