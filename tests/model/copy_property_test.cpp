@@ -50,9 +50,12 @@ std::unique_ptr<HwBitField> randomField(std::mt19937& random, int index)
 {
     const int down = static_cast<int>(random() % 32);
     const int up = down + static_cast<int>(random() % static_cast<unsigned>(32 - down));
+    // Position texts are mostly the numbers (not stored), sometimes expressions (kept beside the field).
+    const QString upText = chance(random, 30) ? QStringLiteral("W-") + QString::number(31 - up) : QString::number(up);
+    const QString downText = chance(random, 30) ? QStringLiteral("B+") + QString::number(down) : QString::number(down);
     auto field = std::make_unique<HwBitField>(QStringLiteral("f") + QString::number(index), chance(random, 80),
-        static_cast<int>(random() % 4), QString::number(up), up, QString::number(down), down, random(),
-        chance(random, 50), static_cast<DisplayType>(random() % 4));
+        static_cast<int>(random() % 4), upText, up, downText, down, random(), chance(random, 50),
+        static_cast<DisplayType>(random() % 4));
     decorateElement(*field, random);
     const int options = chance(random, 40) ? static_cast<int>(random() % 4) : 0;
     for (int i = 0; i < options; ++i)
@@ -146,7 +149,7 @@ void mutate(HwXMLElement& element, std::mt19937& random)
     auto& reg = static_cast<HwValuable&>(element);
     if (!reg.getBitFields().empty() && chance(random, 50))
         target = reg.getBitFields()[random() % reg.getBitFields().size()].get();
-    switch (random() % 9) {
+    switch (random() % 11) {
     case 0:
         target->setName(text(random, "renamed"));
         break;
@@ -173,6 +176,19 @@ void mutate(HwXMLElement& element, std::mt19937& random)
             static_cast<HwBitField*>(target)->addOption({text(random, "NEW"), 1, QString()});
         else
             reg.setLowPartName(text(random, "other"));
+        break;
+    case 8:
+        target->setTypeName(chance(random, 30) ? QString() : text(random, "othertype"));
+        break;
+    case 9:
+        if (target->isBitfield()) {
+            auto* field = static_cast<HwBitField*>(target);
+            const int down = field->getDownPos();
+            field->setPositions(chance(random, 50) ? QStringLiteral("E") : QString::number(down + 1), down + 1,
+                QString::number(down), down);
+        } else {
+            reg.setHighPartName(text(random, "other"));
+        }
         break;
     default:
         reg.setValue(random());

@@ -35,27 +35,19 @@ bool isOwnNumber(const QString& text, int value)
 HwBitField::HwBitField(const QString& name, bool readable, int writeKind, const QString& upExpr, int upPos,
     const QString& downExpr, int downPos, std::uint32_t resetValue, bool hasReset, DisplayType displayType)
     : HwXMLElement(name, TYPE_BITFIELD)
+    , m_readable(readable)
+    , m_hasReset(hasReset)
+    , m_writeKind(writeKind)
+    , m_displayType(displayType)
     , m_upPos(upPos)
     , m_downPos(downPos)
     , m_resetValue(resetValue)
-    , m_writeKind(writeKind)
-    , m_displayType(displayType)
-    , m_readable(readable)
-    , m_hasReset(hasReset)
 {
     setPositions(upExpr, upPos, downExpr, downPos);
 }
 
 HwBitField::HwBitField(const HwBitField& other)
     : HwXMLElement(other)
-    , m_upPos(other.m_upPos)
-    , m_downPos(other.m_downPos)
-    , m_upExpr(other.m_upExpr)
-    , m_downExpr(other.m_downExpr)
-    , m_fieldExtras(other.m_fieldExtras ? std::make_unique<FieldExtras>(*other.m_fieldExtras) : nullptr)
-    , m_resetValue(other.m_resetValue)
-    , m_writeKind(other.m_writeKind)
-    , m_displayType(other.m_displayType)
     , m_readable(other.m_readable)
     , m_hasReset(other.m_hasReset)
     , m_valueMacro(other.m_valueMacro)
@@ -63,20 +55,26 @@ HwBitField::HwBitField(const HwBitField& other)
     , m_shiftMacro(other.m_shiftMacro)
     , m_upIsNumber(other.m_upIsNumber)
     , m_downIsNumber(other.m_downIsNumber)
+    , m_writeKind(other.m_writeKind)
+    , m_displayType(other.m_displayType)
+    , m_upPos(other.m_upPos)
+    , m_downPos(other.m_downPos)
+    , m_resetValue(other.m_resetValue)
+    , m_fieldExtras(other.m_fieldExtras)
 {
 }
 
 HwBitField::~HwBitField() = default;
 
-// A large chip holds millions of bitfields: the common element, positions, their texts and a few flags.
-static_assert(sizeof(HwBitField) <= sizeof(HwXMLElement) + 2 * sizeof(QString) + 5 * sizeof(std::uint64_t),
+// A large chip holds millions of bitfields: the common element, the positions, a few flags and one pointer.
+static_assert(sizeof(HwBitField) <= sizeof(HwXMLElement) + 4 * sizeof(std::uint64_t),
     "HwBitField grew: keep rarely used fields in FieldExtras");
 
 HwBitField::FieldExtras& HwBitField::fieldExtras()
 {
-    if (!m_fieldExtras)
-        m_fieldExtras = std::make_unique<FieldExtras>();
-    return *m_fieldExtras;
+    if (!m_fieldExtras.constData())
+        m_fieldExtras = QSharedDataPointer<FieldExtras>(new FieldExtras);
+    return *m_fieldExtras.data(); // a copy's own from here on
 }
 
 void HwBitField::addOption(const HwBitFieldOption& option)
@@ -87,7 +85,7 @@ void HwBitField::addOption(const HwBitFieldOption& option)
 const QList<HwBitFieldOption>& HwBitField::getOptions() const
 {
     static const QList<HwBitFieldOption> none;
-    return m_fieldExtras ? m_fieldExtras->options : none;
+    return m_fieldExtras.constData() ? m_fieldExtras.constData()->options : none;
 }
 
 unsigned int HwBitField::sizeOf() const
@@ -156,9 +154,17 @@ void HwBitField::setPositions(const QString& upExpr, int upPos, const QString& d
     m_upPos = upPos;
     m_downPos = downPos;
     m_upIsNumber = isOwnNumber(upExpr, upPos);
-    m_upExpr = m_upIsNumber ? QString() : upExpr;
     m_downIsNumber = isOwnNumber(downExpr, downPos);
-    m_downExpr = m_downIsNumber ? QString() : downExpr;
+    // Texts that are not the numbers (expressions, mostly) are rare: only they cost an allocation, and a
+    // copy given the texts it already has keeps sharing them.
+    const QString up = m_upIsNumber ? QString() : upExpr;
+    const QString down = m_downIsNumber ? QString() : downExpr;
+    const FieldExtras* shared = m_fieldExtras.constData();
+    if (shared ? (shared->upExpr != up || shared->downExpr != down) : (!up.isEmpty() || !down.isEmpty())) {
+        FieldExtras& extras = fieldExtras();
+        extras.upExpr = up;
+        extras.downExpr = down;
+    }
 }
 
 void HwBitField::setPhysicalPositions(const QString& upExpr, int upPos, const QString& downExpr, int downPos)

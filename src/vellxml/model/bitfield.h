@@ -6,6 +6,8 @@
 #include <vellxml/vellxml_export.h>
 
 #include <QList>
+#include <QSharedData>
+#include <QSharedDataPointer>
 #include <QString>
 #include <QStringList>
 
@@ -76,13 +78,19 @@ public:
     int getDownPos() const { return m_downPos; }
     /// The positions' texts. Most are the positions' own decimal numbers, which are not stored but made when
     /// asked: a large chip then keeps no text at all for most of its fields.
-    QString getUpExpr() const { return m_upIsNumber ? QString::number(m_upPos) : m_upExpr; }
-    QString getDownExpr() const { return m_downIsNumber ? QString::number(m_downPos) : m_downExpr; }
+    QString getUpExpr() const
+    {
+        return m_upIsNumber ? QString::number(m_upPos) : m_fieldExtras.constData() ? m_fieldExtras.constData()->upExpr : QString();
+    }
+    QString getDownExpr() const
+    {
+        return m_downIsNumber ? QString::number(m_downPos) : m_fieldExtras.constData() ? m_fieldExtras.constData()->downExpr : QString();
+    }
     /// Physical positions exist once the VHDL generator has built its packed map (0 and "" before).
-    int getPhysUpPos() const { return m_fieldExtras ? m_fieldExtras->physUpPos : 0; }
-    int getPhysDownPos() const { return m_fieldExtras ? m_fieldExtras->physDownPos : 0; }
-    QString getPhysUpExpr() const { return m_fieldExtras ? m_fieldExtras->physUpExpr : QString(); }
-    QString getPhysDownExpr() const { return m_fieldExtras ? m_fieldExtras->physDownExpr : QString(); }
+    int getPhysUpPos() const { return m_fieldExtras.constData() ? m_fieldExtras.constData()->physUpPos : 0; }
+    int getPhysDownPos() const { return m_fieldExtras.constData() ? m_fieldExtras.constData()->physDownPos : 0; }
+    QString getPhysUpExpr() const { return m_fieldExtras.constData() ? m_fieldExtras.constData()->physUpExpr : QString(); }
+    QString getPhysDownExpr() const { return m_fieldExtras.constData() ? m_fieldExtras.constData()->physDownExpr : QString(); }
 
     bool isReadable() const { return m_readable; }
     int getWriteKind() const { return m_writeKind; }
@@ -141,8 +149,10 @@ private:
     long long fieldWidth() const;
 
     /// Options and the physical map: most fields have no options, and only VHDL generation places fields
-    /// physically. Allocated on first use.
-    struct FieldExtras {
+    /// physically. Allocated on first use; a copy shares them with its source until either changes them.
+    struct FieldExtras : QSharedData {
+        QString upExpr; ///< when not the up position's number
+        QString downExpr; ///< when not the down position's number
         QList<HwBitFieldOption> options;
         QString physUpExpr;
         QString physDownExpr;
@@ -151,22 +161,21 @@ private:
     };
     FieldExtras& fieldExtras();
 
-    int m_upPos;
-    int m_downPos;
-    QString m_upExpr;
-    QString m_downExpr;
-    std::unique_ptr<FieldExtras> m_fieldExtras;
-    std::uint32_t m_resetValue;
-    int m_writeKind;
-    DisplayType m_displayType;
+    // The flags first: they fill the rounding at the end of the common element.
     bool m_readable;
     bool m_hasReset;
     bool m_valueMacro = false;
     bool m_maskMacro = false;
     bool m_shiftMacro = false;
-    // The texts are the positions' decimal numbers, and m_upExpr / m_downExpr are left null.
+    // The texts are the positions' decimal numbers and are not stored; otherwise they are in FieldExtras.
     bool m_upIsNumber = false;
     bool m_downIsNumber = false;
+    int m_writeKind;
+    DisplayType m_displayType;
+    int m_upPos;
+    int m_downPos;
+    std::uint32_t m_resetValue;
+    QSharedDataPointer<FieldExtras> m_fieldExtras;
 };
 
 /// Orders bitfields by their down positions, lowest first.

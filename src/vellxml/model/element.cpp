@@ -177,40 +177,46 @@ QString ESDRTypeConvert(const QString& type)
 }
 
 HwXMLElement::HwXMLElement(const QString& name, XMLElementType type)
-    : m_type(type)
-    , m_name(name)
+    : m_name(name)
+    , m_type(static_cast<std::uint8_t>(type))
 {
 }
 
 HwXMLElement::HwXMLElement(const HwXMLElement& other)
-    : m_flags(other.m_flags)
-    , m_type(other.m_type)
-    , m_parent(other.m_parent)
-    , m_address(other.m_address)
-    , m_arrayNumber(other.m_arrayNumber)
+    : m_parent(other.m_parent)
     , m_name(other.m_name)
     , m_comment(other.m_comment)
-    , m_typeName(other.m_typeName)
-    , m_extras(other.m_extras ? std::make_unique<ElementExtras>(*other.m_extras) : nullptr)
+    , m_extras(other.m_extras)
+    , m_address(other.m_address)
+    , m_arrayNumber(other.m_arrayNumber)
+    , m_type(other.m_type)
+    , m_flags(other.m_flags)
 {
 }
 
 HwXMLElement::~HwXMLElement() = default;
 
 // The common element stays small: a bitfield or register is built on it millions of times over.
-static_assert(sizeof(HwXMLElement) <= 4 * sizeof(std::uint64_t) + 3 * sizeof(QString) + sizeof(void*),
+static_assert(sizeof(HwXMLElement) <= 4 * sizeof(std::uint64_t) + 2 * sizeof(QString) + sizeof(void*),
     "HwXMLElement grew: keep rarely used fields in ElementExtras");
 
 HwXMLElement::ElementExtras& HwXMLElement::extras()
 {
-    if (!m_extras)
-        m_extras = std::make_unique<ElementExtras>();
-    return *m_extras;
+    if (!m_extras.constData())
+        m_extras = QSharedDataPointer<ElementExtras>(new ElementExtras);
+    return *m_extras.data(); // a copy's own from here on
+}
+
+void HwXMLElement::setTypeName(const QString& typeName)
+{
+    const ElementExtras* shared = m_extras.constData();
+    if (shared ? shared->typeName != typeName : !typeName.isEmpty())
+        extras().typeName = typeName;
 }
 
 QStringList HwXMLElement::getCKeywords() const
 {
-    return m_extras ? m_extras->cKeywords : QStringList();
+    return m_extras.constData() ? m_extras.constData()->cKeywords : QStringList();
 }
 
 void HwXMLElement::addCKeywords(const QStringList& words)
@@ -221,7 +227,7 @@ void HwXMLElement::addCKeywords(const QStringList& words)
 
 QMap<QString, std::uint32_t> HwXMLElement::getAltAddresses() const
 {
-    return m_extras ? m_extras->altAddresses : QMap<QString, std::uint32_t>();
+    return m_extras.constData() ? m_extras.constData()->altAddresses : QMap<QString, std::uint32_t>();
 }
 
 void HwXMLElement::setAltAddress(const QString& selector, std::uint32_t address)
@@ -231,24 +237,26 @@ void HwXMLElement::setAltAddress(const QString& selector, std::uint32_t address)
 
 QString HwXMLElement::getCategory() const
 {
-    return m_extras ? m_extras->category : QString();
+    return m_extras.constData() ? m_extras.constData()->category : QString();
 }
 
 void HwXMLElement::setCategory(const QString& category)
 {
     // Clearing a field that was never set allocates nothing.
-    if (m_extras || !category.isEmpty())
+    const ElementExtras* shared = m_extras.constData();
+    if (shared ? shared->category != category : !category.isEmpty())
         extras().category = category;
 }
 
 QString HwXMLElement::getAnnotation() const
 {
-    return m_extras ? m_extras->annotation : QString();
+    return m_extras.constData() ? m_extras.constData()->annotation : QString();
 }
 
 void HwXMLElement::setAnnotation(const QString& annotation)
 {
-    if (m_extras || !annotation.isEmpty())
+    const ElementExtras* shared = m_extras.constData();
+    if (shared ? shared->annotation != annotation : !annotation.isEmpty())
         extras().annotation = annotation;
 }
 
@@ -324,8 +332,8 @@ bool HwXMLElement::isBitfield() const
 
 QString HwXMLElement::getRubyClassName() const
 {
-    if (!m_typeName.isEmpty())
-        return QLatin1String("CH__") + m_typeName;
+    if (const QString typeName = getTypeName(); !typeName.isEmpty())
+        return QLatin1String("CH__") + typeName;
     // An inline type is named after the place where it is declared.
     if (m_parent && m_parent->getType() == TYPE_ARRAY)
         return m_parent->getRubyPrefix() + QLatin1String("__content");
@@ -354,14 +362,14 @@ QString HwXMLElement::getPath() const
 
 QString HwXMLElement::getCTypeString() const
 {
-    if (!m_typeName.isEmpty())
-        return m_typeName;
+    if (const QString typeName = getTypeName(); !typeName.isEmpty())
+        return typeName;
     return ESDRTypeConvert(getTypeString().toUpper());
 }
 
 XMLElementType HwXMLElement::getType() const
 {
-    return m_type;
+    return static_cast<XMLElementType>(m_type);
 }
 
 void HwXMLElement::setName(const QString& name)
@@ -452,7 +460,7 @@ void HwXMLElement::setReadError(bool error)
     if (error)
         m_flags |= FlagReadError;
     else
-        m_flags &= ~static_cast<std::uint32_t>(FlagReadError);
+        m_flags &= static_cast<std::uint8_t>(~FlagReadError);
 }
 
 void HwXMLElement::setCopyMark(bool mark)
@@ -460,7 +468,7 @@ void HwXMLElement::setCopyMark(bool mark)
     if (mark)
         m_flags |= FlagCopyMark;
     else
-        m_flags &= ~static_cast<std::uint32_t>(FlagCopyMark);
+        m_flags &= static_cast<std::uint8_t>(~FlagCopyMark);
 }
 
 void HwXMLElement::dumpInfo(int) const

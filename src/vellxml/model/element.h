@@ -5,6 +5,8 @@
 
 #include <QHash>
 #include <QMap>
+#include <QSharedData>
+#include <QSharedDataPointer>
 #include <QString>
 #include <QStringList>
 
@@ -218,8 +220,8 @@ public:
     bool hasCopyMark() const { return (m_flags & FlagCopyMark) != 0; }
     void setComment(const QString& comment) { m_comment = comment; }
     /// Name of the declared type the element was made from; empty for an inline type.
-    QString getTypeName() const { return m_typeName; }
-    void setTypeName(const QString& typeName) { m_typeName = typeName; }
+    QString getTypeName() const { return m_extras.constData() ? m_extras.constData()->typeName : QString(); }
+    void setTypeName(const QString& typeName);
     void setArrayNumber(int arrayNumber) { m_arrayNumber = arrayNumber; }
     /// Words that the C generator writes before the element's type ("volatile" ...).
     QStringList getCKeywords() const;
@@ -237,17 +239,18 @@ protected:
     /// Copies every field, the parent pointer included; children are copied by the subclasses.
     explicit HwXMLElement(const HwXMLElement& other);
     /// A subclass constructor runs its base constructor, then sets its own kind.
-    void setElementType(XMLElementType type) { m_type = type; }
+    void setElementType(XMLElementType type) { m_type = static_cast<std::uint8_t>(type); }
     /// For names computed when asked (a hole's): keeps the last one given, as the stored name.
     void storeComputedName(const QString& name) const { m_name = name; }
 
 private:
-    enum : std::uint32_t { FlagReadError = 1u << 0, FlagCopyMark = 1u << 1 };
+    enum : std::uint8_t { FlagReadError = 1u << 0, FlagCopyMark = 1u << 1 };
 
     /// The fields that only instances, structures and a few members carry. A chip is mostly bitfields and
     /// registers, millions of them, none with these: they are allocated on first use, and an element
-    /// without them pays one null pointer.
-    struct ElementExtras {
+    /// without them pays one null pointer. A copy shares them with its source until either changes them.
+    struct ElementExtras : QSharedData {
+        QString typeName;
         QMap<QString, std::uint32_t> altAddresses;
         QString category;
         QString annotation;
@@ -255,17 +258,17 @@ private:
     };
     ElementExtras& extras();
 
-    std::uint32_t m_flags = 0;
-    XMLElementType m_type;
+    // Pointers and strings first, the small fields last: the element's size is then 82 bytes rounded up,
+    // and a subclass places its own flags in the rounding (millions of bitfields are made).
     HwXMLElement* m_parent = nullptr;
-    unsigned int m_address = 0;
-    // Next to the address so that the two ints share one 8-byte slot: millions of elements are made.
-    int m_arrayNumber = -1;
     // Mutable for storeComputedName().
     mutable QString m_name;
     QString m_comment;
-    QString m_typeName;
-    std::unique_ptr<ElementExtras> m_extras;
+    QSharedDataPointer<ElementExtras> m_extras;
+    unsigned int m_address = 0;
+    int m_arrayNumber = -1;
+    std::uint8_t m_type; // an XMLElementType
+    std::uint8_t m_flags = 0;
 };
 
 #endif
