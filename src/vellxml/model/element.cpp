@@ -5,11 +5,10 @@
 #include <vellxml/model/element.h>
 #include <vellxml/model/valuable.h>
 
-#include <array>
+#include <atomic>
+#include <cstdint>
 #include <cstdio>
-#include <mutex>
 #include <new>
-#include <vector>
 
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -33,111 +32,115 @@ using vellxml::model_p::hex8;
 #if VELLXML_ELEMENT_POOL
 namespace {
 
-/// Fixed-size free lists of element blocks, carved from 2 MiB chunks. A load makes millions of elements of
-/// a dozen sizes and a teardown frees them all: here both are a few instructions, and the chunks are backed
-/// by huge pages where the system offers them, so the first touch of a chip's memory costs a page fault per
-/// 2 MiB instead of per 4 KiB. When the last pooled element is freed every chunk goes back to the system.
-/// One lock serialises the pool: elements may be made and deleted on any thread.
-class ElementPool {
-public:
-    static constexpr std::size_t kGranule = 8;
-    static constexpr std::size_t kLargest = 512;
-    static constexpr std::size_t kChunk = std::size_t {2} << 20;
+// Elements are carved from chunks of 2 MiB, aligned to their size. Each thread fills a chunk of its own,
+// front to back, without a lock; a chunk's header counts the elements carved from it that still live, plus
+// one while a thread still fills it. Deleting an element decrements its chunk's count (the chunk is found by
+// rounding the element's address down), and the chunk goes back to the system at zero. Space inside a chunk
+// is not reused: elements are made by loads and die with their chip, so a chip's elements share chunks
+// with each other only, and unloading a chip returns its memory whatever else lives on. A load makes
+// millions of elements and a teardown frees them all: each is a few instructions and no lock. The chunks
+// are backed by huge pages where the system offers them, so the first touch of a chip's memory costs a
+// page fault per 2 MiB instead of per 4 KiB.
+constexpr std::size_t kChunk = std::size_t {2} << 20;
+constexpr std::size_t kLargest = 512;
+constexpr std::size_t kGranule = 8;
 
-    static bool pooled(std::size_t size) { return size != 0 && size <= kLargest; }
-
-    void* allocate(std::size_t size)
-    {
-        const std::size_t rounded = (size + kGranule - 1) & ~(kGranule - 1);
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        FreeBlock*& head = m_free[rounded / kGranule];
-        if (head) {
-            FreeBlock* block = head;
-            head = block->next;
-            ++m_live;
-            return block;
-        }
-        // Sizes that are multiples of 16 may belong to types aligned to 16: start them on such a boundary.
-        const std::size_t alignment = rounded % 16 == 0 ? 16 : kGranule;
-        std::size_t start = (m_used + alignment - 1) & ~(alignment - 1);
-        if (m_chunks.empty() || start + rounded > kChunk) {
-            newChunk();
-            start = 0;
-        }
-        m_used = start + rounded;
-        ++m_live;
-        return m_chunks.back() + start;
-    }
-
-    void release(void* block, std::size_t size) noexcept
-    {
-        const std::size_t rounded = (size + kGranule - 1) & ~(kGranule - 1);
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        auto* freed = static_cast<FreeBlock*>(block);
-        freed->next = m_free[rounded / kGranule];
-        m_free[rounded / kGranule] = freed;
-        if (--m_live == 0)
-            releaseChunks();
-    }
-
-private:
-    struct FreeBlock {
-        FreeBlock* next;
-    };
-
-    void newChunk()
-    {
-        // The vector of chunks grows before the chunk is made, so that a failure leaves nothing behind.
-        m_chunks.reserve(m_chunks.size() + 1);
-#if defined(__linux__)
-        // Twice the size, then trimmed to a 2 MiB boundary, so that the chunk can be one huge page.
-        void* mapped = mmap(nullptr, 2 * kChunk, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (mapped == MAP_FAILED)
-            throw std::bad_alloc();
-        char* base = static_cast<char*>(mapped);
-        char* aligned = reinterpret_cast<char*>(
-            (reinterpret_cast<std::uintptr_t>(base) + kChunk - 1) & ~(std::uintptr_t {kChunk} - 1));
-        if (aligned != base)
-            munmap(base, static_cast<std::size_t>(aligned - base));
-        if (aligned + kChunk != base + 2 * kChunk)
-            munmap(aligned + kChunk, static_cast<std::size_t>(base + 2 * kChunk - (aligned + kChunk)));
-        // The first chunk stays in small pages: a program that makes a few elements keeps a few pages.
-        if (!m_chunks.empty())
-            madvise(aligned, kChunk, MADV_HUGEPAGE);
-        m_chunks.push_back(aligned);
-#else
-        m_chunks.push_back(static_cast<char*>(::operator new(kChunk, std::align_val_t {16})));
-#endif
-        m_used = 0;
-    }
-
-    void releaseChunks() noexcept
-    {
-        for (char* chunk : m_chunks) {
-#if defined(__linux__)
-            munmap(chunk, kChunk);
-#else
-            ::operator delete(chunk, std::align_val_t {16});
-#endif
-        }
-        m_chunks.clear();
-        m_chunks.shrink_to_fit();
-        m_free.fill(nullptr);
-        m_used = 0;
-    }
-
-    std::mutex m_mutex;
-    std::array<FreeBlock*, kLargest / kGranule + 1> m_free {};
-    std::vector<char*> m_chunks;
-    std::size_t m_used = 0;
-    std::size_t m_live = 0;
+struct ChunkHeader {
+    std::atomic<std::size_t> live;
 };
+// The first block starts a cache line after the count, which other threads' deletes write.
+constexpr std::size_t kFirstBlock = 64;
 
-ElementPool& elementPool()
+bool pooled(std::size_t size)
 {
-    // Never destroyed: elements owned by static objects may be deleted after every static destructor ran.
-    static ElementPool* pool = new ElementPool;
-    return *pool;
+    return size != 0 && size <= kLargest;
+}
+
+std::atomic<bool> g_anyChunkMade {false};
+
+char* mapChunk()
+{
+#if defined(__linux__)
+    // Twice the size, then trimmed to a 2 MiB boundary, so that the chunk can be one huge page and its
+    // header is found from any address in it.
+    void* mapped = mmap(nullptr, 2 * kChunk, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapped == MAP_FAILED)
+        throw std::bad_alloc();
+    char* base = static_cast<char*>(mapped);
+    char* aligned = reinterpret_cast<char*>(
+        (reinterpret_cast<std::uintptr_t>(base) + kChunk - 1) & ~(std::uintptr_t {kChunk} - 1));
+    if (aligned != base)
+        munmap(base, static_cast<std::size_t>(aligned - base));
+    if (aligned + kChunk != base + 2 * kChunk)
+        munmap(aligned + kChunk, static_cast<std::size_t>(base + 2 * kChunk - (aligned + kChunk)));
+    // The process's first chunk stays in small pages: a program that makes a few elements keeps a few pages.
+    if (g_anyChunkMade.exchange(true, std::memory_order_relaxed))
+        madvise(aligned, kChunk, MADV_HUGEPAGE);
+    return aligned;
+#else
+    return static_cast<char*>(::operator new(kChunk, std::align_val_t {kChunk}));
+#endif
+}
+
+void unmapChunk(ChunkHeader* chunk) noexcept
+{
+    chunk->~ChunkHeader();
+#if defined(__linux__)
+    munmap(chunk, kChunk);
+#else
+    ::operator delete(static_cast<void*>(chunk), std::align_val_t {kChunk});
+#endif
+}
+
+void dropOne(ChunkHeader* chunk) noexcept
+{
+    // Acquire-release: every write to the chunk's elements, on any thread, comes before its unmapping.
+    if (chunk->live.fetch_sub(1, std::memory_order_acq_rel) == 1)
+        unmapChunk(chunk);
+}
+
+/// The chunk a thread fills and how far. Trivially destructible, so that it is usable at any time in the
+/// thread's life; ChunkRetirer gives the chunk up when the thread ends.
+struct ChunkCursor {
+    ChunkHeader* chunk;
+    std::size_t used;
+};
+thread_local ChunkCursor t_cursor {nullptr, 0};
+
+struct ChunkRetirer {
+    ~ChunkRetirer()
+    {
+        if (t_cursor.chunk)
+            dropOne(t_cursor.chunk);
+        t_cursor = {nullptr, 0};
+    }
+};
+thread_local ChunkRetirer t_retirer;
+
+void* allocateElement(std::size_t size)
+{
+    const std::size_t rounded = (size + kGranule - 1) & ~(kGranule - 1);
+    // Sizes that are multiples of 16 may belong to types aligned to 16: start them on such a boundary.
+    const std::size_t alignment = rounded % 16 == 0 ? 16 : kGranule;
+    ChunkCursor& cursor = t_cursor;
+    std::size_t start = (cursor.used + alignment - 1) & ~(alignment - 1);
+    if (!cursor.chunk || start + rounded > kChunk) {
+        char* fresh = mapChunk(); // throws before anything changed
+        static_cast<void>(&t_retirer); // registers the thread's retirer on its first chunk
+        if (cursor.chunk)
+            dropOne(cursor.chunk);
+        cursor.chunk = new (fresh) ChunkHeader {{1}};
+        start = kFirstBlock;
+    }
+    cursor.used = start + rounded;
+    cursor.chunk->live.fetch_add(1, std::memory_order_relaxed);
+    return reinterpret_cast<char*>(cursor.chunk) + start;
+}
+
+void releaseElement(void* block) noexcept
+{
+    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(block);
+    dropOne(reinterpret_cast<ChunkHeader*>(address & ~(std::uintptr_t {kChunk} - 1)));
 }
 
 } // namespace
@@ -146,8 +149,8 @@ ElementPool& elementPool()
 void* HwXMLElement::operator new(std::size_t size)
 {
 #if VELLXML_ELEMENT_POOL
-    if (ElementPool::pooled(size))
-        return elementPool().allocate(size);
+    if (pooled(size))
+        return allocateElement(size);
 #endif
     return ::operator new(size);
 }
@@ -157,8 +160,8 @@ void HwXMLElement::operator delete(void* block, std::size_t size) noexcept
     if (!block)
         return;
 #if VELLXML_ELEMENT_POOL
-    if (ElementPool::pooled(size)) {
-        elementPool().release(block, size);
+    if (pooled(size)) {
+        releaseElement(block);
         return;
     }
 #endif
