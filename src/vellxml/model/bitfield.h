@@ -80,17 +80,17 @@ public:
     /// asked: a large chip then keeps no text at all for most of its fields.
     QString getUpExpr() const
     {
-        return m_upIsNumber ? QString::number(m_upPos) : m_fieldExtras.constData() ? m_fieldExtras.constData()->upExpr : QString();
+        return m_upIsNumber ? QString::number(m_upPos) : extrasOrNull() ? extrasOrNull()->upExpr : QString();
     }
     QString getDownExpr() const
     {
-        return m_downIsNumber ? QString::number(m_downPos) : m_fieldExtras.constData() ? m_fieldExtras.constData()->downExpr : QString();
+        return m_downIsNumber ? QString::number(m_downPos) : extrasOrNull() ? extrasOrNull()->downExpr : QString();
     }
     /// Physical positions exist once the VHDL generator has built its packed map (0 and "" before).
-    int getPhysUpPos() const { return m_fieldExtras.constData() ? m_fieldExtras.constData()->physUpPos : 0; }
-    int getPhysDownPos() const { return m_fieldExtras.constData() ? m_fieldExtras.constData()->physDownPos : 0; }
-    QString getPhysUpExpr() const { return m_fieldExtras.constData() ? m_fieldExtras.constData()->physUpExpr : QString(); }
-    QString getPhysDownExpr() const { return m_fieldExtras.constData() ? m_fieldExtras.constData()->physDownExpr : QString(); }
+    int getPhysUpPos() const { return extrasOrNull() ? extrasOrNull()->physUpPos : 0; }
+    int getPhysDownPos() const { return extrasOrNull() ? extrasOrNull()->physDownPos : 0; }
+    QString getPhysUpExpr() const { return extrasOrNull() ? extrasOrNull()->physUpExpr : QString(); }
+    QString getPhysDownExpr() const { return extrasOrNull() ? extrasOrNull()->physDownExpr : QString(); }
 
     bool isReadable() const { return m_readable; }
     int getWriteKind() const { return m_writeKind; }
@@ -160,6 +160,7 @@ private:
         int physDownPos = 0;
     };
     FieldExtras& fieldExtras();
+    const FieldExtras* extrasOrNull() const { return m_fieldExtras.constData(); }
 
     // The flags first: they fill the rounding at the end of the common element.
     bool m_readable;
