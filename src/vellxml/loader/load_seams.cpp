@@ -3,6 +3,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace vellxml::loader_p {
 
 namespace {
@@ -33,6 +35,41 @@ public:
             return FileRead::TooLarge;
         return FileRead::Ok;
     }
+
+    FileRead readInto(const QString& path, std::int64_t maxBytes, const std::function<char*(std::int64_t)>& room,
+        QByteArray& bytes) override
+    {
+        // As read(), with the bytes read straight into the caller's memory.
+        const QFileInfo info(path);
+        if (!info.exists() || info.isDir())
+            return FileRead::NotOpened;
+        if (!info.isFile())
+            return FileRead::NotRegular;
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            return FileRead::NotOpened;
+        const qint64 size = file.size();
+        if (size > maxBytes)
+            return FileRead::TooLarge;
+        char* const data = room(size);
+        if (data == nullptr)
+            return FileRead::Failed;
+        qint64 done = 0;
+        while (done < size) {
+            const qint64 now = file.read(data + done, size - done);
+            if (now <= 0)
+                break;
+            done += now;
+        }
+        if (file.error() != QFileDevice::NoError || done < size)
+            return FileRead::Failed;
+        // A file that grew since its size was taken is read whole, as read() reads it.
+        char more = 0;
+        if (file.read(&more, 1) != 0)
+            return read(path, maxBytes, bytes);
+        bytes = QByteArray::fromRawData(data, qsizetype(size));
+        return FileRead::Ok;
+    }
 };
 
 FileSource* g_source = nullptr;
@@ -42,6 +79,21 @@ std::int64_t g_failingAllocation = 0;
 } // namespace
 
 FileSource::~FileSource() = default;
+
+FileRead FileSource::readInto(const QString& path, std::int64_t maxBytes,
+    const std::function<char*(std::int64_t)>& room, QByteArray& bytes)
+{
+    QByteArray whole;
+    const FileRead result = read(path, maxBytes, whole);
+    if (result != FileRead::Ok)
+        return result;
+    char* const data = room(whole.size());
+    if (data == nullptr)
+        return FileRead::Failed;
+    std::copy(whole.constBegin(), whole.constEnd(), data);
+    bytes = QByteArray::fromRawData(data, whole.size());
+    return FileRead::Ok;
+}
 
 FileSource& fileSystemSource()
 {

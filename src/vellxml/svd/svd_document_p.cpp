@@ -11,6 +11,47 @@ namespace vellxml::svd_p {
 
 namespace {
 
+// pugixml takes its memory through process-wide functions. They are replaced once by functions that serve
+// the parse of this thread, while one runs, from the text's arena, and pass every other request to the
+// functions they replaced: another user of pugixml in the process is served as before.
+thread_local SvdArena* t_parseArena = nullptr;
+pugi::allocation_function g_allocate = nullptr;
+pugi::deallocation_function g_deallocate = nullptr;
+
+void* arenaAllocate(std::size_t size)
+{
+    return t_parseArena != nullptr ? t_parseArena->allocate(size) : g_allocate(size);
+}
+
+void arenaDeallocate(void* p)
+{
+    if (t_parseArena == nullptr || !t_parseArena->contains(p))
+        g_deallocate(p);
+}
+
+/// Makes pugixml allocate from `arena` on this thread for its lifetime.
+class ParseArena {
+public:
+    explicit ParseArena(SvdArena* arena)
+        : m_previous(t_parseArena)
+    {
+        static const bool installed = [] {
+            g_allocate = pugi::get_memory_allocation_function();
+            g_deallocate = pugi::get_memory_deallocation_function();
+            pugi::set_memory_management_functions(arenaAllocate, arenaDeallocate);
+            return true;
+        }();
+        (void)installed;
+        t_parseArena = arena;
+    }
+    ParseArena(const ParseArena&) = delete;
+    ParseArena& operator=(const ParseArena&) = delete;
+    ~ParseArena() { t_parseArena = m_previous; }
+
+private:
+    SvdArena* m_previous;
+};
+
 // The parser does not check that attribute names are unique; XML requires it.
 bool uniqueAttributes(const pugi::xml_node& node, QString& duplicate)
 {
@@ -91,33 +132,68 @@ bool svdTextToUtf8(QByteArray& bytes, QString& error)
     return false;
 }
 
-bool SvdXmlDocument::parseText(
-    QByteArray utf8, bool inPlace, const HwLoadLimits& limits, int& line, int& column, QString& error)
+bool SvdText::assign(const char* bytes, std::size_t n)
 {
-    m_text = std::move(utf8);
-    m_lineStarts.assign(1, 0);
-    const char* const begin = m_text.constData();
-    const char* const end = begin + m_text.size();
+    // The bytes may lie in the arena given up.
+    SvdArena fresh;
+    auto* const copy = static_cast<char*>(fresh.allocate(n + 1, 1));
+    if (copy == nullptr)
+        return false;
+    std::memcpy(copy, bytes, n);
+    copy[n] = 0;
+    arena = std::move(fresh);
+    data = copy;
+    size = n;
+    return true;
+}
+
+SvdXmlDocument::~SvdXmlDocument()
+{
+    // The tree's memory is the arena's: freed with it, not piece by piece.
+    const ParseArena scope(&m_text.arena);
+    m_document.reset();
+}
+
+bool SvdXmlDocument::parse(SvdText text, const HwLoadLimits& limits, int& line, int& column, QString& error)
+{
+    {
+        const ParseArena scope(&m_text.arena);
+        m_document.reset();
+    }
+    m_text = std::move(text);
+    const char* const begin = m_text.data;
+    const char* const end = begin + m_text.size;
     std::size_t lines = 1;
     for (const char* at = begin; (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;
          ++at)
         ++lines;
-    m_lineStarts.reserve(lines);
+    auto* const starts = static_cast<std::ptrdiff_t*>(
+        m_text.arena.allocate(lines * sizeof(std::ptrdiff_t), alignof(std::ptrdiff_t)));
+    if (starts == nullptr) {
+        pugi::xml_parse_result outOfMemory;
+        outOfMemory.status = pugi::status_out_of_memory;
+        error = QString::fromUtf8(outOfMemory.description());
+        return false;
+    }
+    m_lineStarts = starts;
+    m_lines = lines;
+    std::ptrdiff_t* out = starts;
+    *out++ = 0;
     for (const char* at = begin;
          (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;) {
         ++at;
-        m_lineStarts.push_back(at - begin);
+        *out++ = at - begin;
     }
     line = 0;
     column = 0;
     const unsigned int options = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol
-        | pugi::parse_wconv_attribute | pugi::parse_doctype | (inPlace ? pugi::parse_embed_pcdata : 0);
-    // The line starts are taken before an in-place parse changes the text.
-    const pugi::xml_parse_result result = inPlace
-        ? m_document.load_buffer_inplace(
-            m_text.data(), static_cast<std::size_t>(m_text.size()), options, pugi::encoding_utf8)
-        : m_document.load_buffer(
-            m_text.constData(), static_cast<std::size_t>(m_text.size()), options, pugi::encoding_utf8);
+        | pugi::parse_wconv_attribute | pugi::parse_doctype | pugi::parse_embed_pcdata;
+    // The line starts are taken before the parse changes the text.
+    pugi::xml_parse_result result;
+    {
+        const ParseArena scope(&m_text.arena);
+        result = m_document.load_buffer_inplace(m_text.data, m_text.size, options, pugi::encoding_utf8);
+    }
     if (!result) {
         positionOfOffset(result.offset, line, column);
         error = QString::fromUtf8(result.description());
@@ -126,8 +202,9 @@ bool SvdXmlDocument::parseText(
     // This parser would leave a document type's entities and defaults unapplied: an SVD file has none.
     for (const pugi::xml_node& node : m_document.children()) {
         if (node.type() == pugi::node_doctype) {
-            const int at = m_text.indexOf("<!DOCTYPE");
-            positionOfOffset(at < 0 ? 0 : at, line, column);
+            const std::string_view whole(m_text.data, m_text.size);
+            const std::size_t at = whole.find("<!DOCTYPE");
+            positionOfOffset(at == std::string_view::npos ? 0 : std::ptrdiff_t(at), line, column);
             error = QStringLiteral("A document type declaration is not allowed.");
             return false;
         }
@@ -176,14 +253,14 @@ void SvdXmlDocument::position(const pugi::xml_node& element, int& line, int& col
 
 void SvdXmlDocument::positionOfOffset(std::ptrdiff_t offset, int& line, int& column) const
 {
-    offset = std::clamp<std::ptrdiff_t>(offset, 0, m_text.size());
-    const auto next = std::upper_bound(m_lineStarts.begin(), m_lineStarts.end(), offset);
+    offset = std::clamp<std::ptrdiff_t>(offset, 0, std::ptrdiff_t(m_text.size));
+    const auto next = std::upper_bound(m_lineStarts, m_lineStarts + m_lines, offset);
     const std::ptrdiff_t start = *(next - 1);
-    line = static_cast<int>(next - m_lineStarts.begin());
+    line = static_cast<int>(next - m_lineStarts);
     column = 1;
     for (std::ptrdiff_t i = start; i < offset; ++i) {
         // Count characters, not bytes: UTF-8 continuation bytes do not start one.
-        if ((static_cast<unsigned char>(m_text.constData()[i]) & 0xC0) != 0x80)
+        if ((static_cast<unsigned char>(m_text.data[i]) & 0xC0) != 0x80)
             ++column;
     }
 }

@@ -121,10 +121,12 @@ bool sameName(const QString& a, const QString& b)
 }
 
 /// The text with white space collapsed, as QString::simplified() gives it. Nearly every SVD text is ASCII:
-/// those are collapsed byte by byte and converted once, without a UTF-16 copy to simplify; a text with other
-/// characters (which may be Unicode spaces, such as no-break or ideographic spaces) takes
-/// QString::simplified().
-QString cleanText(const char* raw)
+/// those are collapsed byte by byte into memory of `arena` and referred to there (QString::fromRawData), so
+/// that the many short texts of a description take no allocation each; the arena outlives every use of
+/// them. A text with other characters (which may be Unicode spaces, such as no-break or ideographic
+/// spaces) takes QString::simplified(). Without an arena (texts compared in a search and dropped) the text
+/// is a QString of its own.
+QString cleanText(const char* raw, SvdArena* arena)
 {
     bool clean = *raw != ' ';
     bool ascii = true;
@@ -139,27 +141,35 @@ QString cleanText(const char* raw)
     const auto length = qsizetype(at - raw);
     if (!ascii) // the text may hold Unicode spaces, which only QString knows
         return QString::fromUtf8(raw, length).simplified();
-    if (clean)
-        return QString::fromLatin1(raw, length);
-    QString text(length, Qt::Uninitialized);
-    QChar* out = text.data();
-    QChar* const first = out;
-    bool space = true; // at the start, or after a space: further white space is dropped
-    for (const char* in = raw; in < at; ++in) {
-        const char c = *in;
-        if (c == ' ' || (c >= '\t' && c <= '\r')) {
-            if (!space)
-                *out++ = QLatin1Char(' ');
-            space = true;
-        } else {
-            *out++ = QLatin1Char(c);
-            space = false;
+    if (length == 0)
+        return QString::fromLatin1(raw, 0);
+    auto* const first = arena != nullptr
+        ? static_cast<QChar*>(arena->allocate(std::size_t(length) * sizeof(QChar), alignof(QChar)))
+        : nullptr;
+    if (first == nullptr)
+        return clean ? QString::fromLatin1(raw, length) : QString::fromLatin1(raw, length).simplified();
+    QChar* out = first;
+    if (clean) {
+        for (const char* in = raw; in < at; ++in)
+            *out++ = QLatin1Char(*in);
+    } else {
+        bool space = true; // at the start, or after a space: further white space is dropped
+        for (const char* in = raw; in < at; ++in) {
+            const char c = *in;
+            if (c == ' ' || (c >= '\t' && c <= '\r')) {
+                if (!space)
+                    *out++ = QLatin1Char(' ');
+                space = true;
+            } else {
+                *out++ = QLatin1Char(c);
+                space = false;
+            }
         }
+        if (out > first && space)
+            --out;
+        // The room not taken is left unused.
     }
-    if (out > first && space)
-        --out;
-    text.truncate(qsizetype(out - first));
-    return text;
+    return QString::fromRawData(first, qsizetype(out - first));
 }
 
 /// A bit range "[msb:lsb]", spaces allowed anywhere. A number beyond 64 bits gives the largest value, which
@@ -275,10 +285,12 @@ QString dimName(QString name, const QString& index)
 
 class Reader {
 public:
-    Reader(const SvdXmlDocument& document, const HwSvdImportLimits& limits, SvdMessages& messages)
+    Reader(const SvdXmlDocument& document, const HwSvdImportLimits& limits, SvdMessages& messages,
+        SvdArena& strings)
         : m_document(document)
         , m_limits(limits)
         , m_messages(messages)
+        , m_strings(strings)
     {
     }
 
@@ -301,9 +313,14 @@ private:
         return false;
     }
 
-    static QString childText(xml_node node, const char* child)
+    QString childText(xml_node node, const char* child) const
     {
-        return cleanText(node.child(child).child_value());
+        return cleanText(node.child(child).child_value(), &m_strings);
+    }
+    /// childText() for a comparison: the text does not stay in the arena.
+    static QString searchText(xml_node node, const char* child)
+    {
+        return cleanText(node.child(child).child_value(), nullptr);
     }
     /// The last non-empty value of `child` along a derivation chain (own element last).
     static xml_node lastChild(const std::vector<xml_node>& chain, const char* child)
@@ -314,11 +331,14 @@ private:
         }
         return xml_node();
     }
-    static QString chainText(const std::vector<xml_node>& chain, const char* child)
+    QString chainText(const std::vector<xml_node>& chain, const char* child) const
     {
-        return cleanText(lastChild(chain, child).child_value());
+        return cleanText(lastChild(chain, child).child_value(), &m_strings);
     }
-    static QString text(const Children& children, Tag tag) { return cleanText(children[tag].child_value()); }
+    QString text(const Children& children, Tag tag) const
+    {
+        return cleanText(children[tag].child_value(), &m_strings);
+    }
 
     bool number(xml_node node, std::uint64_t& value) const
     {
@@ -356,6 +376,7 @@ private:
     const SvdXmlDocument& m_document;
     const HwSvdImportLimits& m_limits;
     SvdMessages& m_messages;
+    SvdArena& m_strings; ///< the texts of the description, as long as the device lives
     QHash<QString, xml_node> m_peripherals;
     QMultiHash<QString, xml_node> m_enumerations;
     bool m_enumerationsIndexed = false;
@@ -395,7 +416,7 @@ xml_node Reader::walk(const QStringList& tokens) const
         xml_node next;
         auto look = [&](xml_node parent, const char* tag) {
             for (xml_node child = parent.child(tag); child && !next; child = child.next_sibling(tag)) {
-                if (sameName(childText(child, "name"), tokens[i]))
+                if (sameName(searchText(child, "name"), tokens[i]))
                     next = child;
             }
         };
@@ -424,13 +445,13 @@ xml_node Reader::resolve(xml_node node, const QString& reference, Kind kind)
         const xml_node parent = node.parent();
         for (xml_node sibling = parent.child(node.name()); sibling;
              sibling = sibling.next_sibling(node.name())) {
-            if (sibling != node && sameName(childText(sibling, "name"), reference))
+            if (sibling != node && sameName(searchText(sibling, "name"), reference))
                 return sibling;
         }
         if (kind == Kind::RegisterOrCluster) {
             const char* other = std::strcmp(node.name(), "register") == 0 ? "cluster" : "register";
             for (xml_node sibling = parent.child(other); sibling; sibling = sibling.next_sibling(other)) {
-                if (sameName(childText(sibling, "name"), reference))
+                if (sameName(searchText(sibling, "name"), reference))
                     return sibling;
             }
         }
@@ -1219,18 +1240,18 @@ QString identifier(const QString& name)
     return out;
 }
 
-bool readSvd(QByteArray text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device)
+bool readSvd(SvdText text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdArena& strings,
+    SvdDevice& device)
 {
     SvdXmlDocument document;
     int line = 0;
     int column = 0;
     QString error;
-    // The SVD text is read once: parsed in place, it is not copied (a text shared with the caller is).
-    if (!document.parseInPlace(std::move(text), limits.document, line, column, error)) {
+    if (!document.parse(std::move(text), limits.document, line, column, error)) {
         messages.fail(line, column, error);
         return false;
     }
-    Reader reader(document, limits, messages);
+    Reader reader(document, limits, messages, strings);
     return reader.run(device) && !messages.failed;
 }
 
