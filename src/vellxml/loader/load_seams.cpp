@@ -36,8 +36,8 @@ public:
         return FileRead::Ok;
     }
 
-    FileRead readInto(const QString& path, std::int64_t maxBytes, const std::function<char*(std::int64_t)>& room,
-        QByteArray& bytes) override
+    FileRead readInto(const QString& path, std::int64_t maxBytes,
+        const std::function<char*(std::int64_t)>& room, QByteArray& bytes) override
     {
         // As read(), with the bytes read straight into the caller's memory.
         const QFileInfo info(path);

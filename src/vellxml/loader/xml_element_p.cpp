@@ -681,7 +681,8 @@ int readFileBytes(const QString& path, const HwLoadLimits& limits, QByteArray& b
         ? limits.maxFileSize
         : limits.maxFileSize + static_cast<std::int64_t>(XMD_HEADER_SIZE) + 16;
     FileSource& source = currentFileSource();
-    switch (room != nullptr ? source.readInto(path, maxBytes, *room, bytes) : source.read(path, maxBytes, bytes)) {
+    switch (room != nullptr ? source.readInto(path, maxBytes, *room, bytes)
+                            : source.read(path, maxBytes, bytes)) {
     case FileRead::Ok:
         return READ_OK;
     case FileRead::NotOpened:
