@@ -1,7 +1,5 @@
 #include "svd_document_p.h"
 
-#include <QRegularExpression>
-
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -83,7 +81,9 @@ bool uniqueAttributes(const pugi::xml_node& node, QString& duplicate)
     return true;
 }
 
-// The declared encoding of an XML declaration at the start of the text, empty when none is declared.
+// The declared encoding of an XML declaration at the start of the text, empty when none is declared: the
+// first "encoding" in the declaration followed by \s*=\s*["']([^"']*)["'] (ASCII white space), read by hand
+// rather than by a regular expression compiled for the one match of an import.
 QString declaredEncoding(const QByteArray& text)
 {
     if (!text.startsWith("<?xml"))
@@ -91,9 +91,29 @@ QString declaredEncoding(const QByteArray& text)
     const int end = text.indexOf("?>");
     if (end < 0)
         return QString();
-    static const QRegularExpression pattern(QStringLiteral("encoding\\s*=\\s*[\"']([^\"']*)[\"']"));
-    const QRegularExpressionMatch match = pattern.match(QString::fromLatin1(text.left(end)));
-    return match.hasMatch() ? match.captured(1) : QString();
+    const std::string_view declaration(text.constData(), std::size_t(end));
+    auto space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    auto quote = [](char c) { return c == '"' || c == '\''; };
+    constexpr std::string_view name = "encoding";
+    for (std::size_t at = declaration.find(name); at != std::string_view::npos;
+         at = declaration.find(name, at + 1)) {
+        std::size_t i = at + name.size();
+        while (i < declaration.size() && space(declaration[i]))
+            ++i;
+        if (i >= declaration.size() || declaration[i] != '=')
+            continue;
+        ++i;
+        while (i < declaration.size() && space(declaration[i]))
+            ++i;
+        if (i >= declaration.size() || !quote(declaration[i]))
+            continue;
+        const std::size_t first = ++i;
+        while (i < declaration.size() && !quote(declaration[i]))
+            ++i;
+        if (i < declaration.size())
+            return QString::fromLatin1(declaration.data() + first, qsizetype(i - first));
+    }
+    return QString();
 }
 
 QByteArray utf16ToUtf8(const QByteArray& bytes, bool bigEndian)

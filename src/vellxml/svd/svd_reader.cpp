@@ -2,7 +2,6 @@
 #include <vellxml/svd/svd_model_p.h>
 
 #include <QHash>
-#include <QRegularExpression>
 
 #include <algorithm>
 #include <cstring>
@@ -531,15 +530,21 @@ bool Reader::readDim(const Children& children, const QString& name, Dim& dim)
     dim.bracket = name.contains(QStringLiteral("[%s]"));
     const xml_node indexNode = children[TagDimIndex];
     const QString index = QString::fromUtf8(indexNode.child_value()).simplified().remove(QLatin1Char(' '));
-    static const QRegularExpression numbers(QStringLiteral("^([0-9]+)-([0-9]+)$"));
-    static const QRegularExpression letters(QStringLiteral("^([A-Z])-([A-Z])$"));
-    if (const QRegularExpressionMatch m = numbers.match(index); m.hasMatch()) {
-        const qint64 first = m.captured(1).toLongLong();
-        const qint64 last = m.captured(2).toLongLong();
+    // A range of numbers ("0-7") or of capital letters ("A-D"), or a list.
+    auto digits = [](QStringView text) {
+        return !text.isEmpty() && std::all_of(text.begin(), text.end(), [](QChar c) {
+            return c.unicode() >= '0' && c.unicode() <= '9';
+        });
+    };
+    auto capital = [](QChar c) { return c.unicode() >= 'A' && c.unicode() <= 'Z'; };
+    const qsizetype dash = index.indexOf(QLatin1Char('-'));
+    if (dash > 0 && digits(QStringView(index).left(dash)) && digits(QStringView(index).mid(dash + 1))) {
+        const qint64 first = index.left(dash).toLongLong();
+        const qint64 last = index.mid(dash + 1).toLongLong();
         for (qint64 i = first; i <= last && dim.indices.size() <= dim.count; ++i)
             dim.indices.append(QString::number(i));
-    } else if (const QRegularExpressionMatch l = letters.match(index); l.hasMatch()) {
-        for (QChar c = l.captured(1)[0]; c <= l.captured(2)[0]; c = QChar(c.unicode() + 1))
+    } else if (index.size() == 3 && dash == 1 && capital(index[0]) && capital(index[2])) {
+        for (QChar c = index[0]; c <= index[2]; c = QChar(c.unicode() + 1))
             dim.indices.append(QString(c));
     } else if (!index.isEmpty()) {
         dim.indices = index.split(QLatin1Char(','));
