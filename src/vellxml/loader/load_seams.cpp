@@ -46,7 +46,7 @@ public:
         if (!info.isFile())
             return FileRead::NotRegular;
         QFile file(path);
-        if (!file.open(QIODevice::ReadOnly))
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
             return FileRead::NotOpened;
         const qint64 size = file.size();
         if (size > maxBytes)

@@ -116,7 +116,9 @@ bool importSvdFile(const QString& svdPath, const QString& outputDir, HwMessageCa
     }
     for (const auto& file : files) {
         QFile out(fresh.path() + QLatin1Char('/') + file.first);
-        if (!out.open(QIODevice::WriteOnly) || out.write(file.second) != file.second.size() || !out.flush()) {
+        // Each file is written whole in one call: no buffer of the device's own.
+        if (!out.open(QIODevice::WriteOnly | QIODevice::Unbuffered)
+            || out.write(file.second) != file.second.size() || !out.flush()) {
             send(error, QStringLiteral("Unable to write file %1").arg(out.fileName()));
             return false;
         }

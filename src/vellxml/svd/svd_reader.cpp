@@ -936,6 +936,11 @@ bool Reader::readValues(xml_node set, SvdField& field)
     for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
         if (!it->child("enumeratedValue"))
             continue;
+        // Counted first: a field of many values would otherwise move them again and again as they grow.
+        std::size_t count = 0;
+        for (xml_node node = it->child("enumeratedValue"); node; node = node.next_sibling("enumeratedValue"))
+            ++count;
+        field.values.reserve(field.values.size() + count);
         for (xml_node node = it->child("enumeratedValue"); node;
              node = node.next_sibling("enumeratedValue")) {
             SvdEnumValue value;
