@@ -365,6 +365,56 @@ TEST_F(SvdImport, EveryFormOfTheFileGivesTheSameArchiveSet)
     EXPECT_TRUE(loadertest::messages().error.empty());
 }
 
+// The importer keeps the text, its parse and the archives in memory taken in blocks of some megabytes, and
+// an archive's buffer grows where it lies until its block is full: a description whose archives fill
+// several blocks is written as convertSvd() gives it all the same.
+TEST_F(SvdImport, ALargeDescriptionIsWrittenAsConvertSvdGivesIt)
+{
+    QByteArray peripherals;
+    for (int p = 0; p < 40; ++p) {
+        peripherals +=
+            QStringLiteral("<peripheral><name>P%1</name><baseAddress>0x%2</baseAddress><registers>\n")
+                .arg(p)
+                .arg(0x40000000 + p * 0x1000, 0, 16)
+                .toLatin1();
+        for (int r = 0; r < 200; ++r) {
+            peripherals += QStringLiteral("<register><name>R%1</name><description>Register %1 of peripheral "
+                                          "%2.</description><addressOffset>%3</addressOffset><fields>\n")
+                               .arg(r)
+                               .arg(p)
+                               .arg(r * 4)
+                               .toLatin1();
+            for (int f = 0; f < 8; ++f)
+                peripherals +=
+                    QStringLiteral("<field><name>F%1</name><description>Field %1 of register %2 &amp; "
+                                   "its  neighbours.</description><bitOffset>%3</bitOffset><bitWidth>4"
+                                   "</bitWidth></field>\n")
+                        .arg(f)
+                        .arg(r)
+                        .arg(f * 4)
+                        .toLatin1();
+            peripherals += "</fields></register>\n";
+        }
+        peripherals += "</registers></peripheral>\n";
+    }
+    const QByteArray svd = device(peripherals);
+    QList<QPair<QString, QByteArray>> expected;
+    ASSERT_TRUE(convertSvd(svd, QStringLiteral("t.svd"), expected, loadertest::onError, nullptr));
+    qsizetype bytes = 0;
+    for (const auto& file : expected)
+        bytes += file.second.size();
+    ASSERT_GT(bytes, 8 << 20);
+    write(QStringLiteral("t.svd"), svd);
+    QDir::setCurrent(path(QString()));
+    ASSERT_TRUE(importSvdFile(QStringLiteral("t.svd"), QStringLiteral("out"), loadertest::onError, nullptr));
+    for (const auto& file : expected) {
+        QFile written(path(QStringLiteral("out/") + file.first));
+        ASSERT_TRUE(written.open(QIODevice::ReadOnly)) << file.first.toStdString();
+        EXPECT_TRUE(written.readAll() == file.second) << file.first.toStdString();
+    }
+    EXPECT_EQ(QDir(path(QStringLiteral("out"))).count(), uint(expected.size() + 2));
+}
+
 TEST_F(SvdImport, AFailedImportLeavesTheDirectoryAsItWas)
 {
     ASSERT_TRUE(importAndLoad(kFeatures));

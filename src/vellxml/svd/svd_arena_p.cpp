@@ -92,23 +92,23 @@ void SvdArena::release()
 
 void* SvdArena::allocate(std::size_t size, std::size_t align)
 {
-    const auto next = reinterpret_cast<std::uintptr_t>(m_next);
-    const std::uintptr_t at = roundUp(next, align);
-    if (m_next != nullptr && at <= reinterpret_cast<std::uintptr_t>(m_end)
-        && size <= std::size_t(reinterpret_cast<std::uintptr_t>(m_end) - at)) {
-        m_next = reinterpret_cast<char*>(at + size);
-        return reinterpret_cast<char*>(at);
+    for (;;) {
+        const auto next = reinterpret_cast<std::uintptr_t>(m_next);
+        const std::uintptr_t at = roundUp(next, align);
+        if (m_next != nullptr && at <= reinterpret_cast<std::uintptr_t>(m_end)
+            && size <= std::size_t(reinterpret_cast<std::uintptr_t>(m_end) - at)) {
+            m_next = reinterpret_cast<char*>(at + size);
+            return reinterpret_cast<char*>(at);
+        }
+        // A new block, with room for the alignment; the rest of the last one stays unused.
+        const std::size_t bytes = std::max(blockSize, roundUp(size + align, hugePage));
+        char* const base = mapBlock(bytes);
+        if (base == nullptr)
+            return nullptr;
+        m_blocks.push_back({base, bytes});
+        m_next = base;
+        m_end = base + bytes;
     }
-    // A new block; the rest of the last one stays unused. Blocks start on a page, which every alignment
-    // asked for divides.
-    const std::size_t bytes = std::max(blockSize, roundUp(std::max<std::size_t>(size, 1), hugePage));
-    char* const base = mapBlock(bytes);
-    if (base == nullptr)
-        return nullptr;
-    m_blocks.push_back({base, bytes});
-    m_next = base + size;
-    m_end = base + bytes;
-    return base;
 }
 
 bool SvdArena::resize(void* at, std::size_t size, std::size_t newSize)

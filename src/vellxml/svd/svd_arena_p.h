@@ -22,7 +22,7 @@ public:
     SvdArena& operator=(const SvdArena&) = delete;
     ~SvdArena();
 
-    /// `size` bytes aligned to `align` (a power of two, at most 4 KiB); null when no memory is left.
+    /// `size` bytes aligned to `align` (a power of two); null when no memory is left.
     void* allocate(std::size_t size, std::size_t align = alignof(std::max_align_t));
     /// Makes the piece at `at` of `size` bytes `newSize` bytes long where it lies: possible when it is the
     /// last piece taken and, to grow, its block has room.
