@@ -32,8 +32,10 @@ bool convert(SvdText svd, const QString& path, QList<QPair<QString, QByteArray>>
     messages.path = path;
     messages.error = error;
     messages.warning = warning;
-    // The device's texts lie in `strings`, which outlives it.
-    SvdArena strings;
+    // The device's texts lie in `strings`, which outlives it: the output's arena when there is one (they
+    // are all taken before the first archive is written), so that the two fill the same huge pages.
+    SvdArena ownStrings;
+    SvdArena& strings = output != nullptr ? *output : ownStrings;
     SvdDevice device;
     HwSvdImportSummary counts;
     bool ok = readSvd(std::move(svd), limits, messages, strings, device)

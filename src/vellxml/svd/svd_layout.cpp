@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -81,6 +80,18 @@ public:
         *this += name;
         *this += hexadecimal ? "=\"0x" : "=\"";
         append(digits, std::size_t(result.ptr - digits));
+        *this += '"';
+    }
+    /// A bit range "MSB:LSB" in decimal.
+    void writeRangeAttribute(const char* name, int msb, int lsb)
+    {
+        char digits[24];
+        *this += ' ';
+        *this += name;
+        *this += "=\"";
+        append(digits, std::size_t(std::to_chars(digits, digits + sizeof digits, msb).ptr - digits));
+        *this += ':';
+        append(digits, std::size_t(std::to_chars(digits, digits + sizeof digits, lsb).ptr - digits));
         *this += '"';
     }
     void writeCharacters(const QString& text)
@@ -457,9 +468,7 @@ public:
             if (f.msb == f.lsb) {
                 xml.writeAttribute("pos", std::uint64_t(f.lsb));
             } else {
-                char pos[16];
-                std::snprintf(pos, sizeof pos, "%d:%d", f.msb, f.lsb);
-                xml.writeAttribute("pos", QString::fromLatin1(pos));
+                xml.writeRangeAttribute("pos", f.msb, f.lsb);
             }
             if (f.access != QLatin1String("rw"))
                 xml.writeAttribute("access", f.access);
