@@ -437,6 +437,10 @@ TEST_F(SvdImport, AFailedImportLeavesTheDirectoryAsItWas)
         QStringLiteral("t.svd"), QStringLiteral("out"), loadertest::onError, loadertest::onWarning));
     EXPECT_EQ(QDir(path(QStringLiteral("out"))).entryList(QDir::Files, QDir::Name),
         (QStringList {QStringLiteral("P.xml"), QStringLiteral("chip.xml")}));
+    // The old set is gone, and nothing is left beside the new one.
+    EXPECT_EQ(
+        QDir(path(QString())).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name),
+        (QStringList {QStringLiteral("bad.svd"), QStringLiteral("out"), QStringLiteral("t.svd")}));
 }
 
 } // namespace

@@ -9,7 +9,12 @@
 #include <QSaveFile>
 #include <QTemporaryDir>
 
+#include <cstdio>
 #include <functional>
+
+#if defined(Q_OS_LINUX)
+#include <fcntl.h>
+#endif
 
 using namespace vellxml::svd_p;
 
@@ -125,12 +130,25 @@ bool importSvdFile(const QString& svdPath, const QString& outputDir, HwMessageCa
             return false;
         }
     }
+    const auto permissions = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner
+        | QFileDevice::ReadGroup | QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther;
     QString old;
     if (target.exists()) {
         if (!target.isDir()) {
             send(error, QStringLiteral("%1 exists and is not a directory").arg(outputDir));
             return false;
         }
+#if defined(Q_OS_LINUX) && defined(RENAME_EXCHANGE)
+        // Where the file system can, the two sets change places in one step: the target is never missing,
+        // and no directory is made to hold the old set on its way out. Elsewhere it is moved aside first.
+        if (renameat2(AT_FDCWD, QFile::encodeName(fresh.path()).constData(), AT_FDCWD,
+                QFile::encodeName(target.absoluteFilePath()).constData(), RENAME_EXCHANGE)
+            == 0) {
+            QFile::setPermissions(target.absoluteFilePath(), permissions);
+            fresh.remove(); // the old set
+            return true;
+        }
+#endif
         QTemporaryDir aside(
             parent + QStringLiteral("/.") + target.fileName() + QStringLiteral("-old-XXXXXX"));
         aside.setAutoRemove(false);
@@ -148,9 +166,7 @@ bool importSvdFile(const QString& svdPath, const QString& outputDir, HwMessageCa
         return false;
     }
     fresh.setAutoRemove(false);
-    QFile::setPermissions(target.absoluteFilePath(),
-        QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner | QFileDevice::ReadGroup
-            | QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther);
+    QFile::setPermissions(target.absoluteFilePath(), permissions);
     if (!old.isEmpty())
         QDir(old).removeRecursively();
     return true;
