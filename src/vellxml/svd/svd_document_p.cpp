@@ -181,29 +181,46 @@ bool SvdXmlDocument::parse(SvdText text, const HwLoadLimits& limits, int& line, 
         m_document.reset();
     }
     m_text = std::move(text);
+    // One pass over the text into a table in the arena that grows where it lies (nothing else is taken
+    // from the arena meanwhile).
     const char* const begin = m_text.data;
     const char* const end = begin + m_text.size;
-    std::size_t lines = 1;
-    for (const char* at = begin; (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;
-         ++at)
-        ++lines;
-    auto* const starts = static_cast<std::ptrdiff_t*>(
-        m_text.arena.allocate(lines * sizeof(std::ptrdiff_t), alignof(std::ptrdiff_t)));
-    if (starts == nullptr) {
+    std::size_t capacity = m_text.size / 32 + 64;
+    auto* starts = static_cast<std::ptrdiff_t*>(
+        m_text.arena.allocate(capacity * sizeof(std::ptrdiff_t), alignof(std::ptrdiff_t)));
+    std::size_t lines = 0;
+    auto add = [&](std::ptrdiff_t start) {
+        if (lines == capacity) {
+            const std::size_t more = capacity * 2;
+            if (!m_text.arena.resize(
+                    starts, capacity * sizeof(std::ptrdiff_t), more * sizeof(std::ptrdiff_t))) {
+                auto* const moved = static_cast<std::ptrdiff_t*>(
+                    m_text.arena.allocate(more * sizeof(std::ptrdiff_t), alignof(std::ptrdiff_t)));
+                if (moved == nullptr)
+                    return false;
+                std::memcpy(moved, starts, lines * sizeof(std::ptrdiff_t));
+                starts = moved;
+            }
+            capacity = more;
+        }
+        starts[lines++] = start;
+        return true;
+    };
+    bool stored = starts != nullptr && add(0);
+    for (const char* at = begin;
+         stored && (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;) {
+        ++at;
+        stored = add(at - begin);
+    }
+    if (!stored) {
         pugi::xml_parse_result outOfMemory;
         outOfMemory.status = pugi::status_out_of_memory;
         error = QString::fromUtf8(outOfMemory.description());
         return false;
     }
+    m_text.arena.resize(starts, capacity * sizeof(std::ptrdiff_t), lines * sizeof(std::ptrdiff_t));
     m_lineStarts = starts;
     m_lines = lines;
-    std::ptrdiff_t* out = starts;
-    *out++ = 0;
-    for (const char* at = begin;
-         (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;) {
-        ++at;
-        *out++ = at - begin;
-    }
     line = 0;
     column = 0;
     const unsigned int options = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol
