@@ -2,6 +2,8 @@
 #define VELLXML_SVD_SVD_ARENA_P_H
 
 #include <cstddef>
+#include <memory>
+#include <type_traits>
 #include <vector>
 
 namespace vellxml::svd_p {
@@ -41,6 +43,59 @@ private:
     char* m_next = nullptr; ///< free room of the last block
     char* m_end = nullptr;
 };
+
+/// An allocator for std::vector that takes memory from an arena, or from the heap without one (or when the
+/// arena has none left). Memory of the arena is given back with the arena. It travels with the memory when
+/// a vector is copied, moved or swapped.
+template<typename T>
+class SvdAllocator {
+public:
+    using value_type = T;
+    using propagate_on_container_copy_assignment = std::true_type;
+    using propagate_on_container_move_assignment = std::true_type;
+    using propagate_on_container_swap = std::true_type;
+
+    SvdAllocator() noexcept = default;
+    explicit SvdAllocator(SvdArena* arena) noexcept
+        : m_arena(arena)
+    {
+    }
+    template<typename U>
+    SvdAllocator(const SvdAllocator<U>& other) noexcept
+        : m_arena(other.arena())
+    {
+    }
+
+    T* allocate(std::size_t n)
+    {
+        if (m_arena != nullptr) {
+            if (void* const p = m_arena->allocate(n * sizeof(T), alignof(T)))
+                return static_cast<T*>(p);
+        }
+        return std::allocator<T>().allocate(n);
+    }
+    void deallocate(T* p, std::size_t n) noexcept
+    {
+        if (m_arena == nullptr || !m_arena->contains(p))
+            std::allocator<T>().deallocate(p, n);
+    }
+    SvdArena* arena() const noexcept { return m_arena; }
+
+    friend bool operator==(const SvdAllocator& a, const SvdAllocator& b) noexcept
+    {
+        return a.m_arena == b.m_arena;
+    }
+    friend bool operator!=(const SvdAllocator& a, const SvdAllocator& b) noexcept
+    {
+        return a.m_arena != b.m_arena;
+    }
+
+private:
+    SvdArena* m_arena = nullptr;
+};
+
+template<typename T>
+using SvdVector = std::vector<T, SvdAllocator<T>>;
 
 } // namespace vellxml::svd_p
 

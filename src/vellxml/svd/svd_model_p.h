@@ -4,6 +4,7 @@
 // The SVD description once read: derivations resolved, properties inherited, arrays decided. The reader
 // (svd_reader.cpp) builds it, the layout (svd_layout.cpp) writes it as archives.
 
+#include <vellxml/svd/svd_arena_p.h>
 #include <vellxml/svd/svd_document_p.h>
 #include <vellxml/svd/svd_import.h>
 
@@ -38,7 +39,7 @@ struct SvdField {
     QString access;
     bool hasReset = false;
     std::uint64_t reset = 0;
-    std::vector<SvdEnumValue> values;
+    SvdVector<SvdEnumValue> values;
 };
 
 struct SvdCluster;
@@ -50,7 +51,7 @@ struct SvdRegister {
     int size = 32; ///< in bits: 8, 16 or 32
     bool readable = true;
     bool writable = true;
-    std::vector<SvdField> fields;
+    SvdVector<SvdField> fields;
     int count = -1; ///< an array of registers of `size` bits each when >= 0
 };
 

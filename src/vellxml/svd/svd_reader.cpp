@@ -358,9 +358,9 @@ private:
     bool readRegister(xml_node node, const Properties& inherited, std::vector<SvdItem>& items);
     bool readCluster(xml_node node, const Properties& inherited, int depth, std::vector<SvdItem>& items);
     bool readFields(const std::vector<xml_node>& chain, const Properties& properties, const QString& owner,
-        std::vector<SvdField>& fields);
+        SvdVector<SvdField>& fields);
     bool readField(
-        xml_node node, const Properties& properties, const QString& owner, std::vector<SvdField>& fields);
+        xml_node node, const Properties& properties, const QString& owner, SvdVector<SvdField>& fields);
     bool readValues(xml_node set, SvdField& field);
     bool count(std::int64_t n, xml_node node)
     {
@@ -640,6 +640,8 @@ bool Reader::readRegister(xml_node node, const Properties& inherited, std::vecto
     Dim dim;
     if (!readDim(children, rawName, dim))
         return false;
+    // The fields and their named values, most of the description, take the texts' arena too.
+    reg.fields = SvdVector<SvdField>(SvdAllocator<SvdField>(&m_strings));
     if (!readFields(chain, properties, rawName, reg.fields))
         return false;
     const std::uint64_t wholeMask = (std::uint64_t {1} << reg.size) - 1;
@@ -738,7 +740,7 @@ bool Reader::readCluster(xml_node node, const Properties& inherited, int depth, 
 }
 
 bool Reader::readFields(const std::vector<xml_node>& chain, const Properties& properties,
-    const QString& owner, std::vector<SvdField>& fields)
+    const QString& owner, SvdVector<SvdField>& fields)
 {
     std::vector<xml_node> members;
     QHash<QString, std::size_t> inherited;
@@ -769,12 +771,13 @@ bool Reader::readFields(const std::vector<xml_node>& chain, const Properties& pr
 }
 
 bool Reader::readField(
-    xml_node node, const Properties& properties, const QString& owner, std::vector<SvdField>& fields)
+    xml_node node, const Properties& properties, const QString& owner, SvdVector<SvdField>& fields)
 {
     std::vector<xml_node> chain;
     if (!chainOf(node, Kind::Field, chain))
         return false;
     SvdField field;
+    field.values = SvdVector<SvdEnumValue>(SvdAllocator<SvdEnumValue>(&m_strings));
     const Children children(chain);
     const QString rawName = text(children, TagName);
     if (rawName.isEmpty())
@@ -911,7 +914,7 @@ bool Reader::readField(
         copy.hasReset = properties.hasReset && ((properties.resetMask >> copy.lsb) & mask) == mask;
         copy.reset = copy.hasReset ? (properties.reset >> copy.lsb) & mask : 0;
         if (copyWidth != width) {
-            std::vector<SvdEnumValue> kept;
+            SvdVector<SvdEnumValue> kept(copy.values.get_allocator());
             for (const SvdEnumValue& value : copy.values) {
                 if ((value.value & ~mask) == 0)
                     kept.push_back(value);
