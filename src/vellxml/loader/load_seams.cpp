@@ -13,20 +13,11 @@ class FileSystemSource final : public FileSource {
 public:
     FileRead read(const QString& path, std::int64_t maxBytes, QByteArray& bytes) override
     {
-        // Only regular files are archives. A device such as /dev/zero never ends and a named pipe blocks
-        // the open itself: an include naming one must not hang the load or exhaust memory.
-        const QFileInfo info(path);
-        // A directory cannot be opened as a file, as before this check.
-        if (!info.exists() || info.isDir())
-            return FileRead::NotOpened;
-        if (!info.isFile())
-            return FileRead::NotRegular;
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly))
-            return FileRead::NotOpened;
-        const qint64 size = file.size();
-        if (size > maxBytes)
-            return FileRead::TooLarge;
+        QFile file;
+        qint64 size = 0;
+        if (const FileRead opened = open(path, maxBytes, QIODevice::ReadOnly, file, size);
+            opened != FileRead::Ok)
+            return opened;
         bytes = file.readAll();
         // A device or a file that changes while it is read gives fewer bytes than its size said.
         if (file.error() != QFileDevice::NoError || bytes.size() < size)
@@ -40,17 +31,12 @@ public:
         const std::function<char*(std::int64_t)>& room, QByteArray& bytes) override
     {
         // As read(), with the bytes read straight into the caller's memory.
-        const QFileInfo info(path);
-        if (!info.exists() || info.isDir())
-            return FileRead::NotOpened;
-        if (!info.isFile())
-            return FileRead::NotRegular;
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-            return FileRead::NotOpened;
-        const qint64 size = file.size();
-        if (size > maxBytes)
-            return FileRead::TooLarge;
+        QFile file;
+        qint64 size = 0;
+        if (const FileRead opened =
+                open(path, maxBytes, QIODevice::ReadOnly | QIODevice::Unbuffered, file, size);
+            opened != FileRead::Ok)
+            return opened;
         char* const data = room(size);
         if (data == nullptr)
             return FileRead::Failed;
@@ -69,6 +55,26 @@ public:
             return read(path, maxBytes, bytes);
         bytes = QByteArray::fromRawData(data, qsizetype(size));
         return FileRead::Ok;
+    }
+
+private:
+    /// Opens `path` into `file` and gives its size, or how the read ends without reading.
+    static FileRead open(
+        const QString& path, std::int64_t maxBytes, QIODevice::OpenMode mode, QFile& file, qint64& size)
+    {
+        // Only regular files are archives. A device such as /dev/zero never ends and a named pipe blocks
+        // the open itself: an include naming one must not hang the load or exhaust memory.
+        const QFileInfo info(path);
+        // A directory cannot be opened as a file, as before this check.
+        if (!info.exists() || info.isDir())
+            return FileRead::NotOpened;
+        if (!info.isFile())
+            return FileRead::NotRegular;
+        file.setFileName(path);
+        if (!file.open(mode))
+            return FileRead::NotOpened;
+        size = file.size();
+        return size > maxBytes ? FileRead::TooLarge : FileRead::Ok;
     }
 };
 
