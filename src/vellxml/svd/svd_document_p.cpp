@@ -9,47 +9,6 @@ namespace vellxml::svd_p {
 
 namespace {
 
-// pugixml takes its memory through process-wide functions. They are replaced once by functions that serve
-// the parse of this thread, while one runs, from the text's arena, and pass every other request to the
-// functions they replaced: another user of pugixml in the process is served as before.
-thread_local SvdArena* t_parseArena = nullptr;
-pugi::allocation_function g_allocate = nullptr;
-pugi::deallocation_function g_deallocate = nullptr;
-
-void* arenaAllocate(std::size_t size)
-{
-    return t_parseArena != nullptr ? t_parseArena->allocate(size) : g_allocate(size);
-}
-
-void arenaDeallocate(void* p)
-{
-    if (t_parseArena == nullptr || !t_parseArena->contains(p))
-        g_deallocate(p);
-}
-
-/// Makes pugixml allocate from `arena` on this thread for its lifetime.
-class ParseArena {
-public:
-    explicit ParseArena(SvdArena* arena)
-        : m_previous(t_parseArena)
-    {
-        static const bool installed = [] {
-            g_allocate = pugi::get_memory_allocation_function();
-            g_deallocate = pugi::get_memory_deallocation_function();
-            pugi::set_memory_management_functions(arenaAllocate, arenaDeallocate);
-            return true;
-        }();
-        (void)installed;
-        t_parseArena = arena;
-    }
-    ParseArena(const ParseArena&) = delete;
-    ParseArena& operator=(const ParseArena&) = delete;
-    ~ParseArena() { t_parseArena = m_previous; }
-
-private:
-    SvdArena* m_previous;
-};
-
 // The parser does not check that attribute names are unique; XML requires it.
 bool uniqueAttributes(const pugi::xml_node& node, QString& duplicate)
 {
@@ -167,19 +126,13 @@ bool SvdText::assign(const char* bytes, std::size_t n)
     return true;
 }
 
-SvdXmlDocument::~SvdXmlDocument()
-{
-    // The tree's memory is the arena's: freed with it, not piece by piece.
-    const ParseArena scope(&m_text.arena);
-    m_document.reset();
-}
+// pugixml takes its nodes through process-wide allocation functions, which a library loaded into another
+// program must leave alone: the tree's memory comes from the general heap.
+SvdXmlDocument::~SvdXmlDocument() = default;
 
 bool SvdXmlDocument::parse(SvdText text, const HwLoadLimits& limits, int& line, int& column, QString& error)
 {
-    {
-        const ParseArena scope(&m_text.arena);
-        m_document.reset();
-    }
+    m_document.reset();
     m_text = std::move(text);
     // One pass over the text into a table in the arena that grows where it lies (nothing else is taken
     // from the arena meanwhile).
@@ -226,11 +179,8 @@ bool SvdXmlDocument::parse(SvdText text, const HwLoadLimits& limits, int& line, 
     const unsigned int options = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol
         | pugi::parse_wconv_attribute | pugi::parse_doctype | pugi::parse_embed_pcdata;
     // The line starts are taken before the parse changes the text.
-    pugi::xml_parse_result result;
-    {
-        const ParseArena scope(&m_text.arena);
-        result = m_document.load_buffer_inplace(m_text.data, m_text.size, options, pugi::encoding_utf8);
-    }
+    const pugi::xml_parse_result result
+        = m_document.load_buffer_inplace(m_text.data, m_text.size, options, pugi::encoding_utf8);
     if (!result) {
         positionOfOffset(result.offset, line, column);
         error = QString::fromUtf8(result.description());

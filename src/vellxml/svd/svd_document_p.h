@@ -12,7 +12,7 @@
 
 namespace vellxml::svd_p {
 
-/// The text of an SVD file in memory of an arena of its own, which the parse tree is made in as well.
+/// The text of an SVD file in memory of an arena of its own, which the table of its line starts shares.
 struct SvdText {
     SvdArena arena;
     char* data = nullptr;
@@ -25,10 +25,10 @@ struct SvdText {
 ///
 /// Vendor SVD files are large and plain (no document type, no entities): they are parsed with pugixml,
 /// whose tree the reader walks and searches directly. The text is parsed inside its own buffer, without
-/// the parser's copy of it, and the parser's nodes are taken from the text's arena (see SvdArena): an
-/// import touches no other fresh memory for the document. The text an element starts with is kept as the
-/// element's own value rather than as a child node (half the nodes of a document of short text elements):
-/// child_value() reads it, first_child() does not see it. Positions come from the nodes' byte offsets in
+/// the parser's copy of it (the nodes come from the general heap: pugixml takes memory only through
+/// process-wide functions, which a library loaded into another program leaves alone). The text an element
+/// starts with is kept as the element's own value rather than as a child node (half the nodes of a document
+/// of short text elements): child_value() reads it, first_child() does not see it. Positions come from the nodes' byte offsets in
 /// the text, turned into 1-based lines and columns (in characters) with a table of line starts taken before
 /// the parse changes the text; a column behind a character reference that decodes to a non-ASCII character
 /// may be counted off. The checks a hostile file needs (no document type, bounded nesting, unique attribute
