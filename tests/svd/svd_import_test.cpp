@@ -302,6 +302,119 @@ TEST_F(SvdImport, HostileFilesAreRefusedWithAPositionedError)
     }
 }
 
+// The file is read into the parser's memory as it is; a text in another encoding, with a byte-order mark
+// or encrypted is converted first. Every form gives the archive set of the UTF-8 text.
+TEST_F(SvdImport, EveryFormOfTheFileGivesTheSameArchiveSet)
+{
+    const QString text = QString::fromUtf8(
+        QByteArray(kFeatures)
+            .replace("<device><name>t</name>",
+                "<device><name>t</name><description>T\xC3\xA9st  chip &amp; \xE2\x80\x94 "
+                "<![CDATA[<raw>]]></description>")
+            .replace("<name>TIM0</name><groupName>",
+                "<name>TIM0</name><description>caf\xC3\xA9\r\n x</description><groupName>"));
+    QList<QPair<QString, QByteArray>> expected;
+    ASSERT_TRUE(convertSvd(text.toUtf8(), QStringLiteral("t.svd"), expected, loadertest::onError, nullptr));
+    auto utf16 = [&text](bool bigEndian) {
+        QByteArray bytes = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
+        for (const QChar c : text) {
+            const char high = char(c.unicode() >> 8);
+            const char low = char(c.unicode() & 0xFF);
+            bytes.append(bigEndian ? high : low).append(bigEndian ? low : high);
+        }
+        return bytes;
+    };
+    QString latin1 = text;
+    latin1.replace(QStringLiteral("<?xml version=\"1.0\"?>"),
+        QStringLiteral("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>"));
+    latin1.replace(QChar(0x2014), QLatin1Char('-'));
+    QList<QPair<QString, QByteArray>> latin1Expected;
+    ASSERT_TRUE(
+        convertSvd(latin1.toUtf8(), QStringLiteral("t.svd"), latin1Expected, loadertest::onError, nullptr));
+    write(QStringLiteral("plain.svd"), text.toUtf8());
+    ASSERT_TRUE(encryptXMLDocument(path(QStringLiteral("plain.svd")), path(QStringLiteral("t.xmd")), nullptr,
+        loadertest::onError, nullptr));
+    QFile encrypted(path(QStringLiteral("t.xmd")));
+    ASSERT_TRUE(encrypted.open(QIODevice::ReadOnly));
+    const struct {
+        const char* form;
+        QByteArray bytes;
+        const QList<QPair<QString, QByteArray>>& files;
+    } rows[] = {
+        {"UTF-8", text.toUtf8(), expected},
+        {"UTF-8 with a byte-order mark", "\xEF\xBB\xBF" + text.toUtf8(), expected},
+        {"UTF-16, little-endian", utf16(false), expected},
+        {"UTF-16, big-endian", utf16(true), expected},
+        {"ISO-8859-1", latin1.toLatin1(), latin1Expected},
+        {"encrypted", encrypted.readAll(), expected},
+    };
+    QDir::setCurrent(path(QString()));
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.form);
+        write(QStringLiteral("t.svd"), row.bytes);
+        ASSERT_TRUE(
+            importSvdFile(QStringLiteral("t.svd"), QStringLiteral("out"), loadertest::onError, nullptr))
+            << ::testing::PrintToString(loadertest::messages().error);
+        for (const auto& file : row.files) {
+            QFile written(path(QStringLiteral("out/") + file.first));
+            ASSERT_TRUE(written.open(QIODevice::ReadOnly)) << file.first.toStdString();
+            EXPECT_EQ(written.readAll().toStdString(), file.second.toStdString()) << file.first.toStdString();
+        }
+        EXPECT_EQ(QDir(path(QStringLiteral("out"))).count(), uint(row.files.size() + 2));
+    }
+    EXPECT_TRUE(loadertest::messages().error.empty());
+}
+
+// The importer keeps the text, its parse and the archives in memory taken in blocks of some megabytes, and
+// an archive's buffer grows where it lies until its block is full: a description whose archives fill
+// several blocks is written as convertSvd() gives it all the same.
+TEST_F(SvdImport, ALargeDescriptionIsWrittenAsConvertSvdGivesIt)
+{
+    QByteArray peripherals;
+    for (int p = 0; p < 40; ++p) {
+        peripherals +=
+            QStringLiteral("<peripheral><name>P%1</name><baseAddress>0x%2</baseAddress><registers>\n")
+                .arg(p)
+                .arg(0x40000000 + p * 0x1000, 0, 16)
+                .toLatin1();
+        for (int r = 0; r < 200; ++r) {
+            peripherals += QStringLiteral("<register><name>R%1</name><description>Register %1 of peripheral "
+                                          "%2.</description><addressOffset>%3</addressOffset><fields>\n")
+                               .arg(r)
+                               .arg(p)
+                               .arg(r * 4)
+                               .toLatin1();
+            for (int f = 0; f < 8; ++f)
+                peripherals +=
+                    QStringLiteral("<field><name>F%1</name><description>Field %1 of register %2 &amp; "
+                                   "its  neighbours.</description><bitOffset>%3</bitOffset><bitWidth>4"
+                                   "</bitWidth></field>\n")
+                        .arg(f)
+                        .arg(r)
+                        .arg(f * 4)
+                        .toLatin1();
+            peripherals += "</fields></register>\n";
+        }
+        peripherals += "</registers></peripheral>\n";
+    }
+    const QByteArray svd = device(peripherals);
+    QList<QPair<QString, QByteArray>> expected;
+    ASSERT_TRUE(convertSvd(svd, QStringLiteral("t.svd"), expected, loadertest::onError, nullptr));
+    qsizetype bytes = 0;
+    for (const auto& file : expected)
+        bytes += file.second.size();
+    ASSERT_GT(bytes, 8 << 20);
+    write(QStringLiteral("t.svd"), svd);
+    QDir::setCurrent(path(QString()));
+    ASSERT_TRUE(importSvdFile(QStringLiteral("t.svd"), QStringLiteral("out"), loadertest::onError, nullptr));
+    for (const auto& file : expected) {
+        QFile written(path(QStringLiteral("out/") + file.first));
+        ASSERT_TRUE(written.open(QIODevice::ReadOnly)) << file.first.toStdString();
+        EXPECT_TRUE(written.readAll() == file.second) << file.first.toStdString();
+    }
+    EXPECT_EQ(QDir(path(QStringLiteral("out"))).count(), uint(expected.size() + 2));
+}
+
 TEST_F(SvdImport, AFailedImportLeavesTheDirectoryAsItWas)
 {
     ASSERT_TRUE(importAndLoad(kFeatures));
@@ -324,6 +437,10 @@ TEST_F(SvdImport, AFailedImportLeavesTheDirectoryAsItWas)
         QStringLiteral("t.svd"), QStringLiteral("out"), loadertest::onError, loadertest::onWarning));
     EXPECT_EQ(QDir(path(QStringLiteral("out"))).entryList(QDir::Files, QDir::Name),
         (QStringList {QStringLiteral("P.xml"), QStringLiteral("chip.xml")}));
+    // The old set is gone, and nothing is left beside the new one.
+    EXPECT_EQ(
+        QDir(path(QString())).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name),
+        (QStringList {QStringLiteral("bad.svd"), QStringLiteral("out"), QStringLiteral("t.svd")}));
 }
 
 } // namespace

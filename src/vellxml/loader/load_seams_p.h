@@ -9,6 +9,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 
 namespace vellxml::loader_p {
 
@@ -27,6 +28,11 @@ public:
     virtual ~FileSource();
     /// The whole content of `path`. A file larger than `maxBytes` gives TooLarge without being read.
     virtual FileRead read(const QString& path, std::int64_t maxBytes, QByteArray& bytes) = 0;
+    /// As read(), into memory of the caller's: `room(n)` is asked once for n bytes (null fails the read)
+    /// and `bytes` refers to them (QByteArray::fromRawData) or, when the source could not deliver into
+    /// them, holds the content itself. This reads into the room, through read().
+    virtual FileRead readInto(const QString& path, std::int64_t maxBytes,
+        const std::function<char*(std::int64_t)>& room, QByteArray& bytes);
 };
 
 /// The file system.

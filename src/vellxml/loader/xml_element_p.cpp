@@ -674,12 +674,15 @@ namespace {
 
 // The bytes of an archive file as the file source delivers them, bounded by the size limit (an encrypted
 // file holds its header and up to one block of filler beyond the plain text).
-int readFileBytes(const QString& path, const HwLoadLimits& limits, QByteArray& bytes, QString& error)
+int readFileBytes(const QString& path, const HwLoadLimits& limits, QByteArray& bytes, QString& error,
+    const std::function<char*(std::int64_t)>* room = nullptr)
 {
     const std::int64_t maxBytes = limits.maxFileSize > std::numeric_limits<std::int64_t>::max() - 64
         ? limits.maxFileSize
         : limits.maxFileSize + static_cast<std::int64_t>(XMD_HEADER_SIZE) + 16;
-    switch (currentFileSource().read(path, maxBytes, bytes)) {
+    FileSource& source = currentFileSource();
+    switch (room != nullptr ? source.readInto(path, maxBytes, *room, bytes)
+                            : source.read(path, maxBytes, bytes)) {
     case FileRead::Ok:
         return READ_OK;
     case FileRead::NotOpened:
@@ -699,9 +702,10 @@ int readFileBytes(const QString& path, const HwLoadLimits& limits, QByteArray& b
 
 } // namespace
 
-int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& bytes, QString& error)
+int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& bytes, QString& error,
+    const std::function<char*(std::int64_t)>* room)
 {
-    if (const int read = readFileBytes(path, limits, bytes, error); read != READ_OK)
+    if (const int read = readFileBytes(path, limits, bytes, error, room); read != READ_OK)
         return read;
     if (bytes.startsWith("EXML")) {
         QByteArray plain;

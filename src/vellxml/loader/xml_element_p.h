@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -233,8 +234,11 @@ namespace vellxml::loader_p {
 enum ReadResult : int { READ_OK = 0, READ_NOT_OPENED = 1, READ_INVALID = 3 };
 
 /// Reads the bytes of a plain archive, or the plain text of an encrypted one, bounded by the size limit.
-/// The encoding is left to the parser. READ_NOT_OPENED leaves `error` empty; READ_INVALID sets it.
-int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& bytes, QString& error);
+/// The encoding is left to the parser. READ_NOT_OPENED leaves `error` empty; READ_INVALID sets it. With
+/// `room`, the file is read into the memory it gives (FileSource::readInto): a plain archive's `bytes`
+/// then refer to that memory.
+int readArchiveFile(const QString& path, const HwLoadLimits& limits, QByteArray& bytes, QString& error,
+    const std::function<char*(std::int64_t)>* room = nullptr);
 
 /// Reads the plain bytes of an encrypted archive, exactly as they were before encryption. A file that is
 /// not an encrypted archive is READ_INVALID with its own message.

@@ -1,7 +1,5 @@
 #include "svd_document_p.h"
 
-#include <QRegularExpression>
-
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -42,7 +40,9 @@ bool uniqueAttributes(const pugi::xml_node& node, QString& duplicate)
     return true;
 }
 
-// The declared encoding of an XML declaration at the start of the text, empty when none is declared.
+// The declared encoding of an XML declaration at the start of the text, empty when none is declared: the
+// first "encoding" in the declaration followed by \s*=\s*["']([^"']*)["'] (ASCII white space), read by hand
+// rather than by a regular expression compiled for the one match of an import.
 QString declaredEncoding(const QByteArray& text)
 {
     if (!text.startsWith("<?xml"))
@@ -50,9 +50,29 @@ QString declaredEncoding(const QByteArray& text)
     const int end = text.indexOf("?>");
     if (end < 0)
         return QString();
-    static const QRegularExpression pattern(QStringLiteral("encoding\\s*=\\s*[\"']([^\"']*)[\"']"));
-    const QRegularExpressionMatch match = pattern.match(QString::fromLatin1(text.left(end)));
-    return match.hasMatch() ? match.captured(1) : QString();
+    const std::string_view declaration(text.constData(), std::size_t(end));
+    auto space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    auto quote = [](char c) { return c == '"' || c == '\''; };
+    constexpr std::string_view name = "encoding";
+    for (std::size_t at = declaration.find(name); at != std::string_view::npos;
+         at = declaration.find(name, at + 1)) {
+        std::size_t i = at + name.size();
+        while (i < declaration.size() && space(declaration[i]))
+            ++i;
+        if (i >= declaration.size() || declaration[i] != '=')
+            continue;
+        ++i;
+        while (i < declaration.size() && space(declaration[i]))
+            ++i;
+        if (i >= declaration.size() || !quote(declaration[i]))
+            continue;
+        const std::size_t first = ++i;
+        while (i < declaration.size() && !quote(declaration[i]))
+            ++i;
+        if (i < declaration.size())
+            return QString::fromLatin1(declaration.data() + first, qsizetype(i - first));
+    }
+    return QString();
 }
 
 QByteArray utf16ToUtf8(const QByteArray& bytes, bool bigEndian)
@@ -91,33 +111,76 @@ bool svdTextToUtf8(QByteArray& bytes, QString& error)
     return false;
 }
 
-bool SvdXmlDocument::parseText(
-    QByteArray utf8, bool inPlace, const HwLoadLimits& limits, int& line, int& column, QString& error)
+bool SvdText::assign(const char* bytes, std::size_t n)
 {
-    m_text = std::move(utf8);
-    m_lineStarts.assign(1, 0);
-    const char* const begin = m_text.constData();
-    const char* const end = begin + m_text.size();
-    std::size_t lines = 1;
-    for (const char* at = begin; (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;
-         ++at)
-        ++lines;
-    m_lineStarts.reserve(lines);
+    // The bytes may lie in the arena given up.
+    SvdArena fresh;
+    auto* const copy = static_cast<char*>(fresh.allocate(n + 1, 1));
+    if (copy == nullptr)
+        return false;
+    std::memcpy(copy, bytes, n);
+    copy[n] = 0;
+    arena = std::move(fresh);
+    data = copy;
+    size = n;
+    return true;
+}
+
+// pugixml takes its nodes through process-wide allocation functions, which a library loaded into another
+// program must leave alone: the tree's memory comes from the general heap.
+SvdXmlDocument::~SvdXmlDocument() = default;
+
+bool SvdXmlDocument::parse(SvdText text, const HwLoadLimits& limits, int& line, int& column, QString& error)
+{
+    m_document.reset();
+    m_text = std::move(text);
+    // One pass over the text into a table in the arena that grows where it lies (nothing else is taken
+    // from the arena meanwhile).
+    const char* const begin = m_text.data;
+    const char* const end = begin + m_text.size;
+    std::size_t capacity = m_text.size / 32 + 64;
+    auto* starts = static_cast<std::ptrdiff_t*>(
+        m_text.arena.allocate(capacity * sizeof(std::ptrdiff_t), alignof(std::ptrdiff_t)));
+    std::size_t lines = 0;
+    auto add = [&](std::ptrdiff_t start) {
+        if (lines == capacity) {
+            const std::size_t more = capacity * 2;
+            if (!m_text.arena.resize(
+                    starts, capacity * sizeof(std::ptrdiff_t), more * sizeof(std::ptrdiff_t))) {
+                auto* const moved = static_cast<std::ptrdiff_t*>(
+                    m_text.arena.allocate(more * sizeof(std::ptrdiff_t), alignof(std::ptrdiff_t)));
+                if (moved == nullptr)
+                    return false;
+                std::memcpy(moved, starts, lines * sizeof(std::ptrdiff_t));
+                starts = moved;
+            }
+            capacity = more;
+        }
+        starts[lines++] = start;
+        return true;
+    };
+    bool stored = starts != nullptr && add(0);
     for (const char* at = begin;
-         (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;) {
+         stored && (at = static_cast<const char*>(std::memchr(at, '\n', end - at))) != nullptr;) {
         ++at;
-        m_lineStarts.push_back(at - begin);
+        stored = add(at - begin);
     }
+    if (!stored) {
+        pugi::xml_parse_result outOfMemory;
+        outOfMemory.status = pugi::status_out_of_memory;
+        error = QString::fromUtf8(outOfMemory.description());
+        return false;
+    }
+    m_text.arena.resize(starts, capacity * sizeof(std::ptrdiff_t), lines * sizeof(std::ptrdiff_t));
+    m_lineStarts = starts;
+    m_lines = lines;
     line = 0;
     column = 0;
     const unsigned int options = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol
-        | pugi::parse_wconv_attribute | pugi::parse_doctype | (inPlace ? pugi::parse_embed_pcdata : 0);
-    // The line starts are taken before an in-place parse changes the text.
-    const pugi::xml_parse_result result = inPlace
-        ? m_document.load_buffer_inplace(
-            m_text.data(), static_cast<std::size_t>(m_text.size()), options, pugi::encoding_utf8)
-        : m_document.load_buffer(
-            m_text.constData(), static_cast<std::size_t>(m_text.size()), options, pugi::encoding_utf8);
+        | pugi::parse_wconv_attribute | pugi::parse_doctype | pugi::parse_embed_pcdata;
+    // The line starts are taken before the parse changes the text.
+    const pugi::xml_parse_result result
+        = m_document.load_buffer_inplace(m_text.data, m_text.size, options, pugi::encoding_utf8);
     if (!result) {
         positionOfOffset(result.offset, line, column);
         error = QString::fromUtf8(result.description());
@@ -126,8 +189,9 @@ bool SvdXmlDocument::parseText(
     // This parser would leave a document type's entities and defaults unapplied: an SVD file has none.
     for (const pugi::xml_node& node : m_document.children()) {
         if (node.type() == pugi::node_doctype) {
-            const int at = m_text.indexOf("<!DOCTYPE");
-            positionOfOffset(at < 0 ? 0 : at, line, column);
+            const std::string_view whole(m_text.data, m_text.size);
+            const std::size_t at = whole.find("<!DOCTYPE");
+            positionOfOffset(at == std::string_view::npos ? 0 : std::ptrdiff_t(at), line, column);
             error = QStringLiteral("A document type declaration is not allowed.");
             return false;
         }
@@ -176,14 +240,14 @@ void SvdXmlDocument::position(const pugi::xml_node& element, int& line, int& col
 
 void SvdXmlDocument::positionOfOffset(std::ptrdiff_t offset, int& line, int& column) const
 {
-    offset = std::clamp<std::ptrdiff_t>(offset, 0, m_text.size());
-    const auto next = std::upper_bound(m_lineStarts.begin(), m_lineStarts.end(), offset);
+    offset = std::clamp<std::ptrdiff_t>(offset, 0, std::ptrdiff_t(m_text.size));
+    const auto next = std::upper_bound(m_lineStarts, m_lineStarts + m_lines, offset);
     const std::ptrdiff_t start = *(next - 1);
-    line = static_cast<int>(next - m_lineStarts.begin());
+    line = static_cast<int>(next - m_lineStarts);
     column = 1;
     for (std::ptrdiff_t i = start; i < offset; ++i) {
         // Count characters, not bytes: UTF-8 continuation bytes do not start one.
-        if ((static_cast<unsigned char>(m_text.constData()[i]) & 0xC0) != 0x80)
+        if ((static_cast<unsigned char>(m_text.data[i]) & 0xC0) != 0x80)
             ++column;
     }
 }

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -15,15 +14,32 @@ namespace {
 
 /// Markup written straight into UTF-8 bytes, indented two spaces a level. The archive sets are large (a
 /// vendor chip gives megabytes) and this is most of an import's work, so it stays this simple: one buffer
-/// that becomes the file without a copy, texts appended without a converted copy of each.
+/// that becomes the file without a copy, texts appended without a converted copy of each. With an arena the
+/// buffer is taken from it and grows in place there (each archive is written whole before the next one
+/// starts, so its buffer is the arena's last piece).
 class XmlOut {
 public:
-    XmlOut() { m_text.resize(1 << 16); }
+    explicit XmlOut(SvdArena* arena)
+        : m_arena(arena)
+    {
+        reserve(std::size_t {1} << 16);
+    }
     /// The text written; the writer is empty afterwards.
     QByteArray take()
     {
-        m_text.truncate(int(m_size));
+        const std::size_t size = m_size;
         m_size = 0;
+        if (m_arena != nullptr && m_data != nullptr) {
+            // The room not written is given back to the arena for the next archive.
+            m_arena->resize(m_data, m_capacity, size);
+            const char* const data = m_data;
+            m_data = nullptr;
+            m_capacity = 0;
+            return QByteArray::fromRawData(data, qsizetype(size));
+        }
+        m_text.truncate(qsizetype(size));
+        m_data = nullptr;
+        m_capacity = 0;
         return std::move(m_text);
     }
 
@@ -64,6 +80,18 @@ public:
         *this += name;
         *this += hexadecimal ? "=\"0x" : "=\"";
         append(digits, std::size_t(result.ptr - digits));
+        *this += '"';
+    }
+    /// A bit range "MSB:LSB" in decimal.
+    void writeRangeAttribute(const char* name, int msb, int lsb)
+    {
+        char digits[24];
+        *this += ' ';
+        *this += name;
+        *this += "=\"";
+        append(digits, std::size_t(std::to_chars(digits, digits + sizeof digits, msb).ptr - digits));
+        *this += ':';
+        append(digits, std::size_t(std::to_chars(digits, digits + sizeof digits, lsb).ptr - digits));
         *this += '"';
     }
     void writeCharacters(const QString& text)
@@ -137,7 +165,7 @@ private:
                 break;
             *out++ = char(u);
         }
-        m_size = std::size_t(out - m_text.data());
+        m_size = std::size_t(out - m_data);
         if (at == end)
             return;
         // The rest, from the first character that needs more than a byte.
@@ -169,11 +197,33 @@ private:
     /// Room for `n` more bytes, taken: the caller writes them.
     char* room(std::size_t n)
     {
-        if (m_size + n > std::size_t(m_text.size()))
-            m_text.resize(int(std::max(m_size + n, std::size_t(m_text.size()) * 2)));
-        char* at = m_text.data() + m_size;
+        if (m_size + n > m_capacity)
+            reserve(std::max(m_size + n, m_capacity * 2));
+        char* at = m_data + m_size;
         m_size += n;
         return at;
+    }
+    void reserve(std::size_t capacity)
+    {
+        if (m_arena != nullptr) {
+            if (m_data != nullptr && m_arena->resize(m_data, m_capacity, capacity)) {
+                m_capacity = capacity;
+                return;
+            }
+            if (auto* const data = static_cast<char*>(m_arena->allocate(capacity, 1))) {
+                if (m_size > 0)
+                    std::memcpy(data, m_data, m_size);
+                m_data = data;
+                m_capacity = capacity;
+                return;
+            }
+            // Out of arena memory: the buffer goes on in memory of its own.
+            m_text = QByteArray(m_data, qsizetype(m_size));
+            m_arena = nullptr;
+        }
+        m_text.resize(qsizetype(capacity));
+        m_data = m_text.data();
+        m_capacity = capacity;
     }
     void append(const char* bytes, std::size_t n) { std::memcpy(room(n), bytes, n); }
     XmlOut& operator+=(const char* text)
@@ -187,8 +237,12 @@ private:
         return *this;
     }
 
-    /// The text is m_text's first m_size bytes; the rest is room to grow into.
+    SvdArena* m_arena;
+    /// The text is the first m_size bytes of m_data (m_text's, without an arena); the rest, up to
+    /// m_capacity, is room to grow into.
     QByteArray m_text;
+    char* m_data = nullptr;
+    std::size_t m_capacity = 0;
     std::size_t m_size = 0;
     std::vector<Open> m_open;
     std::size_t m_mixed = 0; ///< depth of the element holding text: no indentation inside it
@@ -414,9 +468,7 @@ public:
             if (f.msb == f.lsb) {
                 xml.writeAttribute("pos", std::uint64_t(f.lsb));
             } else {
-                char pos[16];
-                std::snprintf(pos, sizeof pos, "%d:%d", f.msb, f.lsb);
-                xml.writeAttribute("pos", QString::fromLatin1(pos));
+                xml.writeRangeAttribute("pos", f.msb, f.lsb);
             }
             if (f.access != QLatin1String("rw"))
                 xml.writeAttribute("access", f.access);
@@ -504,7 +556,7 @@ private:
 } // namespace
 
 bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, SvdMessages& messages,
-    QList<QPair<QString, QByteArray>>& files, HwSvdImportSummary& summary)
+    QList<QPair<QString, QByteArray>>& files, HwSvdImportSummary& summary, SvdArena* output)
 {
     Q_UNUSED(limits);
     Layout layout(messages);
@@ -519,7 +571,7 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
             return false;
         if (layers.empty())
             layers.push_back(Layer {});
-        XmlOut xml;
+        XmlOut xml(output);
         xml.writeStartDocument();
         xml.writeStartElement("archive");
         std::vector<std::uint64_t>& starts = shifts[p.typeName];
@@ -545,7 +597,7 @@ bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, Svd
         archives.append({p.typeName + QStringLiteral(".xml"), xml.take()});
     }
 
-    XmlOut xml;
+    XmlOut xml(output);
     xml.writeStartDocument();
     xml.writeStartElement("archive");
     xml.writeStartElement("comment");

@@ -4,6 +4,8 @@
 // The SVD description once read: derivations resolved, properties inherited, arrays decided. The reader
 // (svd_reader.cpp) builds it, the layout (svd_layout.cpp) writes it as archives.
 
+#include <vellxml/svd/svd_arena_p.h>
+#include <vellxml/svd/svd_document_p.h>
 #include <vellxml/svd/svd_import.h>
 
 #include <QByteArray>
@@ -37,7 +39,7 @@ struct SvdField {
     QString access;
     bool hasReset = false;
     std::uint64_t reset = 0;
-    std::vector<SvdEnumValue> values;
+    SvdVector<SvdEnumValue> values;
 };
 
 struct SvdCluster;
@@ -49,7 +51,7 @@ struct SvdRegister {
     int size = 32; ///< in bits: 8, 16 or 32
     bool readable = true;
     bool writable = true;
-    std::vector<SvdField> fields;
+    SvdVector<SvdField> fields;
     int count = -1; ///< an array of registers of `size` bits each when >= 0
 };
 
@@ -106,13 +108,16 @@ struct SvdMessages {
     void fail(int line, int column, const QString& text);
 };
 
-/// Reads the SVD text into `device`. False after an error (reported). The text is parsed in place: given
-/// its only reference, it is not copied.
-bool readSvd(QByteArray text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device);
+/// Reads the SVD text into `device`. False after an error (reported). The text is parsed in place. Texts of
+/// the device may refer to memory of `strings`, which must outlive the device.
+bool readSvd(SvdText text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdArena& strings,
+    SvdDevice& device);
 
-/// Writes the archive set of a device, root file first. False after an error (reported).
+/// Writes the archive set of a device, root file first. False after an error (reported). With `output`,
+/// the files' contents are written into its memory and refer to it (QByteArray::fromRawData): the arena
+/// must outlive them.
 bool writeArchives(const SvdDevice& device, const HwSvdImportLimits& limits, SvdMessages& messages,
-    QList<QPair<QString, QByteArray>>& files, HwSvdImportSummary& summary);
+    QList<QPair<QString, QByteArray>>& files, HwSvdImportSummary& summary, SvdArena* output = nullptr);
 
 /// An SVD number: decimal, 0x hexadecimal, # or 0b binary, with an optional k, M or G multiplier. False
 /// for anything else or a value beyond 64 bits. `dontCare`, when given, accepts x digits in binary and

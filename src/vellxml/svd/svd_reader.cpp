@@ -2,7 +2,6 @@
 #include <vellxml/svd/svd_model_p.h>
 
 #include <QHash>
-#include <QRegularExpression>
 
 #include <algorithm>
 #include <cstring>
@@ -121,10 +120,12 @@ bool sameName(const QString& a, const QString& b)
 }
 
 /// The text with white space collapsed, as QString::simplified() gives it. Nearly every SVD text is ASCII:
-/// those are collapsed byte by byte and converted once, without a UTF-16 copy to simplify; a text with other
-/// characters (which may be Unicode spaces, such as no-break or ideographic spaces) takes
-/// QString::simplified().
-QString cleanText(const char* raw)
+/// those are collapsed byte by byte into memory of `arena` and referred to there (QString::fromRawData), so
+/// that the many short texts of a description take no allocation each; the arena outlives every use of
+/// them. A text with other characters (which may be Unicode spaces, such as no-break or ideographic
+/// spaces) takes QString::simplified(). Without an arena (texts compared in a search and dropped) the text
+/// is a QString of its own.
+QString cleanText(const char* raw, SvdArena* arena)
 {
     bool clean = *raw != ' ';
     bool ascii = true;
@@ -139,27 +140,35 @@ QString cleanText(const char* raw)
     const auto length = qsizetype(at - raw);
     if (!ascii) // the text may hold Unicode spaces, which only QString knows
         return QString::fromUtf8(raw, length).simplified();
-    if (clean)
-        return QString::fromLatin1(raw, length);
-    QString text(length, Qt::Uninitialized);
-    QChar* out = text.data();
-    QChar* const first = out;
-    bool space = true; // at the start, or after a space: further white space is dropped
-    for (const char* in = raw; in < at; ++in) {
-        const char c = *in;
-        if (c == ' ' || (c >= '\t' && c <= '\r')) {
-            if (!space)
-                *out++ = QLatin1Char(' ');
-            space = true;
-        } else {
-            *out++ = QLatin1Char(c);
-            space = false;
+    if (length == 0)
+        return QString::fromLatin1(raw, 0);
+    auto* const first = arena != nullptr
+        ? static_cast<QChar*>(arena->allocate(std::size_t(length) * sizeof(QChar), alignof(QChar)))
+        : nullptr;
+    if (first == nullptr)
+        return clean ? QString::fromLatin1(raw, length) : QString::fromLatin1(raw, length).simplified();
+    QChar* out = first;
+    if (clean) {
+        for (const char* in = raw; in < at; ++in)
+            *out++ = QLatin1Char(*in);
+    } else {
+        bool space = true; // at the start, or after a space: further white space is dropped
+        for (const char* in = raw; in < at; ++in) {
+            const char c = *in;
+            if (c == ' ' || (c >= '\t' && c <= '\r')) {
+                if (!space)
+                    *out++ = QLatin1Char(' ');
+                space = true;
+            } else {
+                *out++ = QLatin1Char(c);
+                space = false;
+            }
         }
+        if (out > first && space)
+            --out;
+        // The room not taken is left unused.
     }
-    if (out > first && space)
-        --out;
-    text.truncate(qsizetype(out - first));
-    return text;
+    return QString::fromRawData(first, qsizetype(out - first));
 }
 
 /// A bit range "[msb:lsb]", spaces allowed anywhere. A number beyond 64 bits gives the largest value, which
@@ -275,10 +284,12 @@ QString dimName(QString name, const QString& index)
 
 class Reader {
 public:
-    Reader(const SvdXmlDocument& document, const HwSvdImportLimits& limits, SvdMessages& messages)
+    Reader(const SvdXmlDocument& document, const HwSvdImportLimits& limits, SvdMessages& messages,
+        SvdArena& strings)
         : m_document(document)
         , m_limits(limits)
         , m_messages(messages)
+        , m_strings(strings)
     {
     }
 
@@ -301,9 +312,14 @@ private:
         return false;
     }
 
-    static QString childText(xml_node node, const char* child)
+    QString childText(xml_node node, const char* child) const
     {
-        return cleanText(node.child(child).child_value());
+        return cleanText(node.child(child).child_value(), &m_strings);
+    }
+    /// childText() for a comparison: the text does not stay in the arena.
+    static QString searchText(xml_node node, const char* child)
+    {
+        return cleanText(node.child(child).child_value(), nullptr);
     }
     /// The last non-empty value of `child` along a derivation chain (own element last).
     static xml_node lastChild(const std::vector<xml_node>& chain, const char* child)
@@ -314,11 +330,14 @@ private:
         }
         return xml_node();
     }
-    static QString chainText(const std::vector<xml_node>& chain, const char* child)
+    QString chainText(const std::vector<xml_node>& chain, const char* child) const
     {
-        return cleanText(lastChild(chain, child).child_value());
+        return cleanText(lastChild(chain, child).child_value(), &m_strings);
     }
-    static QString text(const Children& children, Tag tag) { return cleanText(children[tag].child_value()); }
+    QString text(const Children& children, Tag tag) const
+    {
+        return cleanText(children[tag].child_value(), &m_strings);
+    }
 
     bool number(xml_node node, std::uint64_t& value) const
     {
@@ -339,9 +358,9 @@ private:
     bool readRegister(xml_node node, const Properties& inherited, std::vector<SvdItem>& items);
     bool readCluster(xml_node node, const Properties& inherited, int depth, std::vector<SvdItem>& items);
     bool readFields(const std::vector<xml_node>& chain, const Properties& properties, const QString& owner,
-        std::vector<SvdField>& fields);
+        SvdVector<SvdField>& fields);
     bool readField(
-        xml_node node, const Properties& properties, const QString& owner, std::vector<SvdField>& fields);
+        xml_node node, const Properties& properties, const QString& owner, SvdVector<SvdField>& fields);
     bool readValues(xml_node set, SvdField& field);
     bool count(std::int64_t n, xml_node node)
     {
@@ -356,6 +375,7 @@ private:
     const SvdXmlDocument& m_document;
     const HwSvdImportLimits& m_limits;
     SvdMessages& m_messages;
+    SvdArena& m_strings; ///< the texts of the description, as long as the device lives
     QHash<QString, xml_node> m_peripherals;
     QMultiHash<QString, xml_node> m_enumerations;
     bool m_enumerationsIndexed = false;
@@ -395,7 +415,7 @@ xml_node Reader::walk(const QStringList& tokens) const
         xml_node next;
         auto look = [&](xml_node parent, const char* tag) {
             for (xml_node child = parent.child(tag); child && !next; child = child.next_sibling(tag)) {
-                if (sameName(childText(child, "name"), tokens[i]))
+                if (sameName(searchText(child, "name"), tokens[i]))
                     next = child;
             }
         };
@@ -424,13 +444,13 @@ xml_node Reader::resolve(xml_node node, const QString& reference, Kind kind)
         const xml_node parent = node.parent();
         for (xml_node sibling = parent.child(node.name()); sibling;
              sibling = sibling.next_sibling(node.name())) {
-            if (sibling != node && sameName(childText(sibling, "name"), reference))
+            if (sibling != node && sameName(searchText(sibling, "name"), reference))
                 return sibling;
         }
         if (kind == Kind::RegisterOrCluster) {
             const char* other = std::strcmp(node.name(), "register") == 0 ? "cluster" : "register";
             for (xml_node sibling = parent.child(other); sibling; sibling = sibling.next_sibling(other)) {
-                if (sameName(childText(sibling, "name"), reference))
+                if (sameName(searchText(sibling, "name"), reference))
                     return sibling;
             }
         }
@@ -510,15 +530,21 @@ bool Reader::readDim(const Children& children, const QString& name, Dim& dim)
     dim.bracket = name.contains(QStringLiteral("[%s]"));
     const xml_node indexNode = children[TagDimIndex];
     const QString index = QString::fromUtf8(indexNode.child_value()).simplified().remove(QLatin1Char(' '));
-    static const QRegularExpression numbers(QStringLiteral("^([0-9]+)-([0-9]+)$"));
-    static const QRegularExpression letters(QStringLiteral("^([A-Z])-([A-Z])$"));
-    if (const QRegularExpressionMatch m = numbers.match(index); m.hasMatch()) {
-        const qint64 first = m.captured(1).toLongLong();
-        const qint64 last = m.captured(2).toLongLong();
+    // A range of numbers ("0-7") or of capital letters ("A-D"), or a list.
+    auto digits = [](QStringView text) {
+        return !text.isEmpty() && std::all_of(text.begin(), text.end(), [](QChar c) {
+            return c.unicode() >= '0' && c.unicode() <= '9';
+        });
+    };
+    auto capital = [](QChar c) { return c.unicode() >= 'A' && c.unicode() <= 'Z'; };
+    const qsizetype dash = index.indexOf(QLatin1Char('-'));
+    if (dash > 0 && digits(QStringView(index).left(dash)) && digits(QStringView(index).mid(dash + 1))) {
+        const qint64 first = index.left(dash).toLongLong();
+        const qint64 last = index.mid(dash + 1).toLongLong();
         for (qint64 i = first; i <= last && dim.indices.size() <= dim.count; ++i)
             dim.indices.append(QString::number(i));
-    } else if (const QRegularExpressionMatch l = letters.match(index); l.hasMatch()) {
-        for (QChar c = l.captured(1)[0]; c <= l.captured(2)[0]; c = QChar(c.unicode() + 1))
+    } else if (index.size() == 3 && dash == 1 && capital(index[0]) && capital(index[2])) {
+        for (QChar c = index[0]; c <= index[2]; c = QChar(c.unicode() + 1))
             dim.indices.append(QString(c));
     } else if (!index.isEmpty()) {
         dim.indices = index.split(QLatin1Char(','));
@@ -614,6 +640,8 @@ bool Reader::readRegister(xml_node node, const Properties& inherited, std::vecto
     Dim dim;
     if (!readDim(children, rawName, dim))
         return false;
+    // The fields and their named values, most of the description, take the texts' arena too.
+    reg.fields = SvdVector<SvdField>(SvdAllocator<SvdField>(&m_strings));
     if (!readFields(chain, properties, rawName, reg.fields))
         return false;
     const std::uint64_t wholeMask = (std::uint64_t {1} << reg.size) - 1;
@@ -712,7 +740,7 @@ bool Reader::readCluster(xml_node node, const Properties& inherited, int depth, 
 }
 
 bool Reader::readFields(const std::vector<xml_node>& chain, const Properties& properties,
-    const QString& owner, std::vector<SvdField>& fields)
+    const QString& owner, SvdVector<SvdField>& fields)
 {
     std::vector<xml_node> members;
     QHash<QString, std::size_t> inherited;
@@ -743,12 +771,13 @@ bool Reader::readFields(const std::vector<xml_node>& chain, const Properties& pr
 }
 
 bool Reader::readField(
-    xml_node node, const Properties& properties, const QString& owner, std::vector<SvdField>& fields)
+    xml_node node, const Properties& properties, const QString& owner, SvdVector<SvdField>& fields)
 {
     std::vector<xml_node> chain;
     if (!chainOf(node, Kind::Field, chain))
         return false;
     SvdField field;
+    field.values = SvdVector<SvdEnumValue>(SvdAllocator<SvdEnumValue>(&m_strings));
     const Children children(chain);
     const QString rawName = text(children, TagName);
     if (rawName.isEmpty())
@@ -885,7 +914,7 @@ bool Reader::readField(
         copy.hasReset = properties.hasReset && ((properties.resetMask >> copy.lsb) & mask) == mask;
         copy.reset = copy.hasReset ? (properties.reset >> copy.lsb) & mask : 0;
         if (copyWidth != width) {
-            std::vector<SvdEnumValue> kept;
+            SvdVector<SvdEnumValue> kept(copy.values.get_allocator());
             for (const SvdEnumValue& value : copy.values) {
                 if ((value.value & ~mask) == 0)
                     kept.push_back(value);
@@ -910,6 +939,11 @@ bool Reader::readValues(xml_node set, SvdField& field)
     for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
         if (!it->child("enumeratedValue"))
             continue;
+        // Counted first: a field of many values would otherwise move them again and again as they grow.
+        std::size_t count = 0;
+        for (xml_node node = it->child("enumeratedValue"); node; node = node.next_sibling("enumeratedValue"))
+            ++count;
+        field.values.reserve(field.values.size() + count);
         for (xml_node node = it->child("enumeratedValue"); node;
              node = node.next_sibling("enumeratedValue")) {
             SvdEnumValue value;
@@ -1219,18 +1253,18 @@ QString identifier(const QString& name)
     return out;
 }
 
-bool readSvd(QByteArray text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdDevice& device)
+bool readSvd(SvdText text, const HwSvdImportLimits& limits, SvdMessages& messages, SvdArena& strings,
+    SvdDevice& device)
 {
     SvdXmlDocument document;
     int line = 0;
     int column = 0;
     QString error;
-    // The SVD text is read once: parsed in place, it is not copied (a text shared with the caller is).
-    if (!document.parseInPlace(std::move(text), limits.document, line, column, error)) {
+    if (!document.parse(std::move(text), limits.document, line, column, error)) {
         messages.fail(line, column, error);
         return false;
     }
-    Reader reader(document, limits, messages);
+    Reader reader(document, limits, messages, strings);
     return reader.run(device) && !messages.failed;
 }
 
