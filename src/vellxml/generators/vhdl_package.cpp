@@ -212,11 +212,19 @@ void HwValuable::buildPhysicalMap()
     QString upExpr;
     int up = -1;
     bool first = true;
+    bool numeric = true; // every position text so far a number: the physical texts are numbers too
     for (const auto& field : m_bitFields) {
         const int width = std::max(0, static_cast<int>(field->getBitSize()));
-        const QString downExpr = first ? QStringLiteral("0") : upExpr + QLatin1String("+1");
         const int down = up + 1;
         up = down + width - 1;
+        if (numeric && field->positionTextsAreNumbers()) {
+            field->setPhysicalPositions(QString::number(up), up, QString::number(down), down);
+            upExpr = field->getPhysUpExpr();
+            first = false;
+            continue;
+        }
+        numeric = false;
+        const QString downExpr = first ? QStringLiteral("0") : upExpr + QLatin1String("+1");
         upExpr = downExpr + QLatin1Char('+') + term(field->getUpExpr()) + QLatin1Char('-')
             + term(field->getDownExpr());
         field->setPhysicalPositions(isNumeric(upExpr) ? QString::number(up) : upExpr, up,
@@ -236,8 +244,11 @@ void HwValuable::buildPhysicalMap()
 
 QString HwBitField::vhdl_logical_serialize(int, HwVHDLNames& names)
 {
-    const Position up = evaluatePosition(getValuable(), getUpExpr(), m_upPos);
-    const Position down = evaluatePosition(getValuable(), getDownExpr(), m_downPos);
+    // Texts that are the numbers need no evaluation.
+    const Position up
+        = m_upIsNumber ? Position {true, m_upPos} : evaluatePosition(getValuable(), getUpExpr(), m_upPos);
+    const Position down
+        = m_downIsNumber ? Position {true, m_downPos} : evaluatePosition(getValuable(), getDownExpr(), m_downPos);
     if (!up.ok || !down.ok) {
         reportEvaluationError();
         return QString();

@@ -78,6 +78,8 @@ public:
     int getDownPos() const { return m_downPos; }
     /// The positions' texts. Most are the positions' own decimal numbers, which are not stored but made when
     /// asked: a large chip then keeps no text at all for most of its fields.
+    /// True when both position texts are the positions' decimal numbers (no expression to evaluate).
+    bool positionTextsAreNumbers() const { return m_upIsNumber && m_downIsNumber; }
     QString getUpExpr() const
     {
         return m_upIsNumber ? QString::number(m_upPos) : extrasOrNull() ? extrasOrNull()->upExpr : QString();
