@@ -103,6 +103,13 @@ const ShellRow kShellRows[] = {
         "find 0x4000440C\nfind 0x4000440F\nfind 0x4000440B\nfind 0x4000002C\nfind 0x40020031\nfind 0x10\n",
         "UART0.ISR\nUART0.ISR + 0x3\nUART0.Reserved_0000000A_16 + 0x1\nTIM2.CCR[3]\nDMA1.CH[1].DESC + 0x1\n",
         "line 6: error: no element at 0x10\n", 1},
+    {"ls of an array lists its items, inside an array item too",
+        "ls DMA1.CH[1].MAR\nls DMA1.CH[1].MAR.\n",
+        "MAR[0]                   uint8*  Memory buffers of circular mode.\n"
+        "MAR[1]                   uint8*  Memory buffers of circular mode.\n"
+        "MAR[0]                   uint8*  Memory buffers of circular mode.\n"
+        "MAR[1]                   uint8*  Memory buffers of circular mode.\n",
+        "", 0},
     {"memory by address, with the width of each access",
         "write32 0x40004400 0x1001\nUART0.CR1.r\nread8 0x40004401\nread16 0x40004400 2\n"
         "write8 0x40004401 0x1FF\nread32 0x40004402\nread32 0x40004400 0\n",

@@ -227,20 +227,8 @@ bool listCompletions(QString path)
 {
     if (path.endsWith(QLatin1Char('.')))
         path.chop(1);
-    if (!path.isEmpty()) {
-        QString error;
-        if (!resolvePath(*g_session.map, path, error))
-            return printErr(error);
-    }
-    const CXMLCompletionList list =
-        g_session.map->getCompletionListFromPath(path.isEmpty() ? path : path + QLatin1Char('.'));
-    if (list.isEmpty())
-        return printErr(QStringLiteral("nothing follows %1").arg(path));
-    for (auto it = list.cbegin(); it != list.cend(); ++it) {
-        const CXMLCompletionEntry& entry = it.value();
-        if (it.key().isEmpty())
-            continue; // reserved gaps
-        QString line = it.key();
+    auto print = [](const QString& name, const CXMLCompletionEntry& entry) {
+        QString line = name;
         if (!entry.arguments.isEmpty())
             line += QLatin1Char(' ') + entry.arguments;
         line = line.leftJustified(24);
@@ -250,6 +238,29 @@ bool listCompletions(QString path)
             line += QLatin1Char(' ') + entry.result
                 + (entry.help.isEmpty() ? QString() : QStringLiteral("  ") + entry.help);
         printOut(line);
+    };
+    if (!path.isEmpty()) {
+        QString error;
+        const PathTarget target = resolvePath(*g_session.map, path, error);
+        if (!target)
+            return printErr(error);
+        // Nothing follows an array's own name but its items: those are listed.
+        if (target.element && target.element->isArray()) {
+            const auto& items = static_cast<const HwArray*>(target.element)->getMemberList();
+            if (items.empty())
+                return printErr(QStringLiteral("nothing follows %1").arg(path));
+            for (const auto& item : items)
+                print(item->getName(), HwMemoryMap::getCompletionEntryFromElement(item.get()));
+            return true;
+        }
+    }
+    const CXMLCompletionList list =
+        g_session.map->getCompletionListFromPath(path.isEmpty() ? path : path + QLatin1Char('.'));
+    if (list.isEmpty())
+        return printErr(QStringLiteral("nothing follows %1").arg(path));
+    for (auto it = list.cbegin(); it != list.cend(); ++it) {
+        if (!it.key().isEmpty()) // reserved gaps have no name
+            print(it.key(), it.value());
     }
     return true;
 }
