@@ -1,5 +1,6 @@
 #include "format_p.h"
 
+#include <vellxml/huge_blocks_p.h>
 #include <vellxml/model/bitfield.h>
 #include <vellxml/model/composites.h>
 #include <vellxml/model/element.h>
@@ -9,10 +10,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <new>
-
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
 
 using vellxml::model_p::hex8;
 
@@ -41,7 +38,7 @@ namespace {
 // millions of elements and a teardown frees them all: each is a few instructions and no lock. The chunks
 // are backed by huge pages where the system offers them, so the first touch of a chip's memory costs a
 // page fault per 2 MiB instead of per 4 KiB.
-constexpr std::size_t kChunk = std::size_t {2} << 20;
+constexpr std::size_t kChunk = vellxml::memory_p::kHugeBlock;
 constexpr std::size_t kLargest = 512;
 constexpr std::size_t kGranule = 8;
 
@@ -60,36 +57,18 @@ std::atomic<bool> g_anyChunkMade {false};
 
 char* mapChunk()
 {
-#if defined(__linux__)
-    // Twice the size, then trimmed to a 2 MiB boundary, so that the chunk can be one huge page and its
-    // header is found from any address in it.
-    void* mapped = mmap(nullptr, 2 * kChunk, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapped == MAP_FAILED)
-        throw std::bad_alloc();
-    char* base = static_cast<char*>(mapped);
-    char* aligned = reinterpret_cast<char*>(
-        (reinterpret_cast<std::uintptr_t>(base) + kChunk - 1) & ~(std::uintptr_t {kChunk} - 1));
-    if (aligned != base)
-        munmap(base, static_cast<std::size_t>(aligned - base));
-    if (aligned + kChunk != base + 2 * kChunk)
-        munmap(aligned + kChunk, static_cast<std::size_t>(base + 2 * kChunk - (aligned + kChunk)));
     // The process's first chunk stays in small pages: a program that makes a few elements keeps a few pages.
-    if (g_anyChunkMade.exchange(true, std::memory_order_relaxed))
-        madvise(aligned, kChunk, MADV_HUGEPAGE);
-    return aligned;
-#else
-    return static_cast<char*>(::operator new(kChunk, std::align_val_t {kChunk}));
-#endif
+    const bool hugePages = g_anyChunkMade.exchange(true, std::memory_order_relaxed);
+    char* const chunk = vellxml::memory_p::mapHugeBlock(kChunk, hugePages);
+    if (chunk == nullptr)
+        throw std::bad_alloc();
+    return chunk;
 }
 
 void unmapChunk(ChunkHeader* chunk) noexcept
 {
     chunk->~ChunkHeader();
-#if defined(__linux__)
-    munmap(chunk, kChunk);
-#else
-    ::operator delete(static_cast<void*>(chunk), std::align_val_t {kChunk});
-#endif
+    vellxml::memory_p::unmapHugeBlock(reinterpret_cast<char*>(chunk), kChunk);
 }
 
 void dropOne(ChunkHeader* chunk) noexcept
@@ -210,11 +189,18 @@ HwXMLElement::ElementExtras& HwXMLElement::extras()
     return *m_extras.data(); // a copy's own from here on
 }
 
+void HwXMLElement::storeRareText(QString ElementExtras::*field, const QString& text)
+{
+    // Clearing a text that was never set allocates nothing, and giving a copy the text it shares with its
+    // source keeps the sharing.
+    const ElementExtras* shared = m_extras.constData();
+    if (shared ? shared->*field != text : !text.isEmpty())
+        extras().*field = text;
+}
+
 void HwXMLElement::setTypeName(const QString& typeName)
 {
-    const ElementExtras* shared = m_extras.constData();
-    if (shared ? shared->typeName != typeName : !typeName.isEmpty())
-        extras().typeName = typeName;
+    storeRareText(&ElementExtras::typeName, typeName);
 }
 
 QStringList HwXMLElement::getCKeywords() const
@@ -245,10 +231,7 @@ QString HwXMLElement::getCategory() const
 
 void HwXMLElement::setCategory(const QString& category)
 {
-    // Clearing a field that was never set allocates nothing.
-    const ElementExtras* shared = m_extras.constData();
-    if (shared ? shared->category != category : !category.isEmpty())
-        extras().category = category;
+    storeRareText(&ElementExtras::category, category);
 }
 
 QString HwXMLElement::getAnnotation() const
@@ -258,9 +241,7 @@ QString HwXMLElement::getAnnotation() const
 
 void HwXMLElement::setAnnotation(const QString& annotation)
 {
-    const ElementExtras* shared = m_extras.constData();
-    if (shared ? shared->annotation != annotation : !annotation.isEmpty())
-        extras().annotation = annotation;
+    storeRareText(&ElementExtras::annotation, annotation);
 }
 
 void HwXMLElement::reparent(HwXMLElement* parent)

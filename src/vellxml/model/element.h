@@ -257,6 +257,7 @@ private:
         QStringList cKeywords;
     };
     ElementExtras& extras();
+    void storeRareText(QString ElementExtras::*field, const QString& text);
 
     // Pointers and strings first, the small fields last: the element's size is then 82 bytes rounded up,
     // and a subclass places its own flags in the rounding (millions of bitfields are made).

@@ -1,57 +1,25 @@
 #include "svd_arena_p.h"
 
+#include <vellxml/huge_blocks_p.h>
+
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <utility>
-
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
 
 namespace vellxml::svd_p {
 
 namespace {
 
-constexpr std::size_t hugePage = std::size_t {2} << 20;
+using vellxml::memory_p::kHugeBlock;
+using vellxml::memory_p::mapHugeBlock;
+using vellxml::memory_p::unmapHugeBlock;
+
 /// The smallest block: most imports need two or three.
-constexpr std::size_t blockSize = std::size_t {4} << 20;
+constexpr std::size_t blockSize = 2 * kHugeBlock;
 
 std::size_t roundUp(std::size_t value, std::size_t align)
 {
     return (value + align - 1) / align * align;
-}
-
-char* mapBlock(std::size_t size)
-{
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
-    // Mapped with a huge page of slack and trimmed to a 2 MiB aligned start: only whole aligned 2 MiB
-    // ranges can be huge pages. Only touched pages take memory.
-    void* const mapped =
-        mmap(nullptr, size + hugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapped == MAP_FAILED)
-        return nullptr;
-    const auto start = reinterpret_cast<std::uintptr_t>(mapped);
-    const std::uintptr_t aligned = roundUp(start, hugePage);
-    if (aligned > start)
-        munmap(mapped, aligned - start);
-    if (const std::size_t tail = hugePage - (aligned - start); tail > 0)
-        munmap(reinterpret_cast<void*>(aligned + size), tail);
-    madvise(reinterpret_cast<void*>(aligned), size, MADV_HUGEPAGE);
-    return reinterpret_cast<char*>(aligned);
-#else
-    return static_cast<char*>(std::malloc(size));
-#endif
-}
-
-void unmapBlock(char* base, std::size_t size)
-{
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
-    munmap(base, size);
-#else
-    (void)size;
-    std::free(base);
-#endif
 }
 
 } // namespace
@@ -84,7 +52,7 @@ SvdArena::~SvdArena()
 void SvdArena::release()
 {
     for (const Block& block : m_blocks)
-        unmapBlock(block.base, block.size);
+        unmapHugeBlock(block.base, block.size);
     m_blocks.clear();
     m_next = nullptr;
     m_end = nullptr;
@@ -101,8 +69,8 @@ void* SvdArena::allocate(std::size_t size, std::size_t align)
             return reinterpret_cast<char*>(at);
         }
         // A new block, with room for the alignment; the rest of the last one stays unused.
-        const std::size_t bytes = std::max(blockSize, roundUp(size + align, hugePage));
-        char* const base = mapBlock(bytes);
+        const std::size_t bytes = std::max(blockSize, roundUp(size + align, kHugeBlock));
+        char* const base = mapHugeBlock(bytes, true);
         if (base == nullptr)
             return nullptr;
         m_blocks.push_back({base, bytes});

@@ -8,13 +8,12 @@
 
 namespace vellxml::svd_p {
 
-/// Memory that an import takes piece by piece and gives back all at once: the SVD text and its parse
-/// tree, the texts read from it, the archives written.
+/// Memory that an import takes piece by piece and gives back all at once: the SVD text and its table of
+/// line starts, the texts read from it, the archives written.
 ///
 /// An import touches some megabytes of fresh memory once, and on a virtual machine the first touch of each
-/// 4 KiB page (a page fault) costs more than the work done in it. The arena takes its memory in large
-/// blocks aligned to 2 MiB and asks the kernel for transparent huge pages there, so that one fault maps
-/// 2 MiB. Where that is not available the blocks are ordinary memory. Pieces are never freed one by one.
+/// 4 KiB page (a page fault) costs more than the work done in it. The arena takes its memory in blocks of
+/// huge pages (memory_p::mapHugeBlock), so that one fault maps 2 MiB. Pieces are never freed one by one.
 class SvdArena {
 public:
     SvdArena() = default;
