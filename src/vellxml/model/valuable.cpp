@@ -62,28 +62,33 @@ const std::vector<std::unique_ptr<HwBitGroup>>& HwValuable::getBitGroups() const
     return m_valuableExtras ? m_valuableExtras->bitGroups : none;
 }
 
+void HwValuable::storeRareText(QString ValuableExtras::*field, const QString& text)
+{
+    // Clearing a text that was never set allocates nothing.
+    if (m_valuableExtras || !text.isEmpty())
+        valuableExtras().*field = text;
+}
+
 void HwValuable::setLowPartName(const QString& name)
 {
-    if (m_valuableExtras || !name.isEmpty())
-        valuableExtras().lowPartName = name;
+    storeRareText(&ValuableExtras::lowPartName, name);
 }
 
 void HwValuable::setHighPartName(const QString& name)
 {
-    if (m_valuableExtras || !name.isEmpty())
-        valuableExtras().highPartName = name;
+    storeRareText(&ValuableExtras::highPartName, name);
 }
 
 void HwValuable::setExtraText(const QString& text)
 {
-    if (m_valuableExtras || !text.isEmpty())
-        valuableExtras().extraText = text;
+    storeRareText(&ValuableExtras::extraText, text);
 }
 
 void HwValuable::setPhysicalTop(int top, const QString& expression)
 {
     m_physicalTop = top;
-    valuableExtras().physicalTopExpr = expression;
+    m_physicalTopIsNumber = expression == QString::number(top);
+    storeRareText(&ValuableExtras::physicalTopExpr, m_physicalTopIsNumber ? QString() : expression);
 }
 
 unsigned int HwValuable::getAlignConstraint() const

@@ -66,6 +66,8 @@ public:
     int getPhysicalTop() const { return m_physicalTop; }
     QString getPhysicalTopExpression() const
     {
+        if (m_physicalTopIsNumber)
+            return QString::number(m_physicalTop);
         return m_valuableExtras ? m_valuableExtras->physicalTopExpr : QString();
     }
     /// The value as a signed number's bit pattern (the signed classes already sign-extend getValue()).
@@ -142,6 +144,7 @@ private:
         QString physicalTopExpr;
     };
     ValuableExtras& valuableExtras();
+    void storeRareText(QString ValuableExtras::*field, const QString& text);
     /// Records what buildPhysicalMap() computed.
     void setPhysicalTop(int top, const QString& expression);
 
@@ -152,6 +155,8 @@ private:
     bool m_readable;
     bool m_writable;
     bool m_enumHolder = false;
+    // The physical top's text is its number (nearly always): kept as this flag, not as a text.
+    bool m_physicalTopIsNumber = false;
 };
 
 /// A valuable of a fixed width: the cached value is `Storage` wide, and getValue() sign-extends it when
