@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <random>
+#include <string>
 #include <vector>
 
 namespace {
@@ -266,6 +268,31 @@ TEST(BitFieldTest, CopyKeepsEveryField)
 
     copy.setPositions(QStringLiteral("a"), 1, QStringLiteral("b"), 0);
     EXPECT_EQ(source->getUpPos(), 9);
+}
+
+// A field keeps no text for a position written as its own decimal number and gives the number back; any
+// other text (leading zeros or sign, blanks, another number) is kept as written. Random values of every
+// magnitude, each with texts that are and are not its number.
+TEST(BitFieldTest, PositionTextsComeBackAsWritten)
+{
+    std::mt19937 random(7);
+    std::vector<int> values = {0, 1, -1, 9, 10, -10, 2147483647, -2147483647 - 1};
+    for (int i = 0; i < 3000; ++i)
+        values.push_back(static_cast<int>(random()) >> (random() % 32));
+    for (const int value : values) {
+        const QString number = QString::number(value);
+        const QString texts[] = {number, QLatin1Char('0') + number, QLatin1Char('+') + number,
+            number + QLatin1Char(' '), QString::number(value / 10), number.left(number.size() - 1) + QLatin1Char('x'),
+            QString()};
+        for (const QString& text : texts) {
+            HwBitField bits(QStringLiteral("f"), true, HwBitField::WRITE_NORMAL, text, value, number, value, 0, false,
+                DISPLAY_HEX);
+            SCOPED_TRACE(text.toStdString() + " for " + std::to_string(value));
+            EXPECT_EQ(bits.getUpExpr(), text);
+            EXPECT_EQ(bits.getDownExpr(), number);
+            EXPECT_EQ(bits.positionTextsAreNumbers(), text == number);
+        }
+    }
 }
 
 TEST(BitFieldTest, SortPredicatesCompareDownPositionsOnly)

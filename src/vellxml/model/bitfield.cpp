@@ -22,12 +22,29 @@ std::uint32_t onesOfWidth(long long width)
     return (1u << width) - 1u;
 }
 
-/// True when text is exactly QString::number(value); checked without allocating, once per field made.
+/// True when text is exactly QString::number(value); checked without allocating or formatting, once per
+/// field made.
 bool isOwnNumber(const QString& text, int value)
 {
-    char digits[16];
-    const int length = std::snprintf(digits, sizeof digits, "%d", value);
-    return length > 0 && text == QLatin1String(digits, length);
+    const bool negative = value < 0;
+    // The magnitude as unsigned: INT_MIN has no positive int.
+    std::uint32_t magnitude = negative ? 0u - static_cast<std::uint32_t>(value) : static_cast<std::uint32_t>(value);
+    char digits[10];
+    int count = 0;
+    do {
+        digits[count++] = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (text.size() != count + (negative ? 1 : 0))
+        return false;
+    const QChar* at = text.constData();
+    if (negative && *at++ != QLatin1Char('-'))
+        return false;
+    while (count > 0) {
+        if (*at++ != QLatin1Char(digits[--count]))
+            return false;
+    }
+    return true;
 }
 
 } // namespace
