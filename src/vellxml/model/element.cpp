@@ -1,3 +1,4 @@
+#include "element_pool_p.h"
 #include "format_p.h"
 
 #include <vellxml/huge_blocks_p.h>
@@ -125,7 +126,7 @@ void releaseElement(void* block) noexcept
 } // namespace
 #endif
 
-void* HwXMLElement::operator new(std::size_t size)
+void* vellxml::model_p::poolAllocate(std::size_t size)
 {
 #if VELLXML_ELEMENT_POOL
     if (pooled(size))
@@ -134,7 +135,7 @@ void* HwXMLElement::operator new(std::size_t size)
     return ::operator new(size);
 }
 
-void HwXMLElement::operator delete(void* block, std::size_t size) noexcept
+void vellxml::model_p::poolRelease(void* block, std::size_t size) noexcept
 {
     if (!block)
         return;
@@ -145,6 +146,26 @@ void HwXMLElement::operator delete(void* block, std::size_t size) noexcept
     }
 #endif
     ::operator delete(block, size);
+}
+
+void* HwXMLElement::operator new(std::size_t size)
+{
+    return vellxml::model_p::poolAllocate(size);
+}
+
+void HwXMLElement::operator delete(void* block, std::size_t size) noexcept
+{
+    vellxml::model_p::poolRelease(block, size);
+}
+
+void* HwXMLElement::ElementExtras::operator new(std::size_t size)
+{
+    return vellxml::model_p::poolAllocate(size);
+}
+
+void HwXMLElement::ElementExtras::operator delete(void* block, std::size_t size) noexcept
+{
+    vellxml::model_p::poolRelease(block, size);
 }
 
 QString ESDRTypeConvert(const QString& type)
