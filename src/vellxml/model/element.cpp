@@ -144,8 +144,11 @@ void vellxml::model_p::poolRelease(void* block, std::size_t size) noexcept
         releaseElement(block);
         return;
     }
+#else
+    static_cast<void>(size);
 #endif
-    ::operator delete(block, size);
+    // Unsized: clang leaves sized deallocation off unless asked.
+    ::operator delete(block);
 }
 
 void* HwXMLElement::operator new(std::size_t size)
