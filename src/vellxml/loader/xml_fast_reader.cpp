@@ -607,9 +607,8 @@ private:
         const OpenName& open = m_open.back();
         if (!startsWith(open.name, open.length))
             return false;
+        // A longer name has a name character next, which is neither white space nor '>'.
         m_p += open.length;
-        if (m_p < m_end && (classOf(*m_p) & NameChar) != 0)
-            return false;
         skipBlanks();
         if (m_p == m_end || *m_p != '>')
             return false;
