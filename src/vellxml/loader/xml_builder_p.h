@@ -10,7 +10,8 @@
 
 /// Builds a document's node and attribute tables from the events of a reader: expat's callbacks, or the
 /// fast reader of plain UTF-8 text (xml_fast_reader.cpp). Both give the same events for the same
-/// document, so both give the same tables. Texts come with their lengths; the builder copies them.
+/// document, so both give the same tables. Texts come with their lengths; the builder copies them into
+/// the document.
 ///
 /// Character data may come in pieces (expat splits it at line ends and references, a comment splits a
 /// run): the pieces of one run are joined, and the run becomes a node at the next element or CDATA
@@ -30,7 +31,12 @@ struct HwXmlBuilder {
     HwXmlDocument& document;
     int maxDepth;
     std::vector<Open> open;
-    std::string pending;
+    // The run of character data so far: while it is one piece of the parsed text itself (which outlives
+    // the parse), that piece; else a copy of its pieces, joined.
+    const char* kept = nullptr;
+    std::size_t keptLength = 0;
+    bool keptLayout = false;
+    std::string joined;
     HwXmlNode::Kind pendingKind = HwXmlNode::Text;
 
     /// Whether one more element would be nested deeper than the limit allows.
@@ -56,22 +62,34 @@ struct HwXmlBuilder {
     // character reference.
     void flushText(bool besideCData = false)
     {
-        if (pending.empty())
+        const char* const text = keptLength != 0 ? kept : joined.data();
+        const std::size_t length = keptLength != 0 ? keptLength : joined.size();
+        if (length == 0)
             return;
-        if (pendingKind == HwXmlNode::Text && !besideCData
-            && pending.find_first_not_of(" \t\n") == std::string::npos) {
+        const bool layout = keptLength != 0 ? keptLayout : isLayout(text, length);
+        keptLength = 0;
+        if (pendingKind == HwXmlNode::Text && !besideCData && layout) {
             const std::int32_t last = open.empty() ? -1 : open.back().lastChild;
             if (last < 0 || document.m_nodes[static_cast<std::size_t>(last)].kind != HwXmlNode::CData) {
-                pending.clear();
+                joined.clear();
                 return;
             }
         }
         HwXmlNode node;
         node.kind = pendingKind;
-        node.name = document.store(pending.data(), pending.size());
-        node.length = static_cast<std::uint32_t>(pending.size());
+        node.name = document.store(text, length);
+        node.length = static_cast<std::uint32_t>(length);
         append(node);
-        pending.clear();
+        joined.clear();
+    }
+
+    static bool isLayout(const char* text, std::size_t length)
+    {
+        for (std::size_t i = 0; i < length; ++i) {
+            if (text[i] != ' ' && text[i] != '\n' && text[i] != '\t')
+                return false;
+        }
+        return true;
     }
 
     /// An element named by `length` bytes at `name`, its position already in `node` (offset, or line and
@@ -98,13 +116,38 @@ struct HwXmlBuilder {
         ++document.m_nodes.back().attributeCount;
     }
 
+    /// The innermost open element.
+    const HwXmlNode& innermost() const { return document.m_nodes[static_cast<std::size_t>(open.back().index)]; }
+
     void endElement()
     {
         flushText();
         open.pop_back();
     }
 
-    void characters(const char* text, std::size_t length) { pending.append(text, length); }
+    /// A piece of character data that may go once the call returns: copied.
+    void characters(const char* text, std::size_t length)
+    {
+        if (keptLength != 0) {
+            joined.assign(kept, keptLength);
+            keptLength = 0;
+        }
+        joined.append(text, length);
+    }
+
+    /// A piece of character data in the parsed text itself, which stays until the parse ends: copied
+    /// only when a run has more than one piece. `layout`: whether it is white space alone (space, tab and
+    /// line feed), as the reader found while scanning it.
+    void textCharacters(const char* text, std::size_t length, bool layout)
+    {
+        if (keptLength == 0 && joined.empty()) {
+            kept = text;
+            keptLength = length;
+            keptLayout = layout;
+        } else {
+            characters(text, length);
+        }
+    }
 
     void startCData()
     {
@@ -115,7 +158,7 @@ struct HwXmlBuilder {
     void endCData()
     {
         // An empty section is still a section.
-        if (pending.empty()) {
+        if (keptLength == 0 && joined.empty()) {
             HwXmlNode node;
             node.kind = HwXmlNode::CData;
             node.name = document.store("", 0);

@@ -456,23 +456,14 @@ std::string HwXmlDocument::differenceFrom(const HwXmlDocument& other) const
 HwXmlDocument::HwXmlDocument() = default;
 HwXmlDocument::~HwXmlDocument() = default;
 
-const char* HwXmlDocument::store(const char* text, std::size_t length)
+void HwXmlDocument::newBlock(std::size_t length)
 {
-    if (length + 1 > m_freeLength) {
-        // Texts share blocks; a long one has a block of its own.
-        constexpr std::size_t blockSize = 64 * 1024;
-        const std::size_t size = std::max(blockSize, length + 1);
-        m_blocks.push_back(std::make_unique<char[]>(size));
-        m_free = m_blocks.back().get();
-        m_freeLength = size;
-    }
-    char* const copy = m_free;
-    if (length > 0)
-        std::memcpy(copy, text, length);
-    copy[length] = '\0';
-    m_free += length + 1;
-    m_freeLength -= length + 1;
-    return copy;
+    // Texts share blocks; a long one has a block of its own.
+    constexpr std::size_t blockSize = 64 * 1024;
+    const std::size_t size = std::max(blockSize, length + 1);
+    m_blocks.push_back(std::make_unique<char[]>(size));
+    m_free = m_blocks.back().get();
+    m_freeLength = size;
 }
 
 // expat's callbacks, passed on to the builder. A limit of ours stops the parser, with its own message.

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -184,7 +185,20 @@ private:
     /// Empties the document for a parse of `bytes`.
     void reset(const QByteArray& bytes);
     /// A NUL-terminated copy of the text, held until the document goes.
-    const char* store(const char* text, std::size_t length);
+    const char* store(const char* text, std::size_t length)
+    {
+        if (length + 1 > m_freeLength)
+            newBlock(length);
+        char* const copy = m_free;
+        if (length > 0)
+            std::memcpy(copy, text, length);
+        copy[length] = '\0';
+        m_free += length + 1;
+        m_freeLength -= length + 1;
+        return copy;
+    }
+    /// Room for a text of `length` bytes and more.
+    void newBlock(std::size_t length);
     /// 1-based line and column of a byte offset of a UTF-8 text.
     void positionOfOffset(std::int64_t offset, int& line, int& column) const;
 

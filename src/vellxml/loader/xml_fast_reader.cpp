@@ -136,6 +136,26 @@ inline const char* scan(const char* p, const char* end)
     return p;
 }
 
+// The first byte from `p` that is not a space, tab or line feed, or `end`.
+inline const char* skipLayout(const char* p, const char* end)
+{
+#if defined(__SSE2__)
+    while (end - p >= 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i layout = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8(' ')),
+                                                _mm_cmpeq_epi8(v, _mm_set1_epi8('\n'))),
+            _mm_cmpeq_epi8(v, _mm_set1_epi8('\t')));
+        const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(layout));
+        if (mask != 0xFFFF)
+            return p + __builtin_ctz(~mask);
+        p += 16;
+    }
+#endif
+    while (p < end && (*p == ' ' || *p == '\n' || *p == '\t'))
+        ++p;
+    return p;
+}
+
 // The length of the UTF-8 sequence at `p` (its first byte from 0x80) when it is one legal character
 // (XML 1.0 Char: no surrogate, no U+FFFE or U+FFFF, nothing past U+10FFFF, no overlong form); else 0.
 inline std::size_t utf8Character(const char* text, const char* end)
@@ -230,8 +250,8 @@ public:
     }
 
 private:
-    struct OpenName {
-        const char* name;
+    struct Name {
+        const char* text;
         std::size_t length;
     };
 
@@ -408,6 +428,13 @@ private:
     bool text()
     {
         const char* const start = m_p;
+        // Most runs between tags are a line end and indentation: the builder then need not look at them.
+        m_p = skipLayout(m_p, m_end);
+        if (m_p < m_end && *m_p == '<') {
+            if (m_p != start)
+                m_builder.textCharacters(start, static_cast<std::size_t>(m_p - start), true);
+            return true;
+        }
         const char* copied = start;
         bool decoded = false;
         for (;;) {
@@ -443,7 +470,8 @@ private:
             m_decoded.append(copied, static_cast<std::size_t>(m_p - copied));
             m_builder.characters(m_decoded.data(), m_decoded.size());
         } else if (m_p != start) {
-            m_builder.characters(start, static_cast<std::size_t>(m_p - start));
+            // The run has a character that is not layout: the one that stopped skipLayout().
+            m_builder.textCharacters(start, static_cast<std::size_t>(m_p - start), false);
         }
         return true;
     }
@@ -482,7 +510,7 @@ private:
             m_decoded.append(copied, static_cast<std::size_t>(m_p - copied));
             m_builder.characters(m_decoded.data(), m_decoded.size());
         } else if (m_p != start) {
-            m_builder.characters(start, static_cast<std::size_t>(m_p - start));
+            m_builder.textCharacters(start, static_cast<std::size_t>(m_p - start), false);
         }
         m_p += 3;
         m_builder.endCData();
@@ -552,8 +580,7 @@ private:
         HwXmlNode node;
         node.offset = open - m_begin;
         m_builder.startElement(node, name, nameLength);
-        m_open.push_back({name, nameLength});
-        m_attributeNames.clear();
+        std::size_t attributes = 0;
         for (;;) {
             const bool blank = skipBlanks();
             if (m_p == m_end)
@@ -567,7 +594,6 @@ private:
                     return false;
                 m_p += 2;
                 m_builder.endElement();
-                m_open.pop_back();
                 return true;
             }
             // An attribute, after white space.
@@ -578,13 +604,14 @@ private:
             const auto attributeLength = static_cast<std::size_t>(m_p - attribute);
             if (!equals() || m_p == m_end)
                 return false;
-            for (const OpenName& before : m_attributeNames) {
-                if (before.length == attributeLength && std::memcmp(before.name, attribute, attributeLength) == 0)
+            for (std::size_t i = 0; i < attributes; ++i) {
+                const Name& before = m_attributeNames[i];
+                if (before.length == attributeLength && std::memcmp(before.text, attribute, attributeLength) == 0)
                     return false;
             }
-            if (m_attributeNames.size() == maxAttributes)
+            if (attributes == maxAttributes)
                 return false;
-            m_attributeNames.push_back({attribute, attributeLength});
+            m_attributeNames[attributes++] = {attribute, attributeLength};
             const char* value = nullptr;
             std::size_t valueLength = 0;
             if (*m_p == '"') {
@@ -604,7 +631,7 @@ private:
     bool endTag()
     {
         m_p += 2;
-        const OpenName& open = m_open.back();
+        const HwXmlNode& open = m_builder.innermost();
         if (!startsWith(open.name, open.length))
             return false;
         // A longer name has a name character next, which is neither white space nor '>'.
@@ -614,7 +641,6 @@ private:
             return false;
         ++m_p;
         m_builder.endElement();
-        m_open.pop_back();
         return true;
     }
 
@@ -636,7 +662,7 @@ private:
                 read = startTag();
             if (!read)
                 return false;
-            if (m_open.empty())
+            if (m_builder.open.empty())
                 return true;
             if (!text())
                 return false;
@@ -647,9 +673,8 @@ private:
     const char* m_p;
     const char* const m_end;
     HwXmlBuilder& m_builder;
-    // The names of the open elements and of the attributes of the current start tag, in the text.
-    std::vector<OpenName> m_open;
-    std::vector<OpenName> m_attributeNames;
+    // The names of the attributes of the current start tag, in the text.
+    Name m_attributeNames[maxAttributes];
     // A text or value that references or line ends changed.
     std::string m_decoded;
 };
