@@ -23,7 +23,6 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -684,6 +683,8 @@ private:
 bool HwXmlDocument::parseFast(const QByteArray& bytes, const HwLoadLimits& limits)
 {
     reset(bytes);
+    // A text whose encoding the first bytes do not show to be UTF-8 keeps its positions as lines and
+    // columns: expat's.
     if (m_utf8) {
         HwXmlBuilder builder(*this, std::max(limits.maxElementDepth, 0));
         FastReader reader(bytes, builder);
