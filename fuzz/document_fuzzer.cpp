@@ -2,10 +2,12 @@
 // first byte chooses how the rest is served: 'E' encrypts it into a well-formed container (so that the
 // decrypted text is the fuzzer's), 'D' serves it as it is with document type declarations allowed, anything
 // else serves the whole input as it is. Either the document loads with no error, or exactly one error says
-// why; a text that loads encrypted also loads plain, with the same document element.
+// why; a text that loads encrypted also loads plain, with the same document element. The reader's fast path
+// is checked against expat on every text: what it reads, expat reads too, into the same tables.
 #include "fuzz_support.h"
 
 #include <vellxml/loader/document.h>
+#include <vellxml/loader/xml_element_p.h>
 
 #include <QDomDocument>
 #include <QDomElement>
@@ -48,6 +50,27 @@ Loaded loadOnce(const QByteArray& file, const HwLoadLimits& limits)
     return loaded;
 }
 
+// The fast reader alone, then expat alone, under the file limits and under a shallow depth limit.
+void compareReaders(const QByteArray& text, const HwLoadLimits& fileLimits)
+{
+    HwLoadLimits shallow = fileLimits;
+    shallow.maxElementDepth = 4;
+    for (const HwLoadLimits& limits : {fileLimits, shallow}) {
+        HwXmlDocument fast;
+        if (!fast.parseFast(text, limits)) {
+            require(fast.nodeCount() == 0, "the fast reader declined but left nodes");
+            continue;
+        }
+        HwXmlDocument expat;
+        int line = 0;
+        int column = 0;
+        QString error;
+        require(expat.parseWithExpat(text, limits, line, column, error),
+            "the fast reader accepts a text that expat refuses");
+        require(fast.differenceFrom(expat).empty(), "the fast reader and expat build different tables");
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -57,6 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     limits.maxFileSize = 1 << 20;
     if (input.startsWith('E')) {
         const QByteArray plain = input.mid(1);
+        compareReaders(plain, limits);
         const Loaded encrypted =
             loadOnce(vellxml::fuzz::encryptArchive(plain, static_cast<std::uint32_t>(size)), limits);
         if (encrypted.result == 0) {
@@ -66,6 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
         return 0;
     }
+    compareReaders(input, limits);
     loadOnce(input, limits);
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "xml_element_p.h"
 
 #include "load_seams_p.h"
+#include "xml_builder_p.h"
 
 #include <QVarLengthArray>
 
@@ -405,49 +406,76 @@ bool HwXmlDocument::attributePosition(const HwXmlNode& node, const char* name, i
     return false;
 }
 
+std::string HwXmlDocument::differenceFrom(const HwXmlDocument& other) const
+{
+    const auto say = [](std::size_t index, const char* what) {
+        return "node " + std::to_string(index) + ": " + what;
+    };
+    const auto sameText = [](const char* a, const char* b, std::size_t length) {
+        return std::memcmp(a, b, length) == 0 && a[length] == '\0' && b[length] == '\0';
+    };
+    if (m_nodes.size() != other.m_nodes.size())
+        return "node count " + std::to_string(m_nodes.size()) + " against " + std::to_string(other.m_nodes.size());
+    if (m_documentElement != other.m_documentElement)
+        return "document element";
+    for (std::size_t i = 0; i < m_nodes.size(); ++i) {
+        const HwXmlNode& a = m_nodes[i];
+        const HwXmlNode& b = other.m_nodes[i];
+        if (a.kind != b.kind)
+            return say(i, "kind");
+        if (a.length != b.length || !sameText(a.name, b.name, a.length))
+            return say(i, "name or text \"") + std::string(a.name, a.length) + "\" against \""
+                + std::string(b.name, b.length) + "\"";
+        if (a.firstChild != b.firstChild || a.nextSibling != b.nextSibling)
+            return say(i, "links");
+        if (a.firstAttribute != b.firstAttribute || a.attributeCount != b.attributeCount)
+            return say(i, "attribute run");
+        int lineA = 0;
+        int columnA = 0;
+        int lineB = 0;
+        int columnB = 0;
+        position(a, lineA, columnA);
+        other.position(b, lineB, columnB);
+        if (lineA != lineB || columnA != columnB)
+            return say(i, "position");
+        for (std::int32_t n = 0; n < a.attributeCount; ++n) {
+            const HwXmlAttribute& x = attribute(a.firstAttribute + n);
+            const HwXmlAttribute& y = other.attribute(b.firstAttribute + n);
+            if (std::strcmp(x.name, y.name) != 0)
+                return say(i, "attribute name");
+            if (x.valueLength != y.valueLength || !sameText(x.value, y.value, x.valueLength))
+                return say(i, "attribute value \"") + std::string(x.value, x.valueLength) + "\" against \""
+                    + std::string(y.value, y.valueLength) + "\"";
+        }
+    }
+    if (m_attributes.size() != other.m_attributes.size())
+        return "attribute count";
+    return std::string();
+}
+
 HwXmlDocument::HwXmlDocument() = default;
 HwXmlDocument::~HwXmlDocument() = default;
 
-const char* HwXmlDocument::store(const char* text, std::size_t length)
+void HwXmlDocument::newBlock(std::size_t length)
 {
-    if (length + 1 > m_freeLength) {
-        // Texts share blocks; a long one has a block of its own.
-        constexpr std::size_t blockSize = 64 * 1024;
-        const std::size_t size = std::max(blockSize, length + 1);
-        m_blocks.push_back(std::make_unique<char[]>(size));
-        m_free = m_blocks.back().get();
-        m_freeLength = size;
-    }
-    char* const copy = m_free;
-    if (length > 0)
-        std::memcpy(copy, text, length);
-    copy[length] = '\0';
-    m_free += length + 1;
-    m_freeLength -= length + 1;
-    return copy;
+    // Texts share blocks; a long one has a block of its own.
+    constexpr std::size_t blockSize = 64 * 1024;
+    const std::size_t size = std::max(blockSize, length + 1);
+    m_blocks.push_back(std::make_unique<char[]>(size));
+    m_free = m_blocks.back().get();
+    m_freeLength = size;
 }
 
-// Builds the tree from expat's events. Character data comes in pieces (expat splits it at line ends and
-// references); the pieces of one run are joined before the run becomes a node.
-struct HwXmlBuilder {
-    struct Open {
-        std::int32_t index;
-        std::int32_t lastChild;
-    };
-
-    HwXmlBuilder(HwXmlDocument& target, XML_Parser xmlParser, int depthLimit)
-        : document(target)
+// expat's callbacks, passed on to the builder. A limit of ours stops the parser, with its own message.
+struct HwXmlExpatEvents {
+    HwXmlExpatEvents(HwXmlBuilder& target, XML_Parser xmlParser)
+        : builder(target)
         , parser(xmlParser)
-        , maxDepth(depthLimit)
     {
     }
 
-    HwXmlDocument& document;
+    HwXmlBuilder& builder;
     XML_Parser parser;
-    int maxDepth;
-    std::vector<Open> open;
-    std::string pending;
-    HwXmlNode::Kind pendingKind = HwXmlNode::Text;
     // A limit of ours stopped the parser: its message and place.
     QString stopReason;
     int stopLine = 0;
@@ -457,119 +485,50 @@ struct HwXmlBuilder {
     std::int32_t parserColumn(std::int32_t line) const
     {
         const auto column = static_cast<std::int32_t>(XML_GetCurrentColumnNumber(parser)) + 1;
-        const QByteArray& text = document.m_text;
+        const QByteArray& text = builder.document.m_text;
         const bool mark =
             text.startsWith("\xEF\xBB\xBF") || text.startsWith("\xFF\xFE") || text.startsWith("\xFE\xFF");
         return line == 1 && mark && column > 1 ? column - 1 : column;
     }
 
-    std::int32_t append(const HwXmlNode& node)
-    {
-        const auto index = static_cast<std::int32_t>(document.m_nodes.size());
-        document.m_nodes.push_back(node);
-        if (!open.empty()) {
-            Open& parent = open.back();
-            if (parent.lastChild < 0)
-                document.m_nodes[static_cast<std::size_t>(parent.index)].firstChild = index;
-            else
-                document.m_nodes[static_cast<std::size_t>(parent.lastChild)].nextSibling = index;
-            parent.lastChild = index;
-        }
-        return index;
-    }
-
-    // Text of white space alone between elements only lays the markup out; beside a CDATA section it is
-    // part of the text. A carriage return is content: line ends reach us as line feeds, so it came from a
-    // character reference.
-    void flushText(bool besideCData = false)
-    {
-        if (pending.empty())
-            return;
-        if (pendingKind == HwXmlNode::Text && !besideCData
-            && pending.find_first_not_of(" \t\n") == std::string::npos) {
-            const std::int32_t last = open.empty() ? -1 : open.back().lastChild;
-            if (last < 0 || document.m_nodes[static_cast<std::size_t>(last)].kind != HwXmlNode::CData) {
-                pending.clear();
-                return;
-            }
-        }
-        HwXmlNode node;
-        node.kind = pendingKind;
-        node.name = document.store(pending.data(), pending.size());
-        node.length = static_cast<std::uint32_t>(pending.size());
-        append(node);
-        pending.clear();
-    }
-
     static void XMLCALL startElement(void* data, const XML_Char* name, const XML_Char** attributes)
     {
-        auto* self = static_cast<HwXmlBuilder*>(data);
-        self->flushText();
+        auto* self = static_cast<HwXmlExpatEvents*>(data);
+        const HwXmlDocument& document = self->builder.document;
         HwXmlNode node;
-        node.kind = HwXmlNode::Element;
         // A UTF-8 text keeps the offset of the "<" alone: most positions are never asked for. Elsewhere
         // (other encodings, elements that an entity's text holds) the parser's position is taken now.
         node.offset = XML_GetCurrentByteIndex(self->parser);
-        if (!self->document.m_utf8 || node.offset < 0 || node.offset >= self->document.m_text.size()
-            || self->document.m_text.constData()[node.offset] != '<') {
+        if (!document.m_utf8 || node.offset < 0 || node.offset >= document.m_text.size()
+            || document.m_text.constData()[node.offset] != '<') {
             node.line = static_cast<std::int32_t>(XML_GetCurrentLineNumber(self->parser));
             node.column = self->parserColumn(node.line);
         }
-        if (static_cast<int>(self->open.size()) >= self->maxDepth) {
+        if (self->builder.atDepthLimit()) {
             self->stopReason =
-                QStringLiteral("Elements are nested deeper than %1 levels.").arg(self->maxDepth);
-            self->document.position(node, self->stopLine, self->stopColumn);
+                QStringLiteral("Elements are nested deeper than %1 levels.").arg(self->builder.maxDepth);
+            document.position(node, self->stopLine, self->stopColumn);
             XML_StopParser(self->parser, XML_FALSE);
             return;
         }
-        const std::size_t nameLength = std::strlen(name);
-        node.name = self->document.store(name, nameLength);
-        node.length = static_cast<std::uint32_t>(nameLength);
-        node.firstAttribute = static_cast<std::int32_t>(self->document.m_attributes.size());
-        for (const XML_Char** attribute = attributes; *attribute; attribute += 2) {
-            const std::size_t valueLength = std::strlen(attribute[1]);
-            self->document.m_attributes.push_back({self->document.store(attribute[0], std::strlen(attribute[0])),
-                self->document.store(attribute[1], valueLength), static_cast<std::uint32_t>(valueLength)});
-            ++node.attributeCount;
-        }
-        const std::int32_t index = self->append(node);
-        if (self->open.empty())
-            self->document.m_documentElement = index;
-        self->open.push_back({index, -1});
+        self->builder.startElement(node, name, std::strlen(name));
+        for (const XML_Char** attribute = attributes; *attribute; attribute += 2)
+            self->builder.attribute(attribute[0], std::strlen(attribute[0]), attribute[1], std::strlen(attribute[1]));
     }
 
     static void XMLCALL endElement(void* data, const XML_Char*)
     {
-        auto* self = static_cast<HwXmlBuilder*>(data);
-        self->flushText();
-        self->open.pop_back();
+        static_cast<HwXmlExpatEvents*>(data)->builder.endElement();
     }
 
     static void XMLCALL characters(void* data, const XML_Char* text, int length)
     {
-        static_cast<HwXmlBuilder*>(data)->pending.append(text, static_cast<std::size_t>(length));
+        static_cast<HwXmlExpatEvents*>(data)->builder.characters(text, static_cast<std::size_t>(length));
     }
 
-    static void XMLCALL startCData(void* data)
-    {
-        auto* self = static_cast<HwXmlBuilder*>(data);
-        self->flushText(true);
-        self->pendingKind = HwXmlNode::CData;
-    }
+    static void XMLCALL startCData(void* data) { static_cast<HwXmlExpatEvents*>(data)->builder.startCData(); }
 
-    static void XMLCALL endCData(void* data)
-    {
-        auto* self = static_cast<HwXmlBuilder*>(data);
-        // An empty section is still a section.
-        if (self->pending.empty()) {
-            HwXmlNode node;
-            node.kind = HwXmlNode::CData;
-            node.name = self->document.store("", 0);
-            self->append(node);
-        }
-        self->flushText();
-        self->pendingKind = HwXmlNode::Text;
-    }
+    static void XMLCALL endCData(void* data) { static_cast<HwXmlExpatEvents*>(data)->builder.endCData(); }
 };
 
 namespace {
@@ -609,15 +568,35 @@ constexpr unsigned long long amplificationThreshold = 8 * 1024 * 1024;
 
 } // namespace
 
-bool HwXmlDocument::parse(
-    const QByteArray& bytes, const HwLoadLimits& limits, int& line, int& column, QString& error)
+void HwXmlDocument::reset(const QByteArray& bytes)
 {
     m_nodes.clear();
     m_attributes.clear();
+    m_blocks.clear();
+    m_free = nullptr;
+    m_freeLength = 0;
     m_lineStarts.clear();
     m_documentElement = -1;
     m_text = bytes;
     m_utf8 = isUtf8(bytes);
+    // Room for a description's usual density (an element of a few attributes every few dozen bytes), so
+    // that the tables are not copied as they grow.
+    m_nodes.reserve(static_cast<std::size_t>(bytes.size() / 32));
+    m_attributes.reserve(static_cast<std::size_t>(bytes.size() / 24));
+}
+
+bool HwXmlDocument::parse(
+    const QByteArray& bytes, const HwLoadLimits& limits, int& line, int& column, QString& error)
+{
+    line = 0;
+    column = 0;
+    return parseFast(bytes, limits) || parseWithExpat(bytes, limits, line, column, error);
+}
+
+bool HwXmlDocument::parseWithExpat(
+    const QByteArray& bytes, const HwLoadLimits& limits, int& line, int& column, QString& error)
+{
+    reset(bytes);
     line = 0;
     column = 0;
     const std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(XML_ParserCreate(nullptr));
@@ -629,15 +608,12 @@ bool HwXmlDocument::parse(
     XML_SetBillionLaughsAttackProtectionActivationThreshold(parser.get(), amplificationThreshold);
     // External DTDs and parameter entities are never read (this is also expat's default).
     XML_SetParamEntityParsing(parser.get(), XML_PARAM_ENTITY_PARSING_NEVER);
-    HwXmlBuilder builder(*this, parser.get(), std::max(limits.maxElementDepth, 0));
-    // Room for a description's usual density (an element of a few attributes every few dozen bytes), so
-    // that the tables are not copied as they grow.
-    m_nodes.reserve(static_cast<std::size_t>(bytes.size() / 32));
-    m_attributes.reserve(static_cast<std::size_t>(bytes.size() / 24));
-    XML_SetUserData(parser.get(), &builder);
-    XML_SetElementHandler(parser.get(), HwXmlBuilder::startElement, HwXmlBuilder::endElement);
-    XML_SetCharacterDataHandler(parser.get(), HwXmlBuilder::characters);
-    XML_SetCdataSectionHandler(parser.get(), HwXmlBuilder::startCData, HwXmlBuilder::endCData);
+    HwXmlBuilder builder(*this, std::max(limits.maxElementDepth, 0));
+    HwXmlExpatEvents events(builder, parser.get());
+    XML_SetUserData(parser.get(), &events);
+    XML_SetElementHandler(parser.get(), HwXmlExpatEvents::startElement, HwXmlExpatEvents::endElement);
+    XML_SetCharacterDataHandler(parser.get(), HwXmlExpatEvents::characters);
+    XML_SetCdataSectionHandler(parser.get(), HwXmlExpatEvents::startCData, HwXmlExpatEvents::endCData);
 
     // Fed in small pieces: the parser copies what it is given into a buffer of its own, which then stays
     // small and in the cache instead of growing to the size of the file. It keeps its position across them.
@@ -653,13 +629,13 @@ bool HwXmlDocument::parse(
     } while (status == XML_STATUS_OK && left > 0);
     if (status == XML_STATUS_OK)
         return true;
-    if (!builder.stopReason.isEmpty()) {
-        line = builder.stopLine;
-        column = builder.stopColumn;
-        error = builder.stopReason;
+    if (!events.stopReason.isEmpty()) {
+        line = events.stopLine;
+        column = events.stopColumn;
+        error = events.stopReason;
     } else {
         line = static_cast<int>(XML_GetCurrentLineNumber(parser.get()));
-        column = builder.parserColumn(line);
+        column = events.parserColumn(line);
         error = QString::fromUtf8(XML_ErrorString(XML_GetErrorCode(parser.get())));
     }
     m_nodes.clear();
