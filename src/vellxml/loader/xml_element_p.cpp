@@ -95,7 +95,7 @@ void collectText(const HwXmlDocument& document, std::int32_t index, QString& out
     }
 }
 
-// Tag names and attribute values repeat all over a description ("bits", "rw", "4:0"). Each thread keeps
+// Tag names and attribute values repeat all over a description ("bits", "rw", "4:0"). A document keeps
 // the last short text seen in each slot of a small table, so that a repeated one costs a compare and a
 // shared copy instead of a conversion and an allocation. Copies of a QString share its data safely across
 // threads.
@@ -200,12 +200,37 @@ QString HwXmlElementView::tagName() const
     return fromUtf8Text(m_document->node(m_index).name);
 }
 
+struct HwXmlDocument::TextCaches {
+    ShortTextCache lowerNames;
+    ShortTextCache values;
+};
+
+HwXmlDocument::TextCaches& HwXmlDocument::textCaches() const
+{
+    if (!m_textCaches)
+        m_textCaches = std::make_unique<TextCaches>();
+    return *m_textCaches;
+}
+
 QString HwXmlElementView::lowerTagName() const
 {
-    thread_local ShortTextCache lowerNames;
     const HwXmlNode& node = m_document->node(m_index);
-    return lowerNames.get(node.name, node.length, lowerUtf8Text);
+    return m_document->textCaches().lowerNames.get(node.name, node.length, lowerUtf8Text);
 }
+
+namespace {
+
+// Whether two NUL-terminated names are equal; inline, as attribute names are a few characters.
+bool sameName(const char* a, const char* b)
+{
+    while (*a == *b && *a != '\0') {
+        ++a;
+        ++b;
+    }
+    return *a == *b;
+}
+
+} // namespace
 
 QString HwXmlElementView::attribute(const char* name, const QString& fallback) const
 {
@@ -214,10 +239,8 @@ QString HwXmlElementView::attribute(const char* name, const QString& fallback) c
     const HwXmlNode& node = m_document->node(m_index);
     for (std::int32_t a = 0; a < node.attributeCount; ++a) {
         const HwXmlAttribute& attribute = m_document->attribute(node.firstAttribute + a);
-        if (attribute.name[0] == name[0] && std::strcmp(attribute.name, name) == 0) {
-            thread_local ShortTextCache values;
-            return values.get(attribute.value, attribute.valueLength, utf8Text);
-        }
+        if (sameName(attribute.name, name))
+            return m_document->textCaches().values.get(attribute.value, attribute.valueLength, utf8Text);
     }
     return fallback;
 }
@@ -760,13 +783,24 @@ bool plainCommentText(const HwXmlDocument& document, std::int32_t index, QString
     // it is its own result.
     if (node.firstChild >= 0 && document.node(node.firstChild).nextSibling < 0
         && document.node(node.firstChild).kind == HwXmlNode::Text) {
-        const char* const value = document.node(node.firstChild).name;
+        // Printable ASCII other than the three characters escaped; a blank is one when a character of
+        // these follows it.
+        struct Printable {
+            bool of[256];
+        };
+        static constexpr Printable printable = [] {
+            Printable table {};
+            for (int c = '!'; c < 0x7F; ++c)
+                table.of[c] = c != '&' && c != '<' && c != '>';
+            return table;
+        }();
+        const HwXmlNode& textNode = document.node(node.firstChild);
+        const char* const value = textNode.name;
+        const std::size_t length = textNode.length;
         bool verbatim = value[0] != ' ';
-        std::size_t length = 0;
-        for (; verbatim && value[length] != '\0'; ++length) {
-            const auto c = static_cast<unsigned char>(value[length]);
-            verbatim = c < 0x7F && (c > ' ' || (c == ' ' && value[length + 1] > ' ')) && c != '&' && c != '<'
-                && c != '>';
+        for (std::size_t i = 0; verbatim && i < length; ++i) {
+            const auto c = static_cast<unsigned char>(value[i]);
+            verbatim = c == ' ' ? printable.of[static_cast<unsigned char>(value[i + 1])] : printable.of[c];
         }
         if (verbatim) {
             out = QString::fromLatin1(value, static_cast<qsizetype>(length));

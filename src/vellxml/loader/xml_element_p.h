@@ -204,6 +204,13 @@ private:
 
     HwXmlReadRecord* m_readRecord = nullptr;
 
+    friend class HwXmlElementView;
+    /// Short texts that the views already converted (tag names in lower case, attribute values): a
+    /// document is read by one thread at a time, its views reuse them. Made on first use.
+    struct TextCaches;
+    TextCaches& textCaches() const;
+    mutable std::unique_ptr<TextCaches> m_textCaches;
+
     // The parsed text, kept (shared, not copied) for the positions of UTF-8 documents; elements of other
     // encodings have theirs taken while parsing.
     QByteArray m_text;
