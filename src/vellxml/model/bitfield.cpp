@@ -1,4 +1,3 @@
-#include "element_pool_p.h"
 #include "format_p.h"
 
 #include <vellxml/model/bitfield.h>
@@ -87,16 +86,6 @@ HwBitField::~HwBitField() = default;
 // A large chip holds millions of bitfields: the common element, the positions, a few flags and one pointer.
 static_assert(sizeof(HwBitField) <= sizeof(HwXMLElement) + 4 * sizeof(std::uint64_t),
     "HwBitField grew: keep rarely used fields in FieldExtras");
-
-void* HwBitField::FieldExtras::operator new(std::size_t size)
-{
-    return vellxml::model_p::poolAllocate(size);
-}
-
-void HwBitField::FieldExtras::operator delete(void* block, std::size_t size) noexcept
-{
-    vellxml::model_p::poolRelease(block, size);
-}
 
 HwBitField::FieldExtras& HwBitField::fieldExtras()
 {
@@ -362,16 +351,6 @@ bool BitFieldPosGreater(const HwBitField* a, const HwBitField* b)
 }
 
 // Bit groups --------------------------------------------------------------------------------------------
-
-void* HwBitGroup::operator new(std::size_t size)
-{
-    return vellxml::model_p::poolAllocate(size);
-}
-
-void HwBitGroup::operator delete(void* block, std::size_t size) noexcept
-{
-    vellxml::model_p::poolRelease(block, size);
-}
 
 HwBitGroup::HwBitGroup(const QString& name, HwValuable* valuable)
     : m_valuable(valuable)

@@ -153,9 +153,6 @@ private:
     /// Options and the physical map: most fields have no options, and only VHDL generation places fields
     /// physically. Allocated on first use; a copy shares them with its source until either changes them.
     struct FieldExtras : QSharedData {
-        // From the element pool, as the elements.
-        static void* operator new(std::size_t size);
-        static void operator delete(void* block, std::size_t size) noexcept;
         QString upExpr; ///< when not the up position's number
         QString downExpr; ///< when not the down position's number
         QList<HwBitFieldOption> options;
@@ -196,9 +193,6 @@ public:
     HwBitGroup(const QString& name, HwValuable* valuable);
     HwBitGroup(const HwBitGroup&) = delete;
     HwBitGroup& operator=(const HwBitGroup&) = delete;
-    /// Groups come from the element pool, as the bitfields they group.
-    static void* operator new(std::size_t size);
-    static void operator delete(void* block, std::size_t size) noexcept;
 
     void addBitField(HwBitField* bitField);
     /// Appends the other group's bitfields, in its order.

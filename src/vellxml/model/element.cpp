@@ -1,4 +1,3 @@
-#include "element_pool_p.h"
 #include "format_p.h"
 
 #include <vellxml/huge_blocks_p.h>
@@ -126,7 +125,7 @@ void releaseElement(void* block) noexcept
 } // namespace
 #endif
 
-void* vellxml::model_p::poolAllocate(std::size_t size)
+void* HwXMLElement::operator new(std::size_t size)
 {
 #if VELLXML_ELEMENT_POOL
     if (pooled(size))
@@ -135,7 +134,7 @@ void* vellxml::model_p::poolAllocate(std::size_t size)
     return ::operator new(size);
 }
 
-void vellxml::model_p::poolRelease(void* block, std::size_t size) noexcept
+void HwXMLElement::operator delete(void* block, std::size_t size) noexcept
 {
     if (!block)
         return;
@@ -149,26 +148,6 @@ void vellxml::model_p::poolRelease(void* block, std::size_t size) noexcept
 #endif
     // Unsized: clang leaves sized deallocation off unless asked.
     ::operator delete(block);
-}
-
-void* HwXMLElement::operator new(std::size_t size)
-{
-    return vellxml::model_p::poolAllocate(size);
-}
-
-void HwXMLElement::operator delete(void* block, std::size_t size) noexcept
-{
-    vellxml::model_p::poolRelease(block, size);
-}
-
-void* HwXMLElement::ElementExtras::operator new(std::size_t size)
-{
-    return vellxml::model_p::poolAllocate(size);
-}
-
-void HwXMLElement::ElementExtras::operator delete(void* block, std::size_t size) noexcept
-{
-    vellxml::model_p::poolRelease(block, size);
 }
 
 QString ESDRTypeConvert(const QString& type)

@@ -250,9 +250,6 @@ private:
     /// registers, millions of them, none with these: they are allocated on first use, and an element
     /// without them pays one null pointer. A copy shares them with its source until either changes them.
     struct ElementExtras : QSharedData {
-        // From the element pool, as the elements.
-        static void* operator new(std::size_t size);
-        static void operator delete(void* block, std::size_t size) noexcept;
         QString typeName;
         QMap<QString, std::uint32_t> altAddresses;
         QString category;

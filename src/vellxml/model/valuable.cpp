@@ -1,4 +1,3 @@
-#include "element_pool_p.h"
 #include "format_p.h"
 
 #include <vellxml/model/bitfield.h>
@@ -49,16 +48,6 @@ HwValuable::~HwValuable() = default;
 // Registers are the second most numerous elements: the common element, the bitfields and a few flags.
 static_assert(sizeof(HwValuable) <= sizeof(HwXMLElement) + sizeof(std::vector<int>) + 3 * sizeof(std::uint64_t),
     "HwValuable grew: keep rarely used fields in ValuableExtras");
-
-void* HwValuable::ValuableExtras::operator new(std::size_t size)
-{
-    return vellxml::model_p::poolAllocate(size);
-}
-
-void HwValuable::ValuableExtras::operator delete(void* block, std::size_t size) noexcept
-{
-    vellxml::model_p::poolRelease(block, size);
-}
 
 HwValuable::ValuableExtras& HwValuable::valuableExtras()
 {

@@ -137,9 +137,6 @@ private:
     /// Bit groups, halves, extra text and the physical top: few registers have any of them, so they are
     /// allocated on first use.
     struct ValuableExtras {
-        // From the element pool, as the elements.
-        static void* operator new(std::size_t size);
-        static void operator delete(void* block, std::size_t size) noexcept;
         std::vector<std::unique_ptr<HwBitGroup>> bitGroups;
         QString extraText;
         QString lowPartName;
