@@ -422,6 +422,29 @@ private:
         m_decoded.append(copied, static_cast<std::size_t>(m_p - copied));
     }
 
+    // At a carriage return: a line feed for it, and for a line feed after it, in the decoded copy.
+    void lineEnd(const char*& copied, bool& decoded)
+    {
+        decodeFrom(copied, decoded);
+        m_decoded += '\n';
+        ++m_p;
+        if (m_p < m_end && *m_p == '\n')
+            ++m_p;
+        copied = m_p;
+    }
+
+    // Gives the builder the run of character data from `start` to here, none of it layout alone: the
+    // decoded copy when there is one, else the text itself.
+    void giveRun(const char* start, const char* copied, bool decoded)
+    {
+        if (decoded) {
+            m_decoded.append(copied, static_cast<std::size_t>(m_p - copied));
+            m_builder.characters(m_decoded.data(), m_decoded.size());
+        } else if (m_p != start) {
+            m_builder.textCharacters(start, static_cast<std::size_t>(m_p - start), false);
+        }
+    }
+
     // Character data up to the next '<', given to the builder. Line ends become line feeds and
     // references their characters; "]]>" is not allowed.
     bool text()
@@ -448,12 +471,7 @@ private:
                     return false;
                 ++m_p;
             } else if (c == '\r') {
-                decodeFrom(copied, decoded);
-                m_decoded += '\n';
-                ++m_p;
-                if (m_p < m_end && *m_p == '\n')
-                    ++m_p;
-                copied = m_p;
+                lineEnd(copied, decoded);
             } else if (c == '&') {
                 decodeFrom(copied, decoded);
                 if (!reference(m_decoded))
@@ -465,13 +483,8 @@ private:
                 return false;
             }
         }
-        if (decoded) {
-            m_decoded.append(copied, static_cast<std::size_t>(m_p - copied));
-            m_builder.characters(m_decoded.data(), m_decoded.size());
-        } else if (m_p != start) {
-            // The run has a character that is not layout: the one that stopped skipLayout().
-            m_builder.textCharacters(start, static_cast<std::size_t>(m_p - start), false);
-        }
+        // Not layout alone: the character that stopped skipLayout() is not.
+        giveRun(start, copied, decoded);
         return true;
     }
 
@@ -493,24 +506,14 @@ private:
                     break;
                 ++m_p;
             } else if (c == '\r') {
-                decodeFrom(copied, decoded);
-                m_decoded += '\n';
-                ++m_p;
-                if (m_p < m_end && *m_p == '\n')
-                    ++m_p;
-                copied = m_p;
+                lineEnd(copied, decoded);
             } else if (const std::size_t length = utf8Character(m_p, m_end)) {
                 m_p += length;
             } else {
                 return false;
             }
         }
-        if (decoded) {
-            m_decoded.append(copied, static_cast<std::size_t>(m_p - copied));
-            m_builder.characters(m_decoded.data(), m_decoded.size());
-        } else if (m_p != start) {
-            m_builder.textCharacters(start, static_cast<std::size_t>(m_p - start), false);
-        }
+        giveRun(start, copied, decoded);
         m_p += 3;
         m_builder.endCData();
         return true;
