@@ -218,19 +218,6 @@ QString HwXmlElementView::lowerTagName() const
     return m_document->textCaches().lowerNames.get(node.name, node.length, lowerUtf8Text);
 }
 
-namespace {
-
-// Whether two NUL-terminated names are equal; inline, as attribute names are a few characters.
-bool sameName(const char* a, const char* b)
-{
-    while (*a == *b && *a != '\0') {
-        ++a;
-        ++b;
-    }
-    return *a == *b;
-}
-
-} // namespace
 
 QString HwXmlElementView::attribute(const char* name, const QString& fallback) const
 {
@@ -239,7 +226,7 @@ QString HwXmlElementView::attribute(const char* name, const QString& fallback) c
     const HwXmlNode& node = m_document->node(m_index);
     for (std::int32_t a = 0; a < node.attributeCount; ++a) {
         const HwXmlAttribute& attribute = m_document->attribute(node.firstAttribute + a);
-        if (sameName(attribute.name, name))
+        if (attribute.name[0] == name[0] && std::strcmp(attribute.name, name) == 0)
             return m_document->textCaches().values.get(attribute.value, attribute.valueLength, utf8Text);
     }
     return fallback;
@@ -591,15 +578,20 @@ constexpr unsigned long long amplificationThreshold = 8 * 1024 * 1024;
 
 } // namespace
 
-void HwXmlDocument::reset(const QByteArray& bytes)
+void HwXmlDocument::clearTables()
 {
     m_nodes.clear();
     m_attributes.clear();
     m_blocks.clear();
     m_free = nullptr;
     m_freeLength = 0;
-    m_lineStarts.clear();
     m_documentElement = -1;
+}
+
+void HwXmlDocument::reset(const QByteArray& bytes)
+{
+    clearTables();
+    m_lineStarts.clear();
     m_text = bytes;
     m_utf8 = isUtf8(bytes);
     // Room for a description's usual density (an element of a few attributes every few dozen bytes), so
@@ -661,9 +653,7 @@ bool HwXmlDocument::parseWithExpat(
         column = events.parserColumn(line);
         error = QString::fromUtf8(XML_ErrorString(XML_GetErrorCode(parser.get())));
     }
-    m_nodes.clear();
-    m_attributes.clear();
-    m_documentElement = -1;
+    clearTables();
     return false;
 }
 

@@ -184,6 +184,8 @@ private:
     friend struct HwXmlExpatEvents;
     /// Empties the document for a parse of `bytes`.
     void reset(const QByteArray& bytes);
+    /// Drops the nodes, attributes and stored texts (a parse that failed or was declined leaves none).
+    void clearTables();
     /// A NUL-terminated copy of the text, held until the document goes.
     const char* store(const char* text, std::size_t length)
     {

@@ -694,11 +694,6 @@ bool HwXmlDocument::parseFast(const QByteArray& bytes, const HwLoadLimits& limit
         if (reader.read())
             return true;
     }
-    m_nodes.clear();
-    m_attributes.clear();
-    m_blocks.clear();
-    m_free = nullptr;
-    m_freeLength = 0;
-    m_documentElement = -1;
+    clearTables();
     return false;
 }
