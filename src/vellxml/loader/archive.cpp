@@ -3,6 +3,7 @@
 #include <vellxml/model/composites.h>
 #include <vellxml/model/format_p.h>
 #include <vellxml/model/valuable.h>
+#include <vellxml/text_store_p.h>
 
 #include <QDir>
 #include <QFileInfo>
@@ -254,6 +255,17 @@ HwRootArchive::~HwRootArchive()
     m_archiveIndex.clear();
     m_typeIndex.clear();
     m_archives.clear();
+    m_instancesByType.clear();
+    m_instanceIndex.reset();
+    // Last: the texts go once nothing of the chip refers to them.
+    m_texts.reset();
+}
+
+vellxml::text_p::TextStore& HwRootArchive::textStore()
+{
+    if (!m_texts)
+        m_texts = std::make_unique<vellxml::text_p::TextStore>();
+    return *m_texts;
 }
 
 void HwRootArchive::reparent(HwXMLElement* parent)

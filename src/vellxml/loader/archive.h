@@ -12,8 +12,13 @@
 #include <memory>
 #include <vector>
 
+class HwArchiveLoader;
 class HwMemoryMap;
 class HwXMLArchive;
+
+namespace vellxml::text_p {
+class TextStore;
+}
 
 /// The result of loading one archive file.
 enum XMDOpenError : int {
@@ -263,6 +268,10 @@ public:
     void childRenamed() override;
 
 private:
+    friend class HwArchiveLoader;
+    /// Where the loader keeps the texts of this chip; made on first use, deleted after every element.
+    vellxml::text_p::TextStore& textStore();
+
     HwMemoryMap* m_memoryMap = nullptr;
     std::vector<std::unique_ptr<HwXMLArchive>> m_archives;
     // The first archive of each directory and name, for hasArchive().
@@ -278,6 +287,7 @@ private:
 
     // Instances by name for path lookup, built on first use (access/).
     mutable HwNameIndexPtr m_instanceIndex;
+    std::unique_ptr<vellxml::text_p::TextStore> m_texts;
 };
 
 #endif

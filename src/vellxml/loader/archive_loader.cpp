@@ -179,6 +179,8 @@ HwXMLArchive* HwArchiveLoader::loadArchiveFromFile(const QString& path, const QS
         result = XMD_INVALID;
         return nullptr;
     }
+    if (root)
+        document.setTextStore(&root->textStore());
     if (!m_checker)
         return readDocument(document, path, name, directory, root, result);
     // What the handlers read of this file, to find what they ignored once it is loaded.

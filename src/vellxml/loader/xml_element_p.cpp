@@ -3,6 +3,8 @@
 #include "load_seams_p.h"
 #include "xml_builder_p.h"
 
+#include <vellxml/text_store_p.h>
+
 #include <QVarLengthArray>
 
 // expat declares its entity-expansion bounds only for builds that read document types, as Debian's does.
@@ -203,6 +205,7 @@ QString HwXmlElementView::tagName() const
 struct HwXmlDocument::TextCaches {
     ShortTextCache lowerNames;
     ShortTextCache values;
+    ShortTextCache names; ///< values of "name" attributes, in the text store
 };
 
 HwXmlDocument::TextCaches& HwXmlDocument::textCaches() const
@@ -226,10 +229,22 @@ QString HwXmlElementView::attribute(const char* name, const QString& fallback) c
     const HwXmlNode& node = m_document->node(m_index);
     for (std::int32_t a = 0; a < node.attributeCount; ++a) {
         const HwXmlAttribute& attribute = m_document->attribute(node.firstAttribute + a);
-        if (attribute.name[0] == name[0] && std::strcmp(attribute.name, name) == 0)
-            return m_document->textCaches().values.get(attribute.value, attribute.valueLength, utf8Text);
+        if (attribute.name[0] != name[0] || std::strcmp(attribute.name, name) != 0)
+            continue;
+        vellxml::text_p::TextStore* store = m_document->textStore();
+        if (store && std::strcmp(name, "name") == 0) {
+            return m_document->textCaches().names.get(attribute.value, attribute.valueLength,
+                [store](const char* text, std::size_t length) { return store->keepUtf8(text, length); });
+        }
+        return m_document->textCaches().values.get(attribute.value, attribute.valueLength, utf8Text);
     }
     return fallback;
+}
+
+QString HwXmlElementView::kept(const QString& text) const
+{
+    vellxml::text_p::TextStore* store = m_document->textStore();
+    return store ? store->keep(text) : text;
 }
 
 HwXmlChildElements HwXmlElementView::childElements() const
@@ -854,9 +869,9 @@ QString readCommentFromCommentTag(const HwXmlElementView& element)
     if (HwXmlReadRecord* record = element.readRecord())
         record->noteMarkup(element.identity());
     QString text;
-    if (plainCommentText(*element.document(), element.index(), text))
-        return text;
-    return vellxml::loader_p::commentFromMarkup(element.serialize());
+    if (!plainCommentText(*element.document(), element.index(), text))
+        text = vellxml::loader_p::commentFromMarkup(element.serialize());
+    return element.kept(text);
 }
 
 QString readCJokerFromCommentTag(const HwXmlElementView& element)

@@ -17,6 +17,10 @@
 class HwXmlDocument;
 class HwXmlChildElements;
 
+namespace vellxml::text_p {
+class TextStore;
+}
+
 /// What the tag handlers read of each element of one document, kept while the description checks run:
 /// an attribute nobody asked for, or an element nobody looked at, is something the loader ignored. The
 /// names asked for are the handlers' own, so they are also the suggestions for a misspelt one.
@@ -94,7 +98,8 @@ public:
     QString tagName() const;
     /// The tag name in lower case: tags are compared this way.
     QString lowerTagName() const;
-    /// The attribute's value; `fallback` when the attribute is absent (an empty value is kept).
+    /// The attribute's value; `fallback` when the attribute is absent (an empty value is kept). A "name"
+    /// is kept in the document's text store when it has one: names are what the model keeps.
     QString attribute(const char* name, const QString& fallback = QString()) const;
     /// The child elements in document order, walked as they are read (no list is made).
     HwXmlChildElements childElements() const;
@@ -116,6 +121,8 @@ public:
     std::int32_t identity() const { return m_index; }
     /// Where reads of the element are recorded, null when nothing records them.
     HwXmlReadRecord* readRecord() const;
+    /// The text as the model is to keep it: a copy in the document's text store when it has one.
+    QString kept(const QString& text) const;
 
 private:
     const HwXmlDocument* m_document;
@@ -174,6 +181,9 @@ public:
     /// Records what the views of this document read, until set back to null.
     void setReadRecord(HwXmlReadRecord* record) { m_readRecord = record; }
     HwXmlReadRecord* readRecord() const { return m_readRecord; }
+    /// Where the texts that the model keeps are copied (names and comments), until set back to null.
+    void setTextStore(vellxml::text_p::TextStore* store) { m_textStore = store; }
+    vellxml::text_p::TextStore* textStore() const { return m_textStore; }
     const HwXmlAttribute& attribute(std::int32_t index) const
     {
         return m_attributes[static_cast<std::size_t>(index)];
@@ -205,6 +215,7 @@ private:
     void positionOfOffset(std::int64_t offset, int& line, int& column) const;
 
     HwXmlReadRecord* m_readRecord = nullptr;
+    vellxml::text_p::TextStore* m_textStore = nullptr;
 
     friend class HwXmlElementView;
     /// Short texts that the views already converted (tag names in lower case, attribute values): a
