@@ -18,7 +18,7 @@ class HwXMLArchive;
 
 namespace vellxml::text_p {
 class TextStore;
-}
+} // namespace vellxml::text_p
 
 /// The result of loading one archive file.
 enum XMDOpenError : int {

@@ -19,7 +19,7 @@ class HwXmlChildElements;
 
 namespace vellxml::text_p {
 class TextStore;
-}
+} // namespace vellxml::text_p
 
 /// What the tag handlers read of each element of one document, kept while the description checks run:
 /// an attribute nobody asked for, or an element nobody looked at, is something the loader ignored. The
