@@ -18,8 +18,8 @@ namespace {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
 using Header = QTypedArrayData<char16_t>;
 // Where Qt expects the characters after a header (QTypedArrayData::dataStart).
-constexpr std::size_t kHeaderBytes = (sizeof(QArrayData) + alignof(Header::AlignmentDummy) - 1)
-    & ~(alignof(Header::AlignmentDummy) - 1);
+constexpr std::size_t kHeaderBytes =
+    (sizeof(QArrayData) + alignof(Header::AlignmentDummy) - 1) & ~(alignof(Header::AlignmentDummy) - 1);
 constexpr std::size_t kMaxLength = std::size_t {1} << 40;
 
 int referencesOf(const Header* header)
@@ -95,10 +95,7 @@ struct TextBlock {
         return true;
     }
 
-    static void release(TextBlock* block) noexcept
-    {
-        ::operator delete(static_cast<void*>(block));
-    }
+    static void release(TextBlock* block) noexcept { ::operator delete(static_cast<void*>(block)); }
 };
 
 namespace {

@@ -3,11 +3,11 @@
 // they held are freed once they are let go.
 #include <vellxml/text_store_p.h>
 
-#include <gtest/gtest.h>
-
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <iterator>
@@ -21,8 +21,8 @@ using vellxml::text_p::TextStore;
 
 QByteArray randomUtf8(std::mt19937& random)
 {
-    static const char* const pieces[] = {"a", "Z", "_", "0", " ", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80",
-        "\xFF", "\xC3", "<br>", "&amp;"};
+    static const char* const pieces[] = {"a", "Z", "_", "0", " ", "\xC3\xA9", "\xE2\x82\xAC",
+        "\xF0\x9F\x98\x80", "\xFF", "\xC3", "<br>", "&amp;"};
     // Mostly names and comments; now and then one larger than a quarter of a block.
     const std::size_t length = random() % 50 == 0 ? 9000 + random() % 40000 : random() % 60;
     QByteArray out;
@@ -78,8 +78,9 @@ TEST(TextStoreTest, KeptTextsBehaveAsOwnCopiesAndOutliveTheirStore)
             for (int i = 0; i < 400; ++i) {
                 const QByteArray utf8 = randomUtf8(random);
                 const QString plain = QString::fromUtf8(utf8);
-                const QString text = i % 2 ? store->keepUtf8(utf8.constData(), static_cast<std::size_t>(utf8.size()))
-                                           : store->keep(plain);
+                const QString text = i % 2
+                    ? store->keepUtf8(utf8.constData(), static_cast<std::size_t>(utf8.size()))
+                    : store->keep(plain);
                 ASSERT_EQ(text, plain) << "from " << utf8.toHex().constData();
                 ASSERT_EQ(text.isNull(), plain.isEmpty());
                 kept << text;
@@ -112,7 +113,8 @@ TEST(TextStoreTest, KeptTextsBehaveAsOwnCopiesAndOutliveTheirStore)
         for (QString& text : survivors)
             change(text, random());
         survivors.clear();
-        EXPECT_EQ(TextStore::releaseSetAside(), setAsideBefore) << "blocks stay after their texts were let go";
+        EXPECT_EQ(TextStore::releaseSetAside(), setAsideBefore)
+            << "blocks stay after their texts were let go";
     }
 }
 

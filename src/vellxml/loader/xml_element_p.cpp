@@ -775,6 +775,7 @@ bool isPlainBreak(const HwXmlNode& node)
         && node.firstChild < 0;
 }
 
+// The text goes into the document's text store when it has one.
 bool plainCommentText(const HwXmlDocument& document, std::int32_t index, QString& out)
 {
     const HwXmlNode& node = document.node(index);
@@ -808,7 +809,10 @@ bool plainCommentText(const HwXmlDocument& document, std::int32_t index, QString
             verbatim = c == ' ' ? printable.of[static_cast<unsigned char>(value[i + 1])] : printable.of[c];
         }
         if (verbatim) {
-            out = QString::fromLatin1(value, static_cast<qsizetype>(length));
+            // Printable ASCII alone: the same characters as UTF-8 and as Latin-1.
+            vellxml::text_p::TextStore* store = document.textStore();
+            out = store ? store->keepUtf8(value, length)
+                        : QString::fromLatin1(value, static_cast<qsizetype>(length));
             return true;
         }
     }
@@ -829,12 +833,10 @@ bool plainCommentText(const HwXmlDocument& document, std::int32_t index, QString
             put(QLatin1String("<br>"));
             continue;
         }
-        const QString text = QString::fromUtf8(document.node(child).name);
-        buffer.resize(used + 1 + text.size() * 5);
-        for (const QChar c : text) {
+        const auto take = [&](const QChar c) {
             if (c != QLatin1Char('\r') && c.isSpace()) {
                 blank = used != 0;
-                continue;
+                return;
             }
             if (blank) {
                 buffer[used++] = QLatin1Char(' ');
@@ -856,9 +858,26 @@ bool plainCommentText(const HwXmlDocument& document, std::int32_t index, QString
             default:
                 buffer[used++] = c;
             }
+        };
+        const HwXmlNode& textNode = document.node(child);
+        const auto* bytes = reinterpret_cast<const unsigned char*>(textNode.name);
+        bool ascii = true;
+        for (std::size_t i = 0; ascii && i < textNode.length; ++i)
+            ascii = bytes[i] < 0x80;
+        // ASCII text is its own UTF-16 (one unit per byte); other text is converted first.
+        if (ascii) {
+            buffer.resize(used + 1 + static_cast<qsizetype>(textNode.length) * 5);
+            for (std::size_t i = 0; i < textNode.length; ++i)
+                take(QLatin1Char(static_cast<char>(bytes[i])));
+        } else {
+            const QString text = QString::fromUtf8(textNode.name, static_cast<qsizetype>(textNode.length));
+            buffer.resize(used + 1 + text.size() * 5);
+            for (const QChar c : text)
+                take(c);
         }
     }
-    out = QString(buffer.constData(), used);
+    vellxml::text_p::TextStore* store = document.textStore();
+    out = store ? store->keep(QStringView(buffer.constData(), used)) : QString(buffer.constData(), used);
     return true;
 }
 
@@ -869,9 +888,9 @@ QString readCommentFromCommentTag(const HwXmlElementView& element)
     if (HwXmlReadRecord* record = element.readRecord())
         record->noteMarkup(element.identity());
     QString text;
-    if (!plainCommentText(*element.document(), element.index(), text))
-        text = vellxml::loader_p::commentFromMarkup(element.serialize());
-    return element.kept(text);
+    if (plainCommentText(*element.document(), element.index(), text))
+        return text;
+    return element.kept(vellxml::loader_p::commentFromMarkup(element.serialize()));
 }
 
 QString readCJokerFromCommentTag(const HwXmlElementView& element)
