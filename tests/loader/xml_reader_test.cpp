@@ -444,4 +444,41 @@ TEST(XmlReaderTest, MutatedDocumentsAreReadAlikeOrLeftToExpat)
     EXPECT_GE(refused, mutations / 4);
 }
 
+// Tag names are compared in lower case byte by byte when ASCII; the answer must be the one the lower-case
+// QString gives, for any name (non-ASCII ones, whose lower case may be shorter, go through expat).
+TEST(XmlReaderTest, TagComparisonsAgreeWithLowerCaseNames)
+{
+    const char* const pieces[] = {"reg", "REG", "Bits", "b", "I", "i", "3", "2", "_", "-", ".",
+        "\xE2\x84\xAA" /* KELVIN SIGN, lower case "k" */, "\xC4\xB0" /* I WITH DOT ABOVE */, "k", "\xC3\x89"};
+    const QLatin1String literals[] = {QLatin1String("reg"), QLatin1String("reg32"), QLatin1String("bits"),
+        QLatin1String("k"), QLatin1String("kk"), QLatin1String("i"), QLatin1String("comment"), QLatin1String("")};
+    std::mt19937 random(11);
+    QByteArray text = "<root>";
+    for (int i = 0; i < 3000; ++i) {
+        QByteArray name = random() % 3 ? "r" : "k"; // names start with a letter
+        for (unsigned n = random() % 4; n > 0; --n)
+            name += pieces[random() % std::size(pieces)];
+        // Now and then exactly a literal in mixed case.
+        if (random() % 4 == 0)
+            name = QByteArray(literals[random() % (std::size(literals) - 1)].data()).toUpper();
+        text += "<" + name + "/>";
+    }
+    text += "</root>";
+    HwXmlDocument document;
+    int line = 0;
+    int column = 0;
+    QString error;
+    ASSERT_TRUE(document.parse(text, HwLoadLimits(), line, column, error)) << error.toStdString();
+    int checked = 0;
+    for (const HwXmlElementView& element : document.documentElement().childElements()) {
+        for (const QLatin1String literal : literals) {
+            ASSERT_EQ(element.hasTag(literal), element.lowerTagName() == literal)
+                << element.tagName().toStdString() << " against " << literal.data();
+            ASSERT_EQ(element.lowerTag() == literal, element.hasTag(literal));
+            ++checked;
+        }
+    }
+    EXPECT_EQ(checked, 3000 * static_cast<int>(std::size(literals)));
+}
+
 } // namespace

@@ -200,11 +200,11 @@ HwXMLArchive* HwArchiveLoader::readDocument(const HwXmlDocument& document, const
 
     result = XMD_INVALID;
     const HwXmlElementView top = document.documentElement();
-    const QString tag = top.lowerTagName();
+    const LowerTag tag = top.lowerTag();
     if (tag == QLatin1String("bigarchive")) {
         HwXMLArchive* last = nullptr;
         for (const HwXmlElementView& child : top.childElements()) {
-            if (child.lowerTagName() != QLatin1String("archive")) {
+            if (child.lowerTag() != QLatin1String("archive")) {
                 ErrorMessage(path, child.line(), child.column(),
                     QStringLiteral("Unvalid '%2' tag.\n").arg(child.tagName()), vellxml::code::ArchiveFormat);
                 return nullptr;
@@ -266,7 +266,7 @@ HwXMLArchive* HwArchiveLoader::manageArchiveTag(
         return nullptr;
 
     for (const HwXmlElementView& child : element.childElements()) {
-        const QString tag = child.lowerTagName();
+        const LowerTag tag = child.lowerTag();
         bool ok = true;
         if (tag == QLatin1String("module") || tag == QLatin1String("typedef")) {
             ok = manageModuleOrTypedefTag(child, archive);
@@ -313,7 +313,7 @@ int HwArchiveLoader::manageIncludeTag(const HwXmlElementView& element, HwXMLArch
     bool hasCases = false;
     bool taken = false;
     for (const HwXmlElementView& child : element.childElements()) {
-        const QString tag = child.lowerTagName();
+        const LowerTag tag = child.lowerTag();
         if (tag == QLatin1String("case")) {
             const QString condition = child.attribute("cond", QStringLiteral("0"));
             const QString caseFile = child.attribute("file");
@@ -401,7 +401,7 @@ int HwArchiveLoader::manageIncludeEntry(HwXMLArchive* archive, HwXMLInclude* inc
 
 bool HwArchiveLoader::manageModuleOrTypedefTag(const HwXmlElementView& element, HwXMLArchive* archive)
 {
-    const QString tag = element.lowerTagName();
+    const LowerTag tag = element.lowerTag();
     if (tag != QLatin1String("module") && tag != QLatin1String("typedef")) {
         reportError(archive, element, QStringLiteral("\"module\" or \"typedef\" tag not found."));
         return false;
@@ -445,14 +445,16 @@ bool HwArchiveLoader::manageModuleOrTypedefTag(const HwXmlElementView& element, 
 std::unique_ptr<HwXMLElement> HwArchiveLoader::manageStructMember(
     const HwXmlElementView& child, HwXMLArchive* archive, const QString& typeName, bool& handled)
 {
-    const QString tag = child.lowerTagName();
+    const LowerTag tag = child.lowerTag();
     handled = true;
-    static const QStringList valuableTags {QStringLiteral("reg"), QStringLiteral("reg32"),
-        QStringLiteral("reg16"), QStringLiteral("reg8"), QStringLiteral("ireg"), QStringLiteral("uint"),
-        QStringLiteral("uint32"), QStringLiteral("uint16"), QStringLiteral("uint8"), QStringLiteral("int"),
-        QStringLiteral("int32"), QStringLiteral("int16"), QStringLiteral("int8"), QStringLiteral("bool")};
-    if (valuableTags.contains(tag))
-        return manageValuableTag(child, archive, typeName, tag);
+    static const QLatin1String valuableTags[] {QLatin1String("reg"), QLatin1String("reg32"),
+        QLatin1String("reg16"), QLatin1String("reg8"), QLatin1String("ireg"), QLatin1String("uint"),
+        QLatin1String("uint32"), QLatin1String("uint16"), QLatin1String("uint8"), QLatin1String("int"),
+        QLatin1String("int32"), QLatin1String("int16"), QLatin1String("int8"), QLatin1String("bool")};
+    for (const QLatin1String valuableTag : valuableTags) {
+        if (tag == valuableTag)
+            return manageValuableTag(child, archive, typeName, tag.toString());
+    }
     if (tag == QLatin1String("hole"))
         return manageHoleTag(child, archive, typeName);
     if (tag == QLatin1String("struct"))
@@ -475,7 +477,7 @@ bool HwArchiveLoader::manageModuleOrTypedefTag(
     const QString typeName = structure->getName();
     vellxml::loader_p::DescriptionChecker::MemberList members;
     for (const HwXmlElementView& child : element.childElements()) {
-        const QString tag = child.lowerTagName();
+        const LowerTag tag = child.lowerTag();
         bool ok = true;
         if (tag == QLatin1String("spacer")) {
             ok = manageSpacerTag(child, archive);

@@ -140,7 +140,7 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageValuableTag(
     if (m_checker)
         m_checker->beginRegister();
     for (const HwXmlElementView& child : element.childElements()) {
-        const QString tag = child.lowerTagName();
+        const LowerTag tag = child.lowerTag();
         bool ok = true;
         if (tag == QLatin1String("bits")) {
             ok = manageBitsTag(child, valuable.get(), archive);
@@ -250,7 +250,7 @@ bool HwArchiveLoader::manageBitsTag(
         name, readable, writeKind, upText, up, downText, down, resetValue, hasReset, displayType);
     bitField->reparent(valuable);
     for (const HwXmlElementView& child : element.childElements()) {
-        const QString tag = child.lowerTagName();
+        const LowerTag tag = child.lowerTag();
         if (tag == QLatin1String("comment")) {
             bitField->setComment(readCommentFromCommentTag(child));
         } else if (tag == QLatin1String("options")) {
@@ -343,7 +343,7 @@ bool HwArchiveLoader::manageBitgroupTag(
 {
     auto group = std::make_unique<HwBitGroup>(regularizeVariableName(element.attribute("name")), valuable);
     for (const HwXmlElementView& child : element.childElements()) {
-        if (child.lowerTagName() != QLatin1String("entry")) {
+        if (child.lowerTag() != QLatin1String("entry")) {
             reportError(archive, child,
                 QStringLiteral("Bitgroup %1 contains an unvalid %2 tag.\n")
                     .arg(group->getName(), child.tagName()));
@@ -401,7 +401,7 @@ bool HwArchiveLoader::manageOptionsTag(
         }
     }
     for (const HwXmlElementView& child : element.childElements()) {
-        const QString tag = child.lowerTagName();
+        const LowerTag tag = child.lowerTag();
         if (tag == QLatin1String("option")) {
             if (!linkEnum.isEmpty()) {
                 reportError(archive, child,
@@ -439,7 +439,7 @@ bool HwArchiveLoader::manageOptionsOptionTag(
     if (m_checker)
         m_checker->checkOption(archive, element, bitField, option.name, option.value);
     for (const HwXmlElementView& child : element.childElements()) {
-        if (child.lowerTagName() != QLatin1String("comment")) {
+        if (child.lowerTag() != QLatin1String("comment")) {
             reportError(archive, child,
                 QStringLiteral("Bitfield options '%1' contains an unvalid '%2' tag.\n")
                     .arg(option.name, child.tagName()));
@@ -472,7 +472,7 @@ bool HwArchiveLoader::manageSpacerTag(const HwXmlElementView& element, HwXMLArch
 {
     QString comment;
     for (const HwXmlElementView& child : element.childElements()) {
-        if (child.lowerTagName() == QLatin1String("comment"))
+        if (child.lowerTag() == QLatin1String("comment"))
             comment += readCommentFromCommentTag(child);
     }
     HwIntVar spacer = generateSpacer();

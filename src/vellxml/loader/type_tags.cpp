@@ -36,7 +36,7 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageStructTag(
     structure->addCKeywords(splitWords(element.attribute("ckeywords")));
     DescriptionChecker::MemberList members;
     for (const HwXmlElementView& child : element.childElements()) {
-        if (child.lowerTagName() == QLatin1String("comment")) {
+        if (child.lowerTag() == QLatin1String("comment")) {
             structure->setComment(readCommentFromCommentTag(child));
             continue;
         }
@@ -92,7 +92,7 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageInstanceTag(
     member->setTypeName(type);
     member->addCKeywords(splitWords(element.attribute("ckeywords")));
     for (const HwXmlElementView& child : element.childElements()) {
-        if (child.lowerTagName() == QLatin1String("comment"))
+        if (child.lowerTag() == QLatin1String("comment"))
             member->setComment(readCommentFromCommentTag(child));
     }
     if (!count.isArray)
@@ -141,7 +141,7 @@ HwXMLElement* HwArchiveLoader::manageInstanceTag(const HwXmlElementView& element
     if (m_checker)
         m_checker->noteInstance(archive, element, instance);
     for (const HwXmlElementView& child : element.childElements()) {
-        const QString tag = child.lowerTagName();
+        const LowerTag tag = child.lowerTag();
         if (tag == QLatin1String("comment")) {
             instance->setComment(readCommentFromCommentTag(child));
         } else if (tag == QLatin1String("altaddress")) {
@@ -176,7 +176,7 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::managePtrTag(
     auto pointer = std::make_unique<HwPointer>(name, type);
     pointer->addCKeywords(splitWords(element.attribute("ckeywords")));
     for (const HwXmlElementView& child : element.childElements()) {
-        if (child.lowerTagName() != QLatin1String("comment")) {
+        if (child.lowerTag() != QLatin1String("comment")) {
             reportError(archive, child,
                 QStringLiteral("Pointer '%1' contains an unvalid '%2' tag.\n").arg(name, child.tagName()));
             return nullptr;
@@ -205,7 +205,7 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageMemoryTag(
     auto memory = std::make_unique<HwMemory>(name, value.value);
     memory->addCKeywords(splitWords(element.attribute("ckeywords")));
     for (const HwXmlElementView& child : element.childElements()) {
-        if (child.lowerTagName() != QLatin1String("comment")) {
+        if (child.lowerTag() != QLatin1String("comment")) {
             reportError(archive, child,
                 QStringLiteral("Memory '%1' contains an unvalid '%2' tag.\n").arg(name, child.tagName()));
             return nullptr;
@@ -226,7 +226,7 @@ bool HwArchiveLoader::manageAliasTag(const HwXmlElementView& element, HwXMLArchi
     auto alias = std::make_unique<HwStruct>(name, name);
     DescriptionChecker::MemberList members;
     for (const HwXmlElementView& child : element.childElements()) {
-        const QString tag = child.lowerTagName();
+        const LowerTag tag = child.lowerTag();
         if (tag == QLatin1String("comment")) {
             alias->setComment(readCommentFromCommentTag(child));
             continue;
@@ -304,7 +304,7 @@ bool HwArchiveLoader::manageVarTag(const HwXmlElementView& element, HwXMLArchive
     }
     QString comment;
     for (const HwXmlElementView& child : element.childElements()) {
-        if (child.lowerTagName() == QLatin1String("comment"))
+        if (child.lowerTag() == QLatin1String("comment"))
             comment = readCommentFromCommentTag(child);
     }
     HwMemoryMap* map = archive->getMemoryMap();
@@ -356,7 +356,7 @@ bool HwArchiveLoader::manageRangeTag(const HwXmlElementView& element, HwXMLArchi
     }
     QString comment;
     for (const HwXmlElementView& child : element.childElements()) {
-        if (child.lowerTagName() == QLatin1String("comment"))
+        if (child.lowerTag() == QLatin1String("comment"))
             comment = readCommentFromCommentTag(child);
     }
     QString errorText;
@@ -382,7 +382,7 @@ bool HwArchiveLoader::manageEnumTag(const HwXmlElementView& element, HwXMLArchiv
     HwEnum* e = archive->getVariableManager().addEnum(std::make_unique<HwEnum>(name));
     QString comment;
     for (const HwXmlElementView& child : element.childElements()) {
-        const QString tag = child.lowerTagName();
+        const LowerTag tag = child.lowerTag();
         bool ok = true;
         if (tag == QLatin1String("entry"))
             ok = manageEnumEntryTag(child, e, archive);
@@ -423,7 +423,7 @@ bool HwArchiveLoader::declareEnumVariable(const HwXmlElementView& element, HwEnu
     // variable's origin text.
     QString comment;
     for (const HwXmlElementView& child : element.childElements()) {
-        if (child.lowerTagName() == QLatin1String("comment"))
+        if (child.lowerTag() == QLatin1String("comment"))
             comment = readCommentFromCommentTag(child);
     }
     QString errorText;

@@ -222,6 +222,22 @@ QString HwXmlElementView::lowerTagName() const
 }
 
 
+bool HwXmlElementView::hasTag(QLatin1String lowerName) const
+{
+    const HwXmlNode& node = m_document->node(m_index);
+    const auto* name = reinterpret_cast<const unsigned char*>(node.name);
+    bool same = static_cast<qsizetype>(node.length) == lowerName.size();
+    for (std::size_t i = 0; i < node.length; ++i) {
+        const unsigned char c = name[i];
+        // Outside ASCII, lower case may change the length (U+212A KELVIN SIGN is "k"): ask Qt.
+        if (c >= 0x80)
+            return lowerTagName() == lowerName;
+        if (same)
+            same = (c >= 'A' && c <= 'Z' ? c | 0x20 : c) == static_cast<unsigned char>(lowerName.data()[i]);
+    }
+    return same;
+}
+
 QString HwXmlElementView::attribute(const char* name, const QString& fallback) const
 {
     if (HwXmlReadRecord* record = m_document->readRecord())

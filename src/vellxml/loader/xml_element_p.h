@@ -98,6 +98,10 @@ public:
     QString tagName() const;
     /// The tag name in lower case: tags are compared this way.
     QString lowerTagName() const;
+    /// lowerTagName() == lowerName, without making the QString when the name is ASCII (nearly always).
+    bool hasTag(QLatin1String lowerName) const;
+    /// The lower-case tag name as a value that compares with literals through hasTag().
+    class LowerTag lowerTag() const;
     /// The attribute's value; `fallback` when the attribute is absent (an empty value is kept). A "name"
     /// is kept in the document's text store when it has one: names are what the model keeps.
     QString attribute(const char* name, const QString& fallback = QString()) const;
@@ -128,6 +132,26 @@ private:
     const HwXmlDocument* m_document;
     std::int32_t m_index;
 };
+
+/// A tag name in lower case, compared with lower-case literals (see HwXmlElementView::hasTag).
+class LowerTag {
+public:
+    explicit LowerTag(const HwXmlElementView& element)
+        : m_element(element)
+    {
+    }
+    bool operator==(QLatin1String lowerName) const { return m_element.hasTag(lowerName); }
+    bool operator!=(QLatin1String lowerName) const { return !m_element.hasTag(lowerName); }
+    QString toString() const { return m_element.lowerTagName(); }
+
+private:
+    HwXmlElementView m_element;
+};
+
+inline LowerTag HwXmlElementView::lowerTag() const
+{
+    return LowerTag(*this);
+}
 
 /// A parsed archive: the element tree of a well-formed XML document.
 ///
