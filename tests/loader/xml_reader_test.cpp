@@ -451,7 +451,8 @@ TEST(XmlReaderTest, TagComparisonsAgreeWithLowerCaseNames)
     const char* const pieces[] = {"reg", "REG", "Bits", "b", "I", "i", "3", "2", "_", "-", ".",
         "\xE2\x84\xAA" /* KELVIN SIGN, lower case "k" */, "\xC4\xB0" /* I WITH DOT ABOVE */, "k", "\xC3\x89"};
     const QLatin1String literals[] = {QLatin1String("reg"), QLatin1String("reg32"), QLatin1String("bits"),
-        QLatin1String("k"), QLatin1String("kk"), QLatin1String("i"), QLatin1String("comment"), QLatin1String("")};
+        QLatin1String("k"), QLatin1String("kk"), QLatin1String("i"), QLatin1String("comment"),
+        QLatin1String("")};
     std::mt19937 random(11);
     QByteArray text = "<root>";
     for (int i = 0; i < 3000; ++i) {

@@ -221,7 +221,6 @@ QString HwXmlElementView::lowerTagName() const
     return m_document->textCaches().lowerNames.get(node.name, node.length, lowerUtf8Text);
 }
 
-
 bool HwXmlElementView::hasTag(QLatin1String lowerName) const
 {
     const HwXmlNode& node = m_document->node(m_index);
