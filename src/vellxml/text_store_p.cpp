@@ -3,6 +3,7 @@
 #include <QArrayData>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <mutex>
 #include <new>
@@ -188,14 +189,22 @@ QString TextStore::keepUtf8(const char* text, std::size_t length)
 {
     if (length == 0)
         return QString();
-    for (std::size_t i = 0; i < length; ++i) {
-        if (static_cast<unsigned char>(text[i]) >= 0x80)
-            return keep(QString::fromUtf8(text, static_cast<qsizetype>(length)));
+    // ASCII is checked eight bytes at a time.
+    bool ascii = true;
+    std::size_t i = 0;
+    for (; ascii && i + 8 <= length; i += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, text + i, sizeof word);
+        ascii = (word & 0x8080808080808080u) == 0;
     }
+    for (; ascii && i < length; ++i)
+        ascii = static_cast<unsigned char>(text[i]) < 0x80;
+    if (!ascii)
+        return keep(QString::fromUtf8(text, static_cast<qsizetype>(length)));
     QString out;
     char16_t* data = allocate(length, out);
-    for (std::size_t i = 0; i < length; ++i)
-        data[i] = static_cast<unsigned char>(text[i]);
+    for (std::size_t k = 0; k < length; ++k)
+        data[k] = static_cast<unsigned char>(text[k]);
     return out;
 }
 

@@ -482,4 +482,35 @@ TEST(XmlReaderTest, TagComparisonsAgreeWithLowerCaseNames)
     EXPECT_EQ(checked, 3000 * static_cast<int>(std::size(literals)));
 }
 
+// Plain comments are collapsed straight from the document's text; the result must be the one the markup
+// way gives (written back, then taken apart), for random plain comments: ASCII and other text, every kind
+// of blank, the escaped characters, line breaks, runs of each.
+TEST(XmlReaderTest, PlainCommentsReadAsTheirMarkup)
+{
+    const char* const pieces[] = {"a", "Bc", "word ", " ", "  ", "\t", "\n", "\r\n", "&#13;", "&amp;", "&lt;",
+        "&gt;", "&quot;", "'", "<br/>", "<br></br>", " <br/> ", "\xC3\xA9", "\xC2\xA0", "\xE2\x80\x83", "x1;",
+        "&#9;", "&#x85;"};
+    std::mt19937 random(5);
+    QByteArray text = "<root>";
+    for (int i = 0; i < 2000; ++i) {
+        text += "<comment>";
+        for (unsigned n = random() % 12; n > 0; --n)
+            text += pieces[random() % std::size(pieces)];
+        text += "</comment>";
+    }
+    text += "</root>";
+    HwXmlDocument document;
+    int line = 0;
+    int column = 0;
+    QString error;
+    ASSERT_TRUE(document.parse(text, HwLoadLimits(), line, column, error)) << error.toStdString();
+    int compared = 0;
+    for (const HwXmlElementView& comment : document.documentElement().childElements()) {
+        ASSERT_EQ(readCommentFromCommentTag(comment), vellxml::loader_p::commentFromMarkup(comment.serialize()))
+            << comment.serialize().toStdString();
+        ++compared;
+    }
+    EXPECT_EQ(compared, 2000);
+}
+
 } // namespace

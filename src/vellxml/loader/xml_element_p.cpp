@@ -881,9 +881,34 @@ bool plainCommentText(const HwXmlDocument& document, std::int32_t index, QString
             ascii = bytes[i] < 0x80;
         // ASCII text is its own UTF-16 (one unit per byte); other text is converted first.
         if (ascii) {
+            // Characters that are neither blank nor escaped are copied a run at a time.
+            static const struct Kept {
+                bool of[128];
+            } kept = [] {
+                Kept table {};
+                for (int c = 0; c < 128; ++c)
+                    table.of[c] = !QChar(c).isSpace() && c != '&' && c != '<' && c != '>' && c != '\r';
+                return table;
+            }();
             buffer.resize(used + 1 + static_cast<qsizetype>(textNode.length) * 5);
-            for (std::size_t i = 0; i < textNode.length; ++i)
-                take(QLatin1Char(static_cast<char>(bytes[i])));
+            for (std::size_t i = 0; i < textNode.length;) {
+                std::size_t end = i;
+                while (end < textNode.length && kept.of[bytes[end]])
+                    ++end;
+                if (end == i) {
+                    take(QLatin1Char(static_cast<char>(bytes[i++])));
+                    continue;
+                }
+                if (blank) {
+                    buffer[used++] = QLatin1Char(' ');
+                    blank = false;
+                }
+                QChar* const to = buffer.data() + used;
+                for (std::size_t k = i; k < end; ++k)
+                    to[k - i] = QLatin1Char(static_cast<char>(bytes[k]));
+                used += static_cast<qsizetype>(end - i);
+                i = end;
+            }
         } else {
             const QString text = QString::fromUtf8(textNode.name, static_cast<qsizetype>(textNode.length));
             buffer.resize(used + 1 + text.size() * 5);
