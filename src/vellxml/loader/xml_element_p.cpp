@@ -223,18 +223,18 @@ QString HwXmlElementView::lowerTagName() const
 
 bool HwXmlElementView::hasTag(QLatin1String lowerName) const
 {
+    // Outside ASCII, lower case may change the length (U+212A KELVIN SIGN is "k"): ask Qt.
+    if (!m_document->asciiNames())
+        return lowerTagName() == lowerName;
     const HwXmlNode& node = m_document->node(m_index);
-    const auto* name = reinterpret_cast<const unsigned char*>(node.name);
-    bool same = static_cast<qsizetype>(node.length) == lowerName.size();
+    if (static_cast<qsizetype>(node.length) != lowerName.size())
+        return false;
     for (std::size_t i = 0; i < node.length; ++i) {
-        const unsigned char c = name[i];
-        // Outside ASCII, lower case may change the length (U+212A KELVIN SIGN is "k"): ask Qt.
-        if (c >= 0x80)
-            return lowerTagName() == lowerName;
-        if (same)
-            same = (c >= 'A' && c <= 'Z' ? c | 0x20 : c) == static_cast<unsigned char>(lowerName.data()[i]);
+        const auto c = static_cast<unsigned char>(node.name[i]);
+        if ((c >= 'A' && c <= 'Z' ? c | 0x20 : c) != static_cast<unsigned char>(lowerName.data()[i]))
+            return false;
     }
-    return same;
+    return true;
 }
 
 QString HwXmlElementView::attribute(const char* name, const QString& fallback) const
@@ -624,6 +624,7 @@ void HwXmlDocument::reset(const QByteArray& bytes)
     m_lineStarts.clear();
     m_text = bytes;
     m_utf8 = isUtf8(bytes);
+    m_asciiNames = false;
     // Room for a description's usual density (an element of a few attributes every few dozen bytes), so
     // that the tables are not copied as they grow.
     m_nodes.reserve(static_cast<std::size_t>(bytes.size() / 32));

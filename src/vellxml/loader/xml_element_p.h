@@ -201,6 +201,8 @@ public:
     /// does not show where it is.
     bool attributePosition(const HwXmlNode& node, const char* name, int& line, int& column) const;
     std::size_t nodeCount() const { return m_nodes.size(); }
+    /// True when every element name is known to be ASCII (the fast reader read the text).
+    bool asciiNames() const { return m_asciiNames; }
 
     /// Records what the views of this document read, until set back to null.
     void setReadRecord(HwXmlReadRecord* record) { m_readRecord = record; }
@@ -252,6 +254,7 @@ private:
     // encodings have theirs taken while parsing.
     QByteArray m_text;
     bool m_utf8 = false;
+    bool m_asciiNames = false;
     mutable std::vector<std::int64_t> m_lineStarts;
     std::vector<HwXmlNode> m_nodes;
     std::vector<HwXmlAttribute> m_attributes;

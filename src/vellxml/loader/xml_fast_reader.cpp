@@ -691,8 +691,10 @@ bool HwXmlDocument::parseFast(const QByteArray& bytes, const HwLoadLimits& limit
     if (m_utf8) {
         HwXmlBuilder builder(*this, std::max(limits.maxElementDepth, 0));
         FastReader reader(bytes, builder);
-        if (reader.read())
+        if (reader.read()) {
+            m_asciiNames = true; // the reader takes no other names
             return true;
+        }
     }
     clearTables();
     return false;
