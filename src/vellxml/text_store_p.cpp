@@ -171,7 +171,7 @@ char16_t* TextStore::allocate(std::size_t length, QString& out)
     block->used += need;
     auto* data = reinterpret_cast<char16_t*>(at + kHeaderBytes);
     data[length] = 0;
-    out = adopt(reinterpret_cast<Header*>(at), data, length);
+    out = adopt(new (at) Header, data, length);
     return data;
 }
 
