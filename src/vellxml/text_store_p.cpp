@@ -116,18 +116,25 @@ std::vector<TextBlock*>& setAside()
 TextStore::~TextStore()
 {
     std::vector<TextBlock*> kept;
+    bool remembered = true;
+    try {
+        kept.reserve(m_blocks.size());
+    } catch (...) {
+        remembered = false;
+    }
     for (TextBlock* block : m_blocks) {
         if (block->unused())
             TextBlock::release(block);
-        else
+        else if (remembered)
             kept.push_back(block);
+        // Without room to remember a block in use, it stays allocated: its texts must stay valid.
     }
     if (!kept.empty()) {
         const std::lock_guard<std::mutex> lock(g_setAsideLock);
         try {
             setAside().insert(setAside().end(), kept.begin(), kept.end());
         } catch (...) {
-            // Without room to remember them the blocks stay allocated: their texts must stay valid.
+            // Likewise.
         }
     }
     releaseSetAside();
@@ -160,7 +167,8 @@ char16_t* TextStore::allocate(std::size_t length, QString& out)
         // A text of more than a quarter of a block gets a block of its own; the open one stays open.
         const bool own = need > kBlockBytes / 4;
         const std::size_t size = own ? TextBlock::firstEntry() + need : kBlockBytes;
-        m_blocks.reserve(m_blocks.size() + 1);
+        if (m_blocks.size() == m_blocks.capacity())
+            m_blocks.reserve(m_blocks.size() * 2 + 8);
         block = new (::operator new(size)) TextBlock {size, 0};
         m_blocks.push_back(block);
         m_bytes += size;
@@ -178,7 +186,7 @@ char16_t* TextStore::allocate(std::size_t length, QString& out)
 QString TextStore::keep(QStringView text)
 {
     if (text.isEmpty())
-        return QString();
+        return text.toString(); // null or empty, as the text
     QString out;
     char16_t* data = allocate(static_cast<std::size_t>(text.size()), out);
     std::memcpy(data, text.utf16(), static_cast<std::size_t>(text.size()) * sizeof(char16_t));
@@ -188,7 +196,7 @@ QString TextStore::keep(QStringView text)
 QString TextStore::keepUtf8(const char* text, std::size_t length)
 {
     if (length == 0)
-        return QString();
+        return QString::fromUtf8(text, 0); // null or empty, as the text
     // ASCII is checked eight bytes at a time.
     bool ascii = true;
     std::size_t i = 0;

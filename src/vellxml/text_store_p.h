@@ -30,7 +30,7 @@ public:
     TextStore& operator=(const TextStore&) = delete;
     ~TextStore();
 
-    /// A shared copy of the text; a null QString for an empty one.
+    /// A shared copy of the text. An empty text is not stored: it is null or empty as the given one.
     QString keep(QStringView text);
     /// The same from UTF-8 (malformed sequences become replacement characters, as QString::fromUtf8).
     QString keepUtf8(const char* text, std::size_t length);

@@ -1,6 +1,7 @@
 #include <vellxml/loader/archive.h>
 #include "archive_loader_p.h"
 #include <vellxml/loader/memory_map.h>
+#include <vellxml/text_store_p.h>
 
 #include <QDir>
 #include <QFileInfo>
@@ -19,6 +20,12 @@ HwMemoryMap::~HwMemoryMap()
 {
     if (m_activeMemoryMap == this)
         m_activeMemoryMap = nullptr;
+    // The globals hold names and comments of the chips that declared them, which may have been replaced
+    // since: once everything is gone, the text blocks they kept are freed too.
+    m_globals.reset();
+    m_softRoot.reset();
+    m_chipRoot.reset();
+    vellxml::text_p::TextStore::releaseSetAside();
 }
 
 void HwMemoryMap::setChipRootArchive(std::unique_ptr<HwRootArchive> root)
