@@ -171,7 +171,6 @@ char16_t* TextStore::allocate(std::size_t length, QString& out)
             m_blocks.reserve(m_blocks.size() * 2 + 8);
         block = new (::operator new(size)) TextBlock {size, 0};
         m_blocks.push_back(block);
-        m_bytes += size;
         if (!own)
             m_open = block;
     }

@@ -35,9 +35,6 @@ public:
     /// The same from UTF-8 (malformed sequences become replacement characters, as QString::fromUtf8).
     QString keepUtf8(const char* text, std::size_t length);
 
-    /// Bytes held in blocks.
-    std::size_t bytes() const { return m_bytes; }
-
     /// Bytes of blocks set aside by deleted stores because some of their texts were still in use. Frees
     /// those whose texts are all released since.
     static std::size_t releaseSetAside();
@@ -48,7 +45,6 @@ private:
 
     std::vector<TextBlock*> m_blocks;
     TextBlock* m_open = nullptr; ///< the block being filled; texts of their own have theirs
-    std::size_t m_bytes = 0;
 };
 
 } // namespace vellxml::text_p

@@ -444,6 +444,17 @@ TEST(XmlReaderTest, MutatedDocumentsAreReadAlikeOrLeftToExpat)
     EXPECT_GE(refused, mutations / 4);
 }
 
+// Parses a text that must be well-formed; the reason otherwise.
+testing::AssertionResult parses(HwXmlDocument& document, const QByteArray& text)
+{
+    int line = 0;
+    int column = 0;
+    QString error;
+    if (document.parse(text, HwLoadLimits(), line, column, error))
+        return testing::AssertionSuccess();
+    return testing::AssertionFailure() << error.toStdString() << " at " << line << ":" << column;
+}
+
 // Tag names are compared in lower case byte by byte in a document of ASCII names (the fast reader's); the
 // answer must be the one the lower-case QString gives, for any name. Names with other characters, whose
 // lower case may be shorter (KELVIN SIGN is "k"), send the document through expat and Qt's lower case.
@@ -469,10 +480,7 @@ TEST(XmlReaderTest, TagComparisonsAgreeWithLowerCaseNames)
         }
         text += "</root>";
         HwXmlDocument document;
-        int line = 0;
-        int column = 0;
-        QString error;
-        ASSERT_TRUE(document.parse(text, HwLoadLimits(), line, column, error)) << error.toStdString();
+        ASSERT_TRUE(parses(document, text));
         ASSERT_EQ(document.asciiNames(), !others);
         int checked = 0;
         for (const HwXmlElementView& element : document.documentElement().childElements()) {
@@ -505,10 +513,7 @@ TEST(XmlReaderTest, PlainCommentsReadAsTheirMarkup)
     }
     text += "</root>";
     HwXmlDocument document;
-    int line = 0;
-    int column = 0;
-    QString error;
-    ASSERT_TRUE(document.parse(text, HwLoadLimits(), line, column, error)) << error.toStdString();
+    ASSERT_TRUE(parses(document, text));
     int compared = 0;
     for (const HwXmlElementView& comment : document.documentElement().childElements()) {
         ASSERT_EQ(readCommentFromCommentTag(comment), vellxml::loader_p::commentFromMarkup(comment.serialize()))
