@@ -19,6 +19,22 @@ inline double cpuSeconds()
         + static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
+/// System CPU seconds of the process so far (the kernel's share: page faults, reads).
+inline double systemSeconds()
+{
+    rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_stime.tv_sec) + static_cast<double>(usage.ru_stime.tv_usec) / 1e6;
+}
+
+/// Page faults of the process so far that were served without reading from disk (first touches of memory).
+inline long minorFaults()
+{
+    rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_minflt;
+}
+
 /// Wall seconds since `since`.
 inline double secondsSince(std::chrono::steady_clock::time_point since)
 {

@@ -194,12 +194,16 @@ int main(int argc, char** argv)
     const long baselinePeak = peakKiB();
     const long baselineCurrent = currentKiB();
     const double cpuStart = cpuSeconds();
+    const double systemStart = systemSeconds();
+    const long faultsStart = minorFaults();
     const auto wallStart = std::chrono::steady_clock::now();
     g_loadStart = wallStart;
     HwRootArchive* root =
         loader.loadRootArchiveFromFile(memoryMap.get(), path, onLog, onError, onWarning, chip);
     const auto wallEnd = std::chrono::steady_clock::now();
     const double cpuEnd = cpuSeconds();
+    const double systemEnd = systemSeconds();
+    const long faultsEnd = minorFaults();
     const long loadedPeak = peakKiB();
     const long loadedCurrent = currentKiB();
 
@@ -211,6 +215,8 @@ int main(int argc, char** argv)
     std::printf("log lines:           %ld\n", g_messages.logs);
     std::printf("load wall time:      %.3f s\n", wall);
     std::printf("load cpu time:       %.3f s\n", cpuEnd - cpuStart);
+    std::printf(
+        "load system time:    %.3f s (%ld page faults)\n", systemEnd - systemStart, faultsEnd - faultsStart);
     std::printf("peak rss:            %.1f MiB (ru_maxrss)\n", mib(loadedPeak));
     std::printf("peak rss increase:   %.1f MiB (over %.1f MiB before the load)\n",
         mib(loadedPeak - baselinePeak), mib(baselinePeak));
