@@ -22,6 +22,7 @@
 #include <iterator>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -521,6 +522,53 @@ TEST(XmlReaderTest, PlainCommentsReadAsTheirMarkup)
         ++compared;
     }
     EXPECT_EQ(compared, 2000);
+}
+
+// Values compared with words are read as the document holds them; they must be the attribute's text in
+// UTF-8, absent exactly when attribute() gives its fallback, whichever reader built the document: random
+// values with references, blanks, other characters and empty ones, on elements that have some of the
+// names asked for.
+TEST(XmlReaderTest, AttributeBytesAreTheAttributeTexts)
+{
+    const char* const names[] = {"rst", "cut", "access", "display", "r", "rstx", "cutstart"};
+    const char* const pieces[] = {"no", "NO", "all1", "All1", "rw", " ", "&amp;", "&#233;", "&#x2028;",
+        "\xC3\xA9", "\xE2\x84\xAA", "&quot;", "'", "0x1F", "&#10;", "\t"};
+    const QString absent = QStringLiteral("\x01absent");
+    std::mt19937 random(17);
+    for (const bool expat : {false, true}) {
+        QByteArray text = expat ? "<!DOCTYPE root><root>" : "<root>";
+        for (int i = 0; i < 1500; ++i) {
+            text += "<e";
+            for (const char* name : names) {
+                if (random() % 3 != 0)
+                    continue;
+                text += QByteArray(" ") + name + "=\"";
+                for (unsigned n = random() % 4; n > 0; --n)
+                    text += pieces[random() % std::size(pieces)];
+                text += "\"";
+            }
+            text += "/>";
+        }
+        text += "</root>";
+        HwXmlDocument document;
+        ASSERT_TRUE(parses(document, text));
+        ASSERT_EQ(document.asciiNames(), !expat);
+        int present = 0;
+        int asked = 0;
+        for (const HwXmlElementView& element : document.documentElement().childElements()) {
+            for (const char* name : names) {
+                const std::string_view bytes = element.attributeUtf8(name);
+                const QString value = element.attribute(name, absent);
+                ASSERT_EQ(bytes.data() == nullptr, value == absent) << name;
+                ASSERT_EQ(QString::fromUtf8(bytes.data(), qsizetype(bytes.size())),
+                    value == absent ? QString() : value);
+                present += bytes.data() != nullptr;
+                ++asked;
+            }
+        }
+        EXPECT_EQ(asked, 1500 * static_cast<int>(std::size(names)));
+        EXPECT_GT(present, asked / 4);
+    }
 }
 
 } // namespace

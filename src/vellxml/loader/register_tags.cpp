@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <string_view>
 
 using vellxml::loader_p::displayFromText;
 using vellxml::loader_p::evaluate;
@@ -22,6 +23,25 @@ using vellxml::loader_p::Evaluation;
 using vellxml::loader_p::splitWords;
 
 namespace {
+
+QString utf8(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+/// Whether the UTF-8 `text` lowered as QString::toLower() lowers it is `lower`, a lower-case ASCII word
+/// without "i" or "k": those are the only ASCII letters that characters outside ASCII lower to (U+0130,
+/// U+212A), so comparing bytes is enough.
+bool equalsIgnoringAsciiCase(std::string_view text, const char* lower)
+{
+    std::size_t i = 0;
+    for (; i < text.size() && lower[i] != '\0'; ++i) {
+        const char c = text[i];
+        if ((c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c) != lower[i])
+            return false;
+    }
+    return i == text.size() && lower[i] == '\0';
+}
 
 // "up:down" splits as "^(.+):(.+)$" would split it: at the last ':' that leaves both sides non-empty. The
 // pattern's "." and "$" give line breaks a meaning of their own, so a text holding one goes through it;
@@ -87,7 +107,7 @@ std::unique_ptr<HwValuable> createValuable(
 
 // The `access` values of a bitfield: "rw" (also when empty), "r", "w", "rs"/"s" (write one to set),
 // "rc"/"c" (write one to clear), and the forms getAccessString() prints ("r-", "-w", "--", "-s", "-c").
-bool parseAccess(const QString& access, bool& readable, int& writeKind)
+bool parseAccess(std::string_view access, bool& readable, int& writeKind)
 {
     struct Form {
         const char* text;
@@ -102,7 +122,7 @@ bool parseAccess(const QString& access, bool& readable, int& writeKind)
         {"rc", true, HwBitField::WRITE_CLEAR}, {"c", true, HwBitField::WRITE_CLEAR},
         {"-c", false, HwBitField::WRITE_CLEAR}};
     for (const Form& form : forms) {
-        if (access == QLatin1String(form.text)) {
+        if (access == form.text) {
             readable = form.readable;
             writeKind = form.writeKind;
             return true;
@@ -172,15 +192,18 @@ std::unique_ptr<HwXMLElement> HwArchiveLoader::manageValuableTag(
 bool HwArchiveLoader::manageBitsTag(
     const HwXmlElementView& element, HwValuable* valuable, HwXMLArchive* archive, HwBitGroup* group)
 {
+    // A chip has millions of fields: the attributes that are compared with words are read as the document
+    // holds them, and only those that become texts are made QStrings.
     const QString name = regularizeVariableName(element.attribute("name"));
-    const QString access = element.attribute("access");
+    const std::string_view access = element.attributeUtf8("access");
     const QString pos = element.attribute("pos");
-    const QString rst = element.attribute("rst", QStringLiteral("no"));
-    const QString display = element.attribute("display", QStringLiteral("dec"));
-    const QString cut = element.attribute("cut", QStringLiteral("no"));
-    const QString cutEnum = element.attribute("cutenum");
-    const QString cutStart = element.attribute("cutstart", QStringLiteral("0"));
-    const QString cutPrefix = element.attribute("cutprefix");
+    const std::string_view rstUtf8 = element.attributeUtf8("rst");
+    const std::string_view display = element.attributeUtf8("display");
+    const std::string_view cutUtf8 = element.attributeUtf8("cut");
+    const std::string_view cutEnumUtf8 = element.attributeUtf8("cutenum");
+    const std::string_view cutStartUtf8 = element.attributeUtf8("cutstart");
+    const std::string_view cutPrefixUtf8 = element.attributeUtf8("cutprefix");
+    const bool isCut = cutUtf8.data() != nullptr && cutUtf8 != "no";
     const QString valuableName = valuable->getName();
 
     if (name.isEmpty()) {
@@ -197,7 +220,7 @@ bool HwArchiveLoader::manageBitsTag(
     int writeKind = HwBitField::WRITE_NORMAL;
     if (!parseAccess(access, readable, writeKind)) {
         reportError(archive, element,
-            QStringLiteral("Bitfield '%1' has an invalid access '%2'.\n").arg(name, access));
+            QStringLiteral("Bitfield '%1' has an invalid access '%2'.\n").arg(name, utf8(access)));
         return false;
     }
 
@@ -226,11 +249,11 @@ bool HwArchiveLoader::manageBitsTag(
 
     std::uint32_t resetValue = 0;
     bool hasReset = false;
-    const QString rstLower = rst.toLower();
-    if (rstLower == QLatin1String("all1")) {
+    const QString rst = rstUtf8.data() != nullptr ? element.valueText(rstUtf8) : QStringLiteral("no");
+    if (equalsIgnoringAsciiCase(rstUtf8, "all1")) {
         resetValue = 0xFFFFFFFFu;
         hasReset = true;
-    } else if (rstLower != QLatin1String("no")) {
+    } else if (rstUtf8.data() != nullptr && !equalsIgnoringAsciiCase(rstUtf8, "no")) {
         int value = 0;
         if (!evaluateOrReport(rst, value))
             return false;
@@ -239,8 +262,7 @@ bool HwArchiveLoader::manageBitsTag(
     }
     const DisplayType displayType = displayFromText(display);
     if (m_checker)
-        m_checker->checkField(archive, element, valuable, name, up, down, hasReset, rst, resetValue,
-            cut != QLatin1String("no"));
+        m_checker->checkField(archive, element, valuable, name, up, down, hasReset, rst, resetValue, isCut);
 
     // The field itself, or the model of the pieces of a cut field: its `comment` and `options` children
     // are read once and given to every piece.
@@ -262,7 +284,7 @@ bool HwArchiveLoader::manageBitsTag(
             return false;
         }
     }
-    if (cut == QLatin1String("no")) {
+    if (!isCut) {
         HwBitField* added = valuable->addBitField(std::move(bitField));
         if (group)
             group->addBitField(added);
@@ -270,6 +292,10 @@ bool HwArchiveLoader::manageBitsTag(
     }
 
     // A cut field becomes a group of equal pieces, numbered from cutstart, lowest bits first.
+    const QString cut = utf8(cutUtf8);
+    const QString cutEnum = utf8(cutEnumUtf8);
+    const QString cutStart = cutStartUtf8.data() != nullptr ? utf8(cutStartUtf8) : QStringLiteral("0");
+    const QString cutPrefix = utf8(cutPrefixUtf8);
     bool sizeOk = false;
     const int cutSize = cut.toInt(&sizeOk);
     if (!sizeOk || cutSize <= 0) {
@@ -380,9 +406,9 @@ bool HwArchiveLoader::manageOptionsTag(
     const HwXmlElementView& element, HwBitField* bitField, HwXMLArchive* archive)
 {
     const QString name = bitField->getName();
-    bitField->setValueMacro(element.attribute("default", QStringLiteral("no")) == QLatin1String("yes"));
-    bitField->setMaskMacro(element.attribute("mask", QStringLiteral("no")) == QLatin1String("yes"));
-    bitField->setShiftMacro(element.attribute("shift", QStringLiteral("no")) == QLatin1String("yes"));
+    bitField->setValueMacro(element.attributeUtf8("default") == "yes");
+    bitField->setMaskMacro(element.attributeUtf8("mask") == "yes");
+    bitField->setShiftMacro(element.attributeUtf8("shift") == "yes");
     const QString linkEnum = element.attribute("linkenum");
     if (!linkEnum.isEmpty()) {
         const HwEnum* e = archive->getVariableManager().getEnumByName(linkEnum);

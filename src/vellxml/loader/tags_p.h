@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <string_view>
 
 namespace vellxml::loader_p {
 
@@ -75,6 +76,16 @@ inline DisplayType displayFromText(const QString& text)
     if (text == QLatin1String("hex"))
         return DISPLAY_HEX;
     if (text == QLatin1String("bin"))
+        return DISPLAY_BIN;
+    return DISPLAY_DEC;
+}
+
+/// displayFromText() of a UTF-8 text.
+inline DisplayType displayFromText(std::string_view text)
+{
+    if (text == "hex")
+        return DISPLAY_HEX;
+    if (text == "bin")
         return DISPLAY_BIN;
     return DISPLAY_DEC;
 }

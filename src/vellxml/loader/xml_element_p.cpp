@@ -256,6 +256,24 @@ QString HwXmlElementView::attribute(const char* name, const QString& fallback) c
     return fallback;
 }
 
+std::string_view HwXmlElementView::attributeUtf8(const char* name) const
+{
+    if (HwXmlReadRecord* record = m_document->readRecord())
+        record->noteRead(m_index, name);
+    const HwXmlNode& node = m_document->node(m_index);
+    for (std::int32_t a = 0; a < node.attributeCount; ++a) {
+        const HwXmlAttribute& attribute = m_document->attribute(node.firstAttribute + a);
+        if (attribute.name[0] == name[0] && std::strcmp(attribute.name, name) == 0)
+            return std::string_view(attribute.value ? attribute.value : "", attribute.valueLength);
+    }
+    return std::string_view();
+}
+
+QString HwXmlElementView::valueText(std::string_view value) const
+{
+    return m_document->textCaches().values.get(value.data(), value.size(), utf8Text);
+}
+
 QString HwXmlElementView::kept(const QString& text) const
 {
     vellxml::text_p::TextStore* store = m_document->textStore();

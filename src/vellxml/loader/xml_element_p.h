@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class HwXmlDocument;
@@ -105,6 +106,11 @@ public:
     /// The attribute's value; `fallback` when the attribute is absent (an empty value is kept). A "name"
     /// is kept in the document's text store when it has one: names are what the model keeps.
     QString attribute(const char* name, const QString& fallback = QString()) const;
+    /// The attribute's value as the document holds it (UTF-8), without making a QString; empty with a
+    /// null data() when the attribute is absent. For values that are compared with literals.
+    std::string_view attributeUtf8(const char* name) const;
+    /// A value attributeUtf8() gave, as the QString attribute() gives.
+    QString valueText(std::string_view value) const;
     /// The child elements in document order, walked as they are read (no list is made).
     HwXmlChildElements childElements() const;
     /// The text of every text and CDATA node below the element, in document order.
