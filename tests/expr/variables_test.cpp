@@ -6,8 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstddef>
 #include <initializer_list>
+#include <iterator>
 #include <memory>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -182,6 +185,49 @@ TEST(EvaluateWithVariablesTest, Values)
         EXPECT_FALSE(failed);
         EXPECT_TRUE(errorText.isEmpty());
     }
+}
+
+// An expression that is one name is looked up without the evaluator: for random tables (names hidden by
+// later ones, names of the evaluator's own such as "pi", long names, names with '.' or a leading digit)
+// and random names, asked or not, it must evaluate as the same name in parentheses, which goes through the
+// evaluator.
+TEST(EvaluateWithVariablesTest, NamesEvaluateAsTheEvaluatorFindsThem)
+{
+    const char* const pieces[] = {"A", "b", "_", "7", "Reg", "x", ".", "pi", "exp2", "0", "Z9", "LONGNAME"};
+    std::mt19937 random(23);
+    const auto randomName = [&] {
+        QString name;
+        for (unsigned n = 1 + random() % (random() % 8 == 0 ? 12 : 3); n > 0; --n)
+            name += QString::fromLatin1(pieces[random() % std::size(pieces)]);
+        return name;
+    };
+    int found = 0;
+    for (int round = 0; round < 200; ++round) {
+        HwIntVarTable variables;
+        for (unsigned n = random() % 20; n > 0; --n) {
+            const int value = static_cast<int>(random());
+            variables.append(HwIntVar(randomName(), QString::number(value), value));
+        }
+        for (int ask = 0; ask < 20; ++ask) {
+            const QString name = random() % 2 && variables.count() > 0
+                ? (variables.begin() + static_cast<std::ptrdiff_t>(random() % unsigned(variables.count())))
+                      ->getName()
+                : randomName();
+            QString plainError;
+            QString wrappedError;
+            bool plainFailed = false;
+            bool wrappedFailed = false;
+            const int plain = evaluateExpressionWithVariables(
+                variables, QStringLiteral("n"), name, plainError, plainFailed);
+            const int wrapped = evaluateExpressionWithVariables(variables, QStringLiteral("n"),
+                QLatin1Char('(') + name + QLatin1Char(')'), wrappedError, wrappedFailed);
+            ASSERT_EQ(plainFailed, wrappedFailed) << name.toStdString();
+            ASSERT_EQ(plain, wrapped) << name.toStdString();
+            ASSERT_EQ(plainError, wrappedError);
+            found += !plainFailed;
+        }
+    }
+    EXPECT_GT(found, 1000);
 }
 
 TEST(EvaluateWithVariablesTest, Failures)

@@ -100,9 +100,37 @@ private:
     const HwVariableManager::Lookup& m_lookup;
 };
 
+// The value of an expression that is one plain name ([A-Za-z_][A-Za-z0-9_]*) of a variable the lookup
+// holds - an enum entry, a position or count given by name - as the evaluator would find it; null
+// otherwise.
+const HwVariableManager::Lookup::Entry* plainVariable(
+    const HwVariableManager::Lookup& lookup, const QString& expression)
+{
+    constexpr qsizetype longest = 64;
+    const qsizetype length = expression.size();
+    if (length == 0 || length > longest)
+        return nullptr;
+    char name[longest];
+    const QChar* const data = expression.constData();
+    for (qsizetype i = 0; i < length; ++i) {
+        const char16_t c = data[i].unicode();
+        const bool letter = (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || c == u'_';
+        if (!letter && (i == 0 || c < u'0' || c > u'9'))
+            return nullptr;
+        name[i] = static_cast<char>(c);
+    }
+    const auto it = lookup.values.find(std::string_view(name, static_cast<std::size_t>(length)));
+    return it != lookup.values.end() ? &it->second : nullptr;
+}
+
 int evaluate(const HwVariableManager::Lookup& lookup, const QString& name, const QString& expression,
     QString& errorText, bool& failed)
 {
+    if (const HwVariableManager::Lookup::Entry* variable = plainVariable(lookup, expression)) {
+        errorText.clear();
+        failed = false;
+        return variable->value;
+    }
     LookupContext context(lookup);
     const QByteArray text = hexadecimalPreparseExpression(expression).toUtf8();
     cexev::CExEv evaluator(&context);
