@@ -1,5 +1,7 @@
 #include "text_store_p.h"
 
+#include <vellxml/huge_blocks_p.h>
+
 #include <QArrayData>
 
 #include <algorithm>
@@ -80,6 +82,7 @@ constexpr std::size_t entryBytes(std::size_t length)
 struct TextBlock {
     std::size_t size; ///< bytes, this header included
     std::size_t used; ///< bytes of texts, from firstEntry()
+    bool mapped; ///< from mapHugeBlock(), else from operator new
 
     static constexpr std::size_t firstEntry() { return (sizeof(TextBlock) + kAlign - 1) & ~(kAlign - 1); }
     char* base() { return reinterpret_cast<char*>(this); }
@@ -96,12 +99,22 @@ struct TextBlock {
         return true;
     }
 
-    static void release(TextBlock* block) noexcept { ::operator delete(static_cast<void*>(block)); }
+    static void release(TextBlock* block) noexcept
+    {
+        if (block->mapped)
+            vellxml::memory_p::unmapHugeBlock(block->base(), block->size);
+        else
+            ::operator delete(static_cast<void*>(block));
+    }
 };
 
 namespace {
 
 constexpr std::size_t kBlockBytes = std::size_t {64} << 10;
+// A store that has filled this many bytes of blocks belongs to a large chip: its further texts go to
+// blocks of a huge page each, whose first touch costs one page fault instead of 512. Smaller chips keep
+// small blocks, whose pages are all used.
+constexpr std::size_t kSmallBlocksBytes = std::size_t {8} << 20;
 
 std::mutex g_setAsideLock;
 // Never destroyed: blocks set aside at exit stay reachable rather than freed under their holders.
@@ -166,11 +179,19 @@ char16_t* TextStore::allocate(std::size_t length, QString& out)
     if (!block || need > block->size - TextBlock::firstEntry() - block->used) {
         // A text of more than a quarter of a block gets a block of its own; the open one stays open.
         const bool own = need > kBlockBytes / 4;
-        const std::size_t size = own ? TextBlock::firstEntry() + need : kBlockBytes;
         if (m_blocks.size() == m_blocks.capacity())
             m_blocks.reserve(m_blocks.size() * 2 + 8);
-        block = new (::operator new(size)) TextBlock {size, 0};
+        if (!own && m_blockBytes >= kSmallBlocksBytes) {
+            char* const mapped = vellxml::memory_p::mapHugeBlock(vellxml::memory_p::kHugeBlock, true);
+            if (!mapped)
+                throw std::bad_alloc();
+            block = new (mapped) TextBlock {vellxml::memory_p::kHugeBlock, 0, true};
+        } else {
+            const std::size_t size = own ? TextBlock::firstEntry() + need : kBlockBytes;
+            block = new (::operator new(size)) TextBlock {size, 0, false};
+        }
         m_blocks.push_back(block);
+        m_blockBytes += block->size;
         if (!own)
             m_open = block;
     }

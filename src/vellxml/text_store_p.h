@@ -44,6 +44,7 @@ private:
     char16_t* allocate(std::size_t length, QString& out);
 
     std::vector<TextBlock*> m_blocks;
+    std::size_t m_blockBytes = 0; ///< of all blocks taken
     TextBlock* m_open = nullptr; ///< the block being filled; texts of their own have theirs
 };
 
