@@ -255,13 +255,16 @@ int main(int argc, char** argv)
     }
 
     const double freeCpuStart = cpuSeconds();
+    const double freeSystemStart = systemSeconds();
     const auto freeStart = std::chrono::steady_clock::now();
     memoryMap.reset();
     const auto freeEnd = std::chrono::steady_clock::now();
     const double freeCpu = cpuSeconds() - freeCpuStart;
+    const double freeSystem = systemSeconds() - freeSystemStart;
     const double freeWall = std::chrono::duration<double>(freeEnd - freeStart).count();
     std::printf("unload wall time:    %.3f s\n", freeWall);
     std::printf("unload cpu time:     %.3f s\n", freeCpu);
+    std::printf("unload system time:  %.3f s\n", freeSystem);
 
     if (root) {
         // The figures to compare between builds: memory per element of the model (the elements described

@@ -519,7 +519,7 @@ void HwXmlDocument::newBlock(std::size_t length)
     // Texts share blocks; a long one has a block of its own.
     constexpr std::size_t blockSize = 64 * 1024;
     const std::size_t size = std::max(blockSize, length + 1);
-    m_blocks.push_back(std::make_unique<char[]>(size));
+    m_blocks.push_back(std::unique_ptr<char[]>(new char[size])); // written before read: not cleared
     m_free = m_blocks.back().get();
     m_freeLength = size;
 }
