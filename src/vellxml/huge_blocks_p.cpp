@@ -1,5 +1,7 @@
 #include "huge_blocks_p.h"
 
+#include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <new>
 
@@ -34,6 +36,23 @@ char* mapHugeBlock(std::size_t size, bool hugePages)
 #else
     (void)hugePages;
     return static_cast<char*>(::operator new(size, std::align_val_t {kHugeBlock}, std::nothrow));
+#endif
+}
+
+void populate(char* start, std::size_t size) noexcept
+{
+#if defined(__linux__)
+#if !defined(MADV_POPULATE_WRITE)
+    constexpr int MADV_POPULATE_WRITE = 23; // Linux 5.14
+#endif
+    // A kernel without it refuses it once; it is not asked again.
+    static std::atomic<bool> refused {false};
+    if (!refused.load(std::memory_order_relaxed) && madvise(start, size, MADV_POPULATE_WRITE) != 0
+        && errno == EINVAL)
+        refused.store(true, std::memory_order_relaxed);
+#else
+    (void)start;
+    (void)size;
 #endif
 }
 

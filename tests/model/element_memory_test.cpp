@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <malloc.h>
 #include <memory>
 #include <thread>
 #include <unistd.h>
@@ -30,8 +31,9 @@ namespace {
 
 using Chip = std::vector<std::unique_ptr<HwRegister32>>;
 
-/// Registers of eight fields. The names are shared texts, so that the elements are nearly all the memory
-/// the chip takes (texts come from the general heap, which keeps what it frees for later use).
+/// Registers of eight fields, every fourth with an option, and a bit group of the first two. The names
+/// are shared texts: the elements and their side structures, which come from the same pool, are most of
+/// the memory the chip takes.
 Chip makeChip(int registers)
 {
     const QString regName = QStringLiteral("r");
@@ -41,9 +43,17 @@ Chip makeChip(int registers)
     Chip chip;
     for (int r = 0; r < registers; ++r) {
         auto reg = std::make_unique<HwRegister32>(regName);
-        for (int f = 0; f < 8; ++f)
-            reg->addBitField(std::make_unique<HwBitField>(fieldNames[f], true, HwBitField::WRITE_NORMAL,
-                QString::number(4 * f + 3), 4 * f + 3, QString::number(4 * f), 4 * f, 0u, true, DISPLAY_HEX));
+        for (int f = 0; f < 8; ++f) {
+            HwBitField* field = reg->addBitField(std::make_unique<HwBitField>(fieldNames[f], true,
+                HwBitField::WRITE_NORMAL, QString::number(4 * f + 3), 4 * f + 3, QString::number(4 * f),
+                4 * f, 0u, true, DISPLAY_HEX));
+            if (f % 4 == 0)
+                field->addOption({regName, static_cast<std::uint32_t>(f), QString()});
+        }
+        auto group = std::make_unique<HwBitGroup>(regName, reg.get());
+        group->addBitField(reg->getBitFields()[0].get());
+        group->addBitField(reg->getBitFields()[1].get());
+        reg->addBitGroup(std::move(group));
         chip.push_back(std::move(reg));
     }
     return chip;
@@ -56,6 +66,10 @@ void expectIntact(const Chip& chip)
         EXPECT_EQ(reg->getBitFields()[5]->getName(), QStringLiteral("f5"));
         EXPECT_EQ(reg->getBitFields()[5]->getDownPos(), 20);
         EXPECT_EQ(reg->getBitFields()[5]->getParent(), reg.get());
+        ASSERT_EQ(reg->getBitFields()[4]->getOptions().size(), 1);
+        EXPECT_EQ(reg->getBitFields()[4]->getOptions()[0].value, 4u);
+        ASSERT_EQ(reg->getBitGroups().size(), 1u);
+        EXPECT_EQ(reg->getBitGroups()[0]->getBitFields().size(), 2);
     }
 }
 
@@ -85,6 +99,7 @@ TEST(ElementMemoryTest, DeletingAChipReturnsItsMemoryWhileOthersLive)
 
     big.clear();
     fromThread.clear(); // deleted on another thread than the one that made them
+    malloc_trim(0); // the option and member lists' memory, which the general heap would keep for later use
     EXPECT_LT(residentBytes() - start, grown / 4);
     expectIntact(before);
     expectIntact(after);

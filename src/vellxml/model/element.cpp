@@ -35,9 +35,11 @@ namespace {
 // rounding the element's address down), and the chunk goes back to the system at zero. Space inside a chunk
 // is not reused: elements are made by loads and die with their chip, so a chip's elements share chunks
 // with each other only, and unloading a chip returns its memory whatever else lives on. A load makes
-// millions of elements and a teardown frees them all: each is a few instructions and no lock. The chunks
-// are backed by huge pages where the system offers them, so the first touch of a chip's memory costs a
-// page fault per 2 MiB instead of per 4 KiB.
+// millions of elements and a teardown frees them all: each is a few instructions and no lock. The
+// elements' side structures (ElementExtras, FieldExtras, ValuableExtras) and bit groups come from the pool
+// too: they are made and deleted with their elements. Once a few chunks live, further chunks are backed by
+// huge pages where the system offers them, so the first touch of a large chip's memory costs a page fault
+// per 2 MiB instead of per 4 KiB.
 constexpr std::size_t kChunk = vellxml::memory_p::kHugeBlock;
 constexpr std::size_t kLargest = 512;
 constexpr std::size_t kGranule = 8;
@@ -53,15 +55,18 @@ bool pooled(std::size_t size)
     return size != 0 && size <= kLargest;
 }
 
-std::atomic<bool> g_anyChunkMade {false};
+// While fewer chunks than this live, a new one stays in small pages: a program that holds a small chip
+// keeps only the pages it uses (a chunk in huge pages takes all its 2 MiB at its first touch).
+constexpr int kSmallPageChunks = 4;
+std::atomic<int> g_liveChunks {0};
 
-char* mapChunk()
+char* mapChunk(bool& hugePages)
 {
-    // The process's first chunk stays in small pages: a program that makes a few elements keeps a few pages.
-    const bool hugePages = g_anyChunkMade.exchange(true, std::memory_order_relaxed);
+    hugePages = g_liveChunks.load(std::memory_order_relaxed) >= kSmallPageChunks;
     char* const chunk = vellxml::memory_p::mapHugeBlock(kChunk, hugePages);
     if (chunk == nullptr)
         throw std::bad_alloc();
+    g_liveChunks.fetch_add(1, std::memory_order_relaxed);
     return chunk;
 }
 
@@ -69,6 +74,7 @@ void unmapChunk(ChunkHeader* chunk) noexcept
 {
     chunk->~ChunkHeader();
     vellxml::memory_p::unmapHugeBlock(reinterpret_cast<char*>(chunk), kChunk);
+    g_liveChunks.fetch_sub(1, std::memory_order_relaxed);
 }
 
 void dropOne(ChunkHeader* chunk) noexcept
@@ -83,15 +89,19 @@ void dropOne(ChunkHeader* chunk) noexcept
 struct ChunkCursor {
     ChunkHeader* chunk;
     std::size_t used;
+    std::size_t populated; ///< bytes of a chunk in small pages given their memory ahead of use
 };
-thread_local ChunkCursor t_cursor {nullptr, 0};
+thread_local ChunkCursor t_cursor {nullptr, 0, 0};
+
+// A chunk in small pages gets its memory this much at a time, ahead of the elements carved from it.
+constexpr std::size_t kPopulateStep = std::size_t {128} << 10;
 
 struct ChunkRetirer {
     ~ChunkRetirer()
     {
         if (t_cursor.chunk)
             dropOne(t_cursor.chunk);
-        t_cursor = {nullptr, 0};
+        t_cursor = {nullptr, 0, 0};
     }
 };
 thread_local ChunkRetirer t_retirer;
@@ -104,14 +114,20 @@ void* allocateElement(std::size_t size)
     ChunkCursor& cursor = t_cursor;
     std::size_t start = (cursor.used + alignment - 1) & ~(alignment - 1);
     if (!cursor.chunk || start + rounded > kChunk) {
-        char* fresh = mapChunk(); // throws before anything changed
+        bool hugePages = false;
+        char* fresh = mapChunk(hugePages); // throws before anything changed
         static_cast<void>(&t_retirer); // registers the thread's retirer on its first chunk
         if (cursor.chunk)
             dropOne(cursor.chunk);
         cursor.chunk = new (fresh) ChunkHeader {{1}};
+        cursor.populated = hugePages ? kChunk : 0;
         start = kFirstBlock;
     }
     cursor.used = start + rounded;
+    while (cursor.used > cursor.populated) {
+        vellxml::memory_p::populate(reinterpret_cast<char*>(cursor.chunk) + cursor.populated, kPopulateStep);
+        cursor.populated += kPopulateStep;
+    }
     cursor.chunk->live.fetch_add(1, std::memory_order_relaxed);
     return reinterpret_cast<char*>(cursor.chunk) + start;
 }

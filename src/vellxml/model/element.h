@@ -250,6 +250,12 @@ private:
     /// registers, millions of them, none with these: they are allocated on first use, and an element
     /// without them pays one null pointer. A copy shares them with its source until either changes them.
     struct ElementExtras : QSharedData {
+        // From the element pool, like the element.
+        static void* operator new(std::size_t size) { return HwXMLElement::operator new(size); }
+        static void operator delete(void* block, std::size_t size) noexcept
+        {
+            HwXMLElement::operator delete(block, size);
+        }
         QString typeName;
         QMap<QString, std::uint32_t> altAddresses;
         QString category;
