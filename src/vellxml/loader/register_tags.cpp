@@ -24,11 +24,6 @@ using vellxml::loader_p::splitWords;
 
 namespace {
 
-QString utf8(std::string_view text)
-{
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
 /// Whether the UTF-8 `text` lowered as QString::toLower() lowers it is `lower`, a lower-case ASCII word
 /// without "i" or "k": those are the only ASCII letters that characters outside ASCII lower to (U+0130,
 /// U+212A), so comparing bytes is enough.
@@ -220,7 +215,8 @@ bool HwArchiveLoader::manageBitsTag(
     int writeKind = HwBitField::WRITE_NORMAL;
     if (!parseAccess(access, readable, writeKind)) {
         reportError(archive, element,
-            QStringLiteral("Bitfield '%1' has an invalid access '%2'.\n").arg(name, utf8(access)));
+            QStringLiteral("Bitfield '%1' has an invalid access '%2'.\n")
+                .arg(name, element.valueText(access)));
         return false;
     }
 
@@ -292,10 +288,11 @@ bool HwArchiveLoader::manageBitsTag(
     }
 
     // A cut field becomes a group of equal pieces, numbered from cutstart, lowest bits first.
-    const QString cut = utf8(cutUtf8);
-    const QString cutEnum = utf8(cutEnumUtf8);
-    const QString cutStart = cutStartUtf8.data() != nullptr ? utf8(cutStartUtf8) : QStringLiteral("0");
-    const QString cutPrefix = utf8(cutPrefixUtf8);
+    const QString cut = element.valueText(cutUtf8);
+    const QString cutEnum = element.valueText(cutEnumUtf8);
+    const QString cutStart =
+        cutStartUtf8.data() != nullptr ? element.valueText(cutStartUtf8) : QStringLiteral("0");
+    const QString cutPrefix = element.valueText(cutPrefixUtf8);
     bool sizeOk = false;
     const int cutSize = cut.toInt(&sizeOk);
     if (!sizeOk || cutSize <= 0) {

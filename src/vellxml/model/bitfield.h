@@ -152,13 +152,7 @@ private:
 
     /// Options and the physical map: most fields have no options, and only VHDL generation places fields
     /// physically. Allocated on first use; a copy shares them with its source until either changes them.
-    struct FieldExtras : QSharedData {
-        // From the element pool, like the field.
-        static void* operator new(std::size_t size) { return HwXMLElement::operator new(size); }
-        static void operator delete(void* block, std::size_t size) noexcept
-        {
-            HwXMLElement::operator delete(block, size);
-        }
+    struct FieldExtras : QSharedData, Pooled {
         QString upExpr; ///< when not the up position's number
         QString downExpr; ///< when not the down position's number
         QList<HwBitFieldOption> options;
@@ -194,15 +188,9 @@ VELLXML_EXPORT bool BitFieldPosGreater(const HwBitField* a, const HwBitField* b)
 
 /// Several bitfields of one valuable under one name, adjacent or not. The valuable owns both the group
 /// and the bitfields; the group only refers to them.
-class VELLXML_EXPORT HwBitGroup {
+class VELLXML_EXPORT HwBitGroup : public HwXMLElement::Pooled {
 public:
     HwBitGroup(const QString& name, HwValuable* valuable);
-    /// From the element pool, like the register that owns the group.
-    static void* operator new(std::size_t size) { return HwXMLElement::operator new(size); }
-    static void operator delete(void* block, std::size_t size) noexcept
-    {
-        HwXMLElement::operator delete(block, size);
-    }
     HwBitGroup(const HwBitGroup&) = delete;
     HwBitGroup& operator=(const HwBitGroup&) = delete;
 

@@ -99,6 +99,15 @@ public:
     /// bookkeeping. Memory goes back to the system once no pooled element is left.
     static void* operator new(std::size_t size);
     static void operator delete(void* block, std::size_t size) noexcept;
+    /// A base for what is made and deleted with elements (their side structures, bit groups): it comes
+    /// from the same pool.
+    struct Pooled {
+        static void* operator new(std::size_t size) { return HwXMLElement::operator new(size); }
+        static void operator delete(void* block, std::size_t size) noexcept
+        {
+            HwXMLElement::operator delete(block, size);
+        }
+    };
 
     virtual void reparent(HwXMLElement* parent);
     /// Moves the element: the address is its offset in the parent, or absolute without parent.
@@ -249,13 +258,7 @@ private:
     /// The fields that only instances, structures and a few members carry. A chip is mostly bitfields and
     /// registers, millions of them, none with these: they are allocated on first use, and an element
     /// without them pays one null pointer. A copy shares them with its source until either changes them.
-    struct ElementExtras : QSharedData {
-        // From the element pool, like the element.
-        static void* operator new(std::size_t size) { return HwXMLElement::operator new(size); }
-        static void operator delete(void* block, std::size_t size) noexcept
-        {
-            HwXMLElement::operator delete(block, size);
-        }
+    struct ElementExtras : QSharedData, Pooled {
         QString typeName;
         QMap<QString, std::uint32_t> altAddresses;
         QString category;

@@ -136,13 +136,7 @@ protected:
 private:
     /// Bit groups, halves, extra text and the physical top: few registers have any of them, so they are
     /// allocated on first use.
-    struct ValuableExtras {
-        // From the element pool, like the register.
-        static void* operator new(std::size_t size) { return HwXMLElement::operator new(size); }
-        static void operator delete(void* block, std::size_t size) noexcept
-        {
-            HwXMLElement::operator delete(block, size);
-        }
+    struct ValuableExtras : Pooled {
         std::vector<std::unique_ptr<HwBitGroup>> bitGroups;
         QString extraText;
         QString lowPartName;
